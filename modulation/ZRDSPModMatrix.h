@@ -1,0 +1,128 @@
+#pragma once
+
+#include <array>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "modulation/ModMatrixCore.h"
+#include "platform/NonBlocking.h"
+#include "platform/ZeroedFloats.h"
+#include "render/ZRDSPEntity.h"
+
+namespace morv {
+
+// Names of the built-in sources 0 to 7; sources 8 (the gate as a smoothed level), 9 and 10 have no name.
+inline constexpr std::array<std::string_view, 8> ZRDSPModMatrixSourceNames = {
+    "None", "NOTE", "Velocity", "Mod Wheel", "Pitch Wheel", "Pressure", "Slide", "Release"};
+
+// Indices of the built-in sources.
+enum ModSource : int {
+  kSourceNone = 0,
+  kSourceNote = 1,        // Hz, with glide
+  kSourceVelocity = 2,    // 0 to 127, smoothed
+  kSourceModWheel = 3,    // 0 to 127
+  kSourcePitchWheel = 4,  // Hz to add to the note
+  kSourcePressure = 5,    // 0 to 127, smoothed
+  kSourceSlide = 6,       // 0 to 127, smoothed
+  kSourceRelease = 7,     // nobody writes it
+  kSourceGate = 8,        // 0 to 1, smoothed
+};
+
+// Per-sample routing for one voice: source buffers, destination buffers by parameter address, and the row
+// array that all voices share. A voice fills its sources, calls `runMatrix` once per block, and its modules
+// read their destinations. What a module writes to its source behind that call reaches its destinations one
+// block later.
+//
+// Construction, sources and rows: the constructing thread, before rendering. `runMatrix` and the buffers:
+// render thread. A row's depth, second source and its amount: any thread.
+class ZRDSPModMatrix {
+ public:
+  // Buffers hold kMaxBlockFrames frames, or `blockSize` if that is more.
+  explicit ZRDSPModMatrix(int blockSize);
+  ZRDSPModMatrix(const ZRDSPModMatrix&) = delete;
+  ZRDSPModMatrix& operator=(const ZRDSPModMatrix&) = delete;
+
+  // Replaces the shared matrix by a new one with an empty row array. The old one lives on with the voices
+  // that took its core.
+  static std::shared_ptr<ZRDSPModMatrix> initSingleton();
+  // The shared matrix, created if there is none.
+  static std::shared_ptr<ZRDSPModMatrix> sharedMatrix();
+
+  const std::shared_ptr<ModMatrixCore>& getMatrixCore() const { return matrixCore_; }
+  void setMatrixCore(std::shared_ptr<ModMatrixCore> core) { matrixCore_ = std::move(core); }
+
+  // Gives the entity a source buffer and returns its index: 11 and up, or the negative of that for a global
+  // source, whose buffer stands in the shared core. An empty name takes the entity's.
+  int registerSource(ZRDSPEntity* entity, bool isGlobal, bool isPublic, const std::string& name);
+
+  std::vector<const modMatrixSource*> getPublicSources() const;
+  std::vector<std::string> getPublicSourceNames() const;
+  int getNumPublicSources() const;
+  // Built-in sources included.
+  int getNumRegisteredSources() const { return static_cast<int>(sources_.size()); }
+  // An unknown index gives an empty name.
+  std::string getNameForSource(int index) const;
+
+  // Adds the next row, or takes over the row that an earlier voice created in this place; so all voices add
+  // their rows in one order. Returns the row. No check against the limit of rows.
+  modMatrixRow* addRow(const std::string& identifier, const std::string& sourceName, int source,
+                       const std::string& destinationName, int destination, ZRDSPParameter* depth,
+                       float amount, int transform, bool isGlobal);
+  modMatrixRow* addRow(const std::string& identifier, int source, int destination, ZRDSPParameter* depth,
+                       float amount, int transform, bool isGlobal);
+  modMatrixRow* addRow(int source, int destination, ZRDSPParameter* depth, float amount, int transform);
+
+  modMatrixRow* getRowAtIndex(int index) const;
+  // Throws std::out_of_range for an unknown identifier. The empty identifier gives the last row added with
+  // it.
+  modMatrixRow* getRowWithIdentifier(const std::string& identifier) const;
+  std::vector<modMatrixRow*> getRowsWithDestination(const std::string& destinationName) const;
+  // Rows whose depth is not zero.
+  std::vector<modMatrixRow*> getActiveRows() const;
+  // Sets every row's depth, second source and second amount to zero.
+  void resetActiveRows();
+
+  // Clears the destinations and adds every row into its own. `frames` up to the buffers' capacity.
+  void runMatrix(int frames) noexcept MORV_NONBLOCKING;
+
+  // Sample buffers of this voice. A source that does not exist gives none; every destination address below
+  // 475 has a buffer, others give none.
+  float* sourceBuffer(int source) noexcept MORV_NONBLOCKING;
+  float* destinationBuffer(int address) noexcept MORV_NONBLOCKING;
+  // Whether any row feeds this destination. One that none feeds reads as zero unless its own module writes
+  // it.
+  bool isRouted(int address) const noexcept MORV_NONBLOCKING;
+
+  bool enabled = true;  // rows are computed only while set
+  int rowCount = 0;     // rows that this matrix walked through addRow
+  int registeredSourceCount = 0;
+  int blockSize;  // frames
+
+ private:
+  void _createMatrixCore();
+  void _initBuffers();
+  void runGlobalMatrix(int frames) noexcept;
+  bool _applyTransform(ZRDSPModMatrixTransform transform, const float* source, float* out, int frames,
+                       bool isGlobalPass) noexcept;
+  void clearDestinations(int frames) noexcept;
+  void runRow(const modMatrixRow& row, float* source, bool isGlobalPass, int frames) noexcept;
+
+  static std::shared_ptr<ZRDSPModMatrix> _instance;
+
+  std::array<float*, kMaxModRows> sourceBuffers_{};
+  std::vector<ZeroedFloats> sourceStorage_;
+  ZeroedFloats destinationStorage_;
+  std::ptrdiff_t stride_ = 0;  // floats from one destination to the next
+  std::vector<std::unique_ptr<modMatrixSource>> sources_;
+  std::map<int, std::string> sourceNames_;
+  std::map<std::string, modMatrixRow*> rowsByIdentifier_;
+  std::shared_ptr<ModMatrixCore> matrixCore_;
+  std::array<float, kMaxModRows> depths_{};  // of this block, by row
+  ZeroedFloats scratchA_;
+  ZeroedFloats scratchB_;
+};
+
+}  // namespace morv

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#include "platform/Export.h"
+#include "platform/NonBlocking.h"
+
+namespace morv {
+
+// Carries the engine's one-line diagnostics from wherever they are born, the render thread above all, to
+// whoever prints them. Many writers, one reader, fixed size, no lock; when it is full a line is dropped and
+// counted.
+class MORV_EXPORT DiagnosticRing {
+ public:
+  struct Line {
+    const char* format =
+        nullptr;  // printf form with static lifetime; at most four %i, or %i and %f as told by `real`
+    std::array<std::int32_t, 4> integers{};
+    double real = 0;
+    enum class Arguments : std::uint8_t { integers, integerThenReal, real } arguments = Arguments::integers;
+  };
+
+  static constexpr std::size_t kCapacity = 1024;
+
+  DiagnosticRing() noexcept;
+
+  // Any thread. `format` must outlive the ring (a literal).
+  void post(const char* format) noexcept MORV_NONBLOCKING;
+  void post(const char* format, std::int32_t a) noexcept MORV_NONBLOCKING;
+  void post(const char* format, std::int32_t a, std::int32_t b) noexcept MORV_NONBLOCKING;
+  void post(const char* format, std::int32_t a, std::int32_t b, std::int32_t c,
+            std::int32_t d) noexcept MORV_NONBLOCKING;
+  void postReal(const char* format, double a) noexcept MORV_NONBLOCKING;
+  void postIntegerReal(const char* format, std::int32_t a, double b) noexcept MORV_NONBLOCKING;
+
+  // Takes the oldest line. False when there is none. One thread (the main queue's).
+  bool take(Line* line) noexcept;
+  // Prints all waiting lines to `sink`, or drops them when it is null. The main queue's thread.
+  void drain(std::FILE* sink);
+  // Lines lost because nobody drained in time.
+  std::uint64_t dropped() const noexcept { return dropped_.load(std::memory_order_relaxed); }
+
+  // The process's ring, the engine's stand-in for its standard output.
+  static DiagnosticRing& shared() noexcept;
+
+ private:
+  struct Cell {
+    std::atomic<std::uint64_t> sequence{0};
+    Line line;
+  };
+  void push(const Line& line) noexcept;
+
+  std::array<Cell, kCapacity> cells_;
+  std::atomic<std::uint64_t> head_{0};
+  std::uint64_t tail_ = 0;
+  std::atomic<std::uint64_t> dropped_{0};
+};
+
+}  // namespace morv

@@ -1,0 +1,128 @@
+#include "render/ZRDSPEntity.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "platform/DiagnosticRing.h"
+
+namespace morv {
+
+std::uint32_t ZRDSPEntity::addr = 0;
+
+ZRDSPEntity::ZRDSPEntity(float sampleRateHz) : ZRDSPEntity(sampleRateHz, 0, 0) {}
+
+ZRDSPEntity::ZRDSPEntity(float sampleRateHz, int firstParameterAddress)
+    : ZRDSPEntity(sampleRateHz, firstParameterAddress, 0) {}
+
+ZRDSPEntity::ZRDSPEntity(float sampleRateHz, int firstParameterAddress, int entityIndex)
+    : sampleRate(sampleRateHz), index(entityIndex), firstAddress(firstParameterAddress) {
+  if (entityIndex > 0) {
+    indexSuffix = " ";
+    indexSuffix += std::to_string(entityIndex);
+  }
+}
+
+ZRDSPEntity::~ZRDSPEntity() = default;
+
+bool ZRDSPEntity::isListed(const ZRDSPParameter& parameter) const noexcept {
+  if (parameter.dependsOnAddress < 0) return true;
+  const auto found = parameterMap_.find(parameter.dependsOnAddress);
+  return found != parameterMap_.end() && found->second->value == parameter.dependsOnValue;
+}
+
+std::vector<ZRDSPParameter*> ZRDSPEntity::parameters() {
+  std::vector<ZRDSPParameter*> list;
+  list.reserve(parameterMap_.size());
+  for (const auto& [address, parameter] : parameterMap_) {
+    if (isListed(*parameter)) list.push_back(parameter);
+  }
+  return list;
+}
+
+void ZRDSPEntity::registerParameter(ZRDSPParameter* parameter) {
+  parameter->dependsOnAddress = -1;
+  parameter->dependsOnValue = -1.0F;
+  if (parameter->address == -1) parameter->address = static_cast<std::int32_t>(addr);
+  parameterMap_.emplace(parameter->address, parameter);
+  ++addr;
+}
+
+int ZRDSPEntity::addressForIdentifier(const std::string& wanted) {
+  for (const auto& [address, parameter] : parameterMap_) {
+    if (isListed(*parameter) && parameter->identifier == wanted) return parameter->address;
+  }
+  return 0;
+}
+
+ZRDSPParameter* ZRDSPEntity::parameterForAddress(int address) { return parameterMap_.at(address); }
+
+ZRDSPParameter* ZRDSPEntity::listedParameter(int address) const noexcept {
+  const auto found = parameterMap_.find(address);
+  return found != parameterMap_.end() && isListed(*found->second) ? found->second : nullptr;
+}
+
+void ZRDSPEntity::setParameterValueForAddress(int address, float value) noexcept {
+  const auto found = parameterMap_.find(address);
+  if (found == parameterMap_.end()) {
+    DiagnosticRing::shared().post("Error: no parameter with address %i", address);
+    return;
+  }
+  *found->second = value;
+}
+
+float ZRDSPEntity::parameterValueForAddress(int address) { return parameterMap_.at(address)->value; }
+
+void ZRDSPEntity::initParameter(const std::string& parameterIdentifier, const std::string& parameterName,
+                                int address, float minValue, float maxValue,
+                                const std::vector<std::string>& valueStrings, ZRDSPParameterUnit unit,
+                                float defaultValue, ZRDSPParameter* parameter, bool doRegister) {
+  parameter->identifier = parameterIdentifier;
+  parameter->name = parameterName;
+  parameter->address = address >= 0 ? address : static_cast<std::int32_t>(addr);
+  parameter->minValue = minValue;
+  parameter->maxValue = maxValue;
+  parameter->valueStrings = valueStrings;
+  parameter->unit = unit;
+  *parameter = defaultValue;
+  parameter->flags = kDefaultParameterFlags;
+  parameter->dependsOnAddress = -1;
+  parameter->dependsOnValue = -1.0F;
+  if (doRegister) registerParameter(parameter);
+}
+
+void ZRDSPEntity::initParameter(const ParameterRow& row, int address, ZRDSPParameter* parameter,
+                                bool doRegister) {
+  initParameter(row.identifier, row.name, address, row.minValue, row.maxValue,
+                {row.valueStrings.begin(), row.valueStrings.end()}, row.unit, row.defaultValue, parameter,
+                doRegister);
+  parameter->flags = row.flags;
+}
+
+void ZRDSPEntity::clearParamters() { parameterMap_.clear(); }
+
+float ZRDSPEntity::clamp(float value, float low, float high) noexcept {
+  return std::min(std::max(value, low), high);
+}
+
+float ZRDSPEntity::msToHz(float periodSeconds) noexcept {
+  return static_cast<float>(1.0 / static_cast<double>(periodSeconds));
+}
+
+float ZRDSPEntity::timeDivisionToPeriod(float numerator, float denominator, float bpm) noexcept {
+  const auto bar = static_cast<float>(60.0 / static_cast<double>(bpm) * 4.0);
+  return bar * (numerator / denominator);
+}
+
+float ZRDSPEntity::timeDivisionToFrequency(float numerator, float denominator, float bpm) noexcept {
+  return msToHz(timeDivisionToPeriod(numerator, denominator, bpm));
+}
+
+float ZRDSPEntity::pitchShift(float semitones) noexcept {
+  return std::pow(2.0F, static_cast<float>(static_cast<double>(semitones) / 12.0));
+}
+
+float ZRDSPEntity::semitonesBetweenFrequencies(float from, float to) noexcept {
+  return static_cast<float>(std::log2(static_cast<double>(to / from)) * 12.0);
+}
+
+}  // namespace morv

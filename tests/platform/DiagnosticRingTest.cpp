@@ -1,0 +1,69 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/DiagnosticRing.h"
+
+namespace morv {
+namespace {
+
+std::string drained(DiagnosticRing& ring) {
+  std::FILE* file = std::tmpfile();
+  ring.drain(file);
+  std::string text(static_cast<std::size_t>(std::ftell(file)), '\0');
+  std::rewind(file);
+  text.resize(std::fread(text.data(), 1, text.size(), file));
+  std::fclose(file);
+  return text;
+}
+
+TEST(DiagnosticRing, PrintsEachLineInItsOwnFormAndOrder) {
+  auto ring = std::make_unique<DiagnosticRing>();
+
+  ring->post("buffer too large\n");
+  ring->post("Error: no parameter with address %i", 999);
+  ring->post("voice#: %i channel:%i gate:%i note:%i\n", 1, 2, 3, 4);
+  ring->postIntegerReal("%i %f\n", 5, 0.5);
+  ring->postReal("poly pressure:%f\n", 1.25);
+
+  EXPECT_EQ(drained(*ring),
+            "buffer too large\nError: no parameter with address 999voice#: 1 channel:2 gate:3 note:4\n"
+            "5 0.500000\npoly pressure:1.250000\n");
+}
+
+TEST(DiagnosticRing, DropsAndCountsLinesThatFindItFull) {
+  auto ring = std::make_unique<DiagnosticRing>();
+
+  for (std::size_t i = 0; i < DiagnosticRing::kCapacity + 3; ++i) ring->post("x");
+
+  EXPECT_EQ(ring->dropped(), 3U);
+  EXPECT_EQ(drained(*ring).size(), DiagnosticRing::kCapacity);
+}
+
+TEST(DiagnosticRing, TakesLinesFromSeveralThreadsWithoutLoss) {
+  auto ring = std::make_unique<DiagnosticRing>();
+  constexpr int kLinesPerThread = 200;
+  std::vector<std::thread> writers;
+
+  for (int w = 0; w < 4; ++w) {
+    writers.emplace_back([&ring, w] {
+      for (int i = 0; i < kLinesPerThread; ++i) ring->post("%i %i", w, i);
+    });
+  }
+  for (auto& writer : writers) writer.join();
+
+  std::vector<int> next(4, 0);
+  DiagnosticRing::Line line;
+  while (ring->take(&line)) {
+    const auto writer = static_cast<std::size_t>(line.integers[0]);
+    EXPECT_EQ(line.integers[1], next[writer]++);
+  }
+  EXPECT_EQ(next, std::vector<int>(4, kLinesPerThread));
+}
+
+}  // namespace
+}  // namespace morv
