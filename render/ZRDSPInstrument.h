@@ -17,7 +17,6 @@
 #include "render/KeyedSlots.h"
 #include "render/NoteStateGuard.h"
 #include "render/ZRDSPEntity.h"
-#include "voice/ZRBiquadFilter.h"
 #include "voice/ZRDSPVoice.h"
 
 namespace morv {
@@ -178,7 +177,6 @@ class ZRDSPInstrument : public ZRDSPEntity {
   float sampleCoefficient = 0;
   double blockSampleTime = 0;
   double timelineSampleTime = 0;
-  std::unique_ptr<ZRBiquadFilter> outputFilter;  // built, never run
   int (*voiceCallback)(int, int, void*) = nullptr;
   void* voiceCallbackContext = nullptr;
 
