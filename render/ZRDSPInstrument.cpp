@@ -11,7 +11,8 @@ ZRDSPInstrument::ZRDSPInstrument(float sampleRateHz)
 
 ZRDSPInstrument::~ZRDSPInstrument() = default;
 
-void ZRDSPInstrument::_beginInit(int numberOfVoices, float sampleRateHz, int blockSizeFrames, unsigned flags) {
+void ZRDSPInstrument::_beginInit(int numberOfVoices, float sampleRateHz, int blockSizeFrames,
+                                 unsigned flags) {
   blockSize = blockSizeFrames;
   if (modMatrix == nullptr) modMatrix = ZRDSPModMatrix::sharedMatrix();
   sampleRate = sampleRateHz;
@@ -26,6 +27,7 @@ void ZRDSPInstrument::_addVoice(std::unique_ptr<ZRDSPVoice> voice) {
     voice->voiceCallback = voiceCallback;
     voice->voiceCallbackContext = voiceCallbackContext;
   }
+  bank_.push_back(voice.get());
   voices.push_back(std::move(voice));
 }
 

@@ -10,7 +10,8 @@ namespace {
 
 constexpr float kFullScale16 = 32767.0F;
 
-// table[n] += sigma a cos(2 pi k n / size + 2 pi phase); the angle is worked out in double and rounded to float.
+// table[n] += sigma a cos(2 pi k n / size + 2 pi phase); the angle is worked out in double and rounded to
+// float.
 void addHarmonics(int harmonics, const float* amplitudes, int size, float* table, float phaseCycles) {
   const double shift = 2.0 * std::numbers::pi * static_cast<double>(phaseCycles);
   for (int k = 1; k <= harmonics; ++k) {
@@ -31,7 +32,8 @@ std::int16_t toInt16(float value) {
 
 }  // namespace
 
-void fourierTableFloat(int harmonics, const float* amplitudes, int size, float* table, int clear, float phaseCycles) {
+void fourierTableFloat(int harmonics, const float* amplitudes, int size, float* table, int clear,
+                       float phaseCycles) {
   if (clear != 0) std::fill_n(table, size, 0.0F);
   addHarmonics(harmonics, amplitudes, size, table, phaseCycles);
   normalise_table(table, size, 1.0F);
@@ -41,7 +43,8 @@ void fourierTableInt16(int harmonics, const float* amplitudes, int size, std::in
                        float phaseCycles) {
   std::vector<float> sum(static_cast<std::size_t>(size), 0.0F);
   if (clear == 0) {
-    for (int n = 0; n < size; ++n) sum[static_cast<std::size_t>(n)] = static_cast<float>(table[n]) / kFullScale16;
+    for (int n = 0; n < size; ++n)
+      sum[static_cast<std::size_t>(n)] = static_cast<float>(table[n]) / kFullScale16;
   }
   fourierTableFloat(harmonics, amplitudes, size, sum.data(), 0, phaseCycles);
   for (int n = 0; n < size; ++n) table[n] = toInt16(sum[static_cast<std::size_t>(n)] * kFullScale16);

@@ -6,8 +6,8 @@
 
 namespace morv {
 
-// The voice's own parameters in the order of their addresses, which follow on `portamentoTime`. Identifiers ending
-// in "Amount" are depths of matrix rows.
+// The voice's own parameters in the order of their addresses, which follow on `portamentoTime`. Identifiers
+// ending in "Amount" are depths of matrix rows.
 struct TurboVoiceParameterRow {
   ParameterRow row;
   ZRDSPParameter ZRTurboVoice::*member;
@@ -26,8 +26,10 @@ inline constexpr auto kTurboVoiceParameters = [] {
   return std::to_array<TurboVoiceParameterRow>({
       {{"oscWave", "WAVESHAPE", 0, 1, 0, U::generic, kWaveStrings}, &V::oscWave},
       {{"oscPulseWidth", "Pulsewidth", 0, 1, 0.5F}, &V::oscPulseWidth},
-      {{"oscMainLevel", "VCO Level", 0, 1.25F, 0.5F, U::generic, {}, kExponentialDisplayFlags}, &V::oscMainLevel},
-      {{"oscNoiseLevel", "Noise Level", 0, 1, 0, U::generic, {}, kExponentialDisplayFlags}, &V::oscNoiseLevel},
+      {{"oscMainLevel", "VCO Level", 0, 1.25F, 0.5F, U::generic, {}, kExponentialDisplayFlags},
+       &V::oscMainLevel},
+      {{"oscNoiseLevel", "Noise Level", 0, 1, 0, U::generic, {}, kExponentialDisplayFlags},
+       &V::oscNoiseLevel},
       {{"oscSubLevel", "Sub Level", 0, 1.25F, 0, U::generic, {}, kExponentialDisplayFlags}, &V::oscSubLevel},
       {{"oscSubWave", "Sub Wave", 0, 1, 0, U::indexed, kSubWaveStrings}, &V::oscSubWave},
       {{"oscSubOctave", "Sub Octave", 0, 2, 1, U::indexed, kSubOctaveStrings}, &V::oscSubOctave},
@@ -46,8 +48,10 @@ inline constexpr auto kTurboVoiceParameters = [] {
       {{"filterCutoff", "Cutoff", 20, 20000, 1000, U::hertz}, &V::filterCutoff},
       {{"filterResonance", "Q", 0, 1, 0.1F, U::generic, {}, kExponentialDisplayFlags}, &V::filterResonance},
       {{"filterMode", "Mode", 0, 1, 0, U::generic, kFilterModeStrings}, &V::filterMode},
-      {{"filterEnvModAmount", "ENV > Cutoff", -1, 1, 0, U::generic, {}, kExponentialDisplayFlags}, &V::filterEnvModAmount},
-      {{"filterLFOModAmount", "LFO > Cutoff", 0, 1, 0, U::generic, {}, kExponentialDisplayFlags}, &V::filterLFOModAmount},
+      {{"filterEnvModAmount", "ENV > Cutoff", -1, 1, 0, U::generic, {}, kExponentialDisplayFlags},
+       &V::filterEnvModAmount},
+      {{"filterLFOModAmount", "LFO > Cutoff", 0, 1, 0, U::generic, {}, kExponentialDisplayFlags},
+       &V::filterLFOModAmount},
       {{"filterModeModAmount", "LFO > Mode", 0, 1, 0}, &V::filterModeModAmount},
       {{"filterModeEnvModAmount", "ENV > Mode", -1, 1, 0}, &V::filterModeEnvModAmount},
       {{"filterKeyTrackAmount", "Keytrack", 0, 1, 0}, &V::filterKeyTrackAmount},
@@ -64,7 +68,8 @@ inline constexpr auto kTurboVoiceParameters = [] {
       {{"env2Velocity", "Velocity", 0, 1, 0}, &V::env2Velocity},
       {{"env2Loop", "Loop", 0, 1, 0, U::boolean}, &V::env2Loop},
       {{"env2Sync", "Sync", 0, 1, 0, U::boolean}, &V::env2Sync},
-      {{"outputDistortion", "Drive", 0, 1, 0, U::generic, {}, kExponentialDisplayFlags}, &V::outputDistortion},
+      {{"outputDistortion", "Drive", 0, 1, 0, U::generic, {}, kExponentialDisplayFlags},
+       &V::outputDistortion},
       {{"outputDistortionTone", "Tone", -1, 1, 0}, &V::outputDistortionTone},
       {{"modwheelFilterFreqAmount", "WHEEL > Freq", 0, 1, 0}, &V::modwheelFilterFreqAmount},
       {{"modwheelFilterModeAmount", "WHEEL > F.Mode", 0, 1, 0}, &V::modwheelFilterModeAmount},

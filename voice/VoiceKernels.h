@@ -4,8 +4,8 @@
 
 namespace morv {
 
-// What one lane of the filter bank works on: a block of samples, its coefficients sample by sample, and the two
-// integrators, which are read and written back. `in` may be `out`.
+// What one lane of the filter bank works on: a block of samples, its coefficients sample by sample, and the
+// two integrators, which are read and written back. `in` may be `out`.
 struct SEMFilterLane {
   const float* in = nullptr;
   float* out = nullptr;
@@ -17,9 +17,9 @@ struct SEMFilterLane {
   float* z2 = nullptr;
 };
 
-// The voice's hot loops. They exist once for plain x86-64 and once for AVX2 with fused multiply-add; the better one
-// that the machine has is chosen when the program starts. Approximations are single precision with a relative error
-// below 3e-7 over the range given. Any thread; no allocation; 0 frames are legal.
+// The voice's hot loops. They exist once for plain x86-64 and once for AVX2 with fused multiply-add; the
+// better one that the machine has is chosen when the program starts. Approximations are single precision with
+// a relative error below 3e-7 over the range given. Any thread; no allocation; 0 frames are legal.
 struct VoiceKernels {
   static constexpr int kLanes = 8;
 
@@ -36,11 +36,13 @@ struct VoiceKernels {
   void (*readTable)(const float* table, const float* positions, float* out, int frames) noexcept;
   // Adds such a read times a gain.
   void (*addTable)(const float* table, const float* positions, float gain, float* out, int frames) noexcept;
-  // Coefficients of the state-variable filter from its limited cutoff c and resonance r: f = c scaleHz + offsetHz,
-  // alpha = tan(pi f / rate), R = 1 / (50 r + 1), alpha0 = 1 / (1 + 2 R alpha + alpha^2), rho = 2 R + alpha.
+  // Coefficients of the state-variable filter from its limited cutoff c and resonance r: f = c scaleHz +
+  // offsetHz, alpha = tan(pi f / rate), R = 1 / (50 r + 1), alpha0 = 1 / (1 + 2 R alpha + alpha^2), rho = 2 R
+  // + alpha.
   void (*semCoefficients)(const float* cutoffs, const float* resonances, double scaleHz, double offsetHz,
                           double rateHz, float* alphas, float* alpha0s, float* rhos, int frames) noexcept;
-  // Up to kLanes state-variable filters side by side. Every lane gives the same bits whatever the others hold.
+  // Up to kLanes state-variable filters side by side. Every lane gives the same bits whatever the others
+  // hold.
   void (*semFilterBank)(const SEMFilterLane* lanes, int count, int frames) noexcept;
 };
 

@@ -1,7 +1,7 @@
-// Bodies of the voice's kernels; each translation unit that includes this compiles them for one kind of machine.
-// Everything is local to the file and nothing of the standard library's templates is used: a function shared between
-// the files could be taken from the one that the machine cannot run.
-// Polynomials and rational functions are minimax fits in relative error, made by iteratively reweighted least squares.
+// Bodies of the voice's kernels; each translation unit that includes this compiles them for one kind of
+// machine. Everything is local to the file and nothing of the standard library's templates is used: a
+// function shared between the files could be taken from the one that the machine cannot run. Polynomials and
+// rational functions are minimax fits in relative error, made by iteratively reweighted least squares.
 
 #include <cstdint>
 #include <cstring>
@@ -37,9 +37,12 @@ void tanhInPlace(float* x, int frames) noexcept {
 // 2^k for a whole number held in a float, -126 to 127.
 inline float powerOfTwo(std::int32_t k) noexcept { return __builtin_bit_cast(float, (k + 127) << 23); }
 
-inline std::int32_t roundedInt(float x) noexcept { return static_cast<std::int32_t>(x + (x < 0.0F ? -0.5F : 0.5F)); }
+inline std::int32_t roundedInt(float x) noexcept {
+  return static_cast<std::int32_t>(x + (x < 0.0F ? -0.5F : 0.5F));
+}
 
-// e^x - 1 for x from -87 to 0, without the cancellation near 0: with x = k ln 2 + r it is 2^k (e^r - 1) + (2^k - 1).
+// e^x - 1 for x from -87 to 0, without the cancellation near 0: with x = k ln 2 + r it is 2^k (e^r - 1) +
+// (2^k - 1).
 inline float expMinusOne(float x) noexcept {
   constexpr float kLog2e = 1.44269504F;
   constexpr float kLn2High = 0.693359375F;
@@ -48,8 +51,9 @@ inline float expMinusOne(float x) noexcept {
   const auto n = static_cast<float>(k);
   const float r = (x - n * kLn2High) - n * kLn2Low;
   const float p =
-      r * (1.00000001F +
-           r * (0.49999998F + r * (0.16666493F + r * (4.1667175e-2F + r * (8.3705116e-3F + r * 1.3888836e-3F)))));
+      r *
+      (1.00000001F +
+       r * (0.49999998F + r * (0.16666493F + r * (4.1667175e-2F + r * (8.3705116e-3F + r * 1.3888836e-3F)))));
   const float scale = powerOfTwo(k);
   return scale * p + (scale - 1.0F);
 }
@@ -83,7 +87,8 @@ void centsFactors(const float* cents, float base, float* out, int frames) noexce
     const float r = octaves - static_cast<float>(k);
     const float p =
         1.0F + r * (0.69314721F +
-                    r * (0.24022646F + r * (5.5503221e-2F + r * (9.6185187e-3F + r * (1.3402597e-3F + r * 1.5343436e-4F)))));
+                    r * (0.24022646F + r * (5.5503221e-2F +
+                                            r * (9.6185187e-3F + r * (1.3402597e-3F + r * 1.5343436e-4F)))));
     out[i] = base * (p * powerOfTwo(k));
   }
 }
@@ -104,10 +109,10 @@ void addTable(const float* table, const float* positions, float gain, float* out
   }
 }
 
-// The tangent of pi x comes from a polynomial below an eighth of a turn and from its reciprocal above; the distance
-// to the pole is worked out in double, where a float would lose it.
-void semCoefficients(const float* cutoffs, const float* resonances, double scaleHz, double offsetHz, double rateHz,
-                     float* alphas, float* alpha0s, float* rhos, int frames) noexcept {
+// The tangent of pi x comes from a polynomial below an eighth of a turn and from its reciprocal above; the
+// distance to the pole is worked out in double, where a float would lose it.
+void semCoefficients(const float* cutoffs, const float* resonances, double scaleHz, double offsetHz,
+                     double rateHz, float* alphas, float* alpha0s, float* rhos, int frames) noexcept {
   const double scale = scaleHz / rateHz;
   const double offset = offsetHz / rateHz;
   for (int i = 0; i < frames; ++i) {
@@ -119,7 +124,8 @@ void semCoefficients(const float* cutoffs, const float* resonances, double scale
         x * (3.1415926F +
              u * (10.335433F +
                   u * (40.800144F +
-                       u * (163.31043F + u * (633.0652F + u * (3216.3083F + u * (-45.544243F + u * 126729.59F)))))));
+                       u * (163.31043F +
+                            u * (633.0652F + u * (3216.3083F + u * (-45.544243F + u * 126729.59F)))))));
     const float alpha = isUpper ? 1.0F / t : t;
     const float twiceR = 2.0F / (50.0F * resonances[i] + 1.0F);
     alphas[i] = alpha;
@@ -128,8 +134,8 @@ void semCoefficients(const float* cutoffs, const float* resonances, double scale
   }
 }
 
-// Eight lanes side by side. The filter is one long chain from sample to sample, so a lane alone would leave the
-// machine waiting.
+// Eight lanes side by side. The filter is one long chain from sample to sample, so a lane alone would leave
+// the machine waiting.
 using Lanes = float __attribute__((vector_size(32)));
 using LaneMask = std::int32_t __attribute__((vector_size(32)));
 static_assert(VoiceKernels::kLanes == 8);
@@ -143,7 +149,8 @@ inline Lanes loadRow(const float* p) noexcept {
 inline void storeRow(float* p, Lanes row) noexcept { std::memcpy(p, &row, sizeof(row)); }
 
 inline Lanes select(LaneMask mask, Lanes a, Lanes b) noexcept {
-  return __builtin_bit_cast(Lanes, (__builtin_bit_cast(LaneMask, a) & mask) | (__builtin_bit_cast(LaneMask, b) & ~mask));
+  return __builtin_bit_cast(
+      Lanes, (__builtin_bit_cast(LaneMask, a) & mask) | (__builtin_bit_cast(LaneMask, b) & ~mask));
 }
 
 inline Lanes boundedLanes(Lanes x, float bound) noexcept {
@@ -254,8 +261,8 @@ void semFilterBank(const SEMFilterLane* lanes, int count, int frames) noexcept {
 }
 
 constexpr VoiceKernels kernelsNamed(const char* name) {
-  return {name,     tanhInPlace, softLimit,       sinPi, centsFactors, readTable,
-          addTable, semCoefficients, semFilterBank};
+  return {name,      tanhInPlace, softLimit,       sinPi,        centsFactors,
+          readTable, addTable,    semCoefficients, semFilterBank};
 }
 
 }  // namespace

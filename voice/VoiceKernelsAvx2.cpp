@@ -1,4 +1,5 @@
-// Compiled for AVX2 and FMA; nothing in here may run, or be shared with other files, before the machine was asked.
+// Compiled for AVX2 and FMA; nothing in here may run, or be shared with other files, before the machine was
+// asked.
 
 #include "voice/VoiceKernels.inl"
 

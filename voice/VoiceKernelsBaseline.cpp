@@ -8,7 +8,8 @@ const VoiceKernels& baselineVoiceKernels() noexcept {
 }
 
 const VoiceKernels& voiceKernels() noexcept {
-  static const VoiceKernels& best = avx2VoiceKernels() != nullptr ? *avx2VoiceKernels() : baselineVoiceKernels();
+  static const VoiceKernels& best =
+      avx2VoiceKernels() != nullptr ? *avx2VoiceKernels() : baselineVoiceKernels();
   return best;
 }
 

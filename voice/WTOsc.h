@@ -25,9 +25,10 @@ inline constexpr int kWTOscWaveStride = 31200;
 
 // Memory for bytesPerSample x size x tables x waves bytes, cleared; frequency 440 Hz.
 void initWTOsc(WTOscState* state, int size, int tables, int waves, int bytesPerSample);
-// One sample of the current wave's first table, by linear interpolation that closes the cycle, then one step of
-// frequency x size / rate. The three arguments in between are not used. A wave outside the memory is silent.
-float runWTOsc(WTOscState* state, double frequencyHz, float a, float b, float c, double sampleRateHz) noexcept
-    MORV_NONBLOCKING;
+// One sample of the current wave's first table, by linear interpolation that closes the cycle, then one step
+// of frequency x size / rate. The three arguments in between are not used. A wave outside the memory is
+// silent.
+float runWTOsc(WTOscState* state, double frequencyHz, float a, float b, float c,
+               double sampleRateHz) noexcept MORV_NONBLOCKING;
 
 }  // namespace morv

@@ -18,7 +18,8 @@ namespace {
 constexpr int kHarmonicsUpToHz = 10000;
 constexpr int kVoiceHarmonicsUpToHz = 20000;
 constexpr double kSubtableTopHz = 20000.0;
-// Each copy keeps this much less than the one before, a little over the factor of pitch by which copies are chosen.
+// Each copy keeps this much less than the one before, a little over the factor of pitch by which copies are
+// chosen.
 constexpr float kSubtableRatio = 1.3F / 0.9F;
 
 struct FreeFft {
@@ -57,15 +58,23 @@ struct WaveLaw {
 
 WaveLaw lawOf(ZROscillatorWave wave) {
   switch (wave) {
-    case ZROscillatorWave::saw: return {Harmonics::all, 1, -0.25F, false};
-    case ZROscillatorWave::square: return {Harmonics::odd, 1, -0.25F, false};
-    case ZROscillatorWave::triangle: return {Harmonics::odd, 2, 0.0F, false};
-    case ZROscillatorWave::shiftedSine: return {Harmonics::first, 0, -0.25F, false};
-    case ZROscillatorWave::invertedSine: return {Harmonics::first, 0, 0.0F, true};
-    case ZROscillatorWave::invertedSaw: return {Harmonics::all, 1, -0.25F, true};
-    case ZROscillatorWave::invertedTriangle: return {Harmonics::odd, 2, 0.0F, true};
+    case ZROscillatorWave::saw:
+      return {Harmonics::all, 1, -0.25F, false};
+    case ZROscillatorWave::square:
+      return {Harmonics::odd, 1, -0.25F, false};
+    case ZROscillatorWave::triangle:
+      return {Harmonics::odd, 2, 0.0F, false};
+    case ZROscillatorWave::shiftedSine:
+      return {Harmonics::first, 0, -0.25F, false};
+    case ZROscillatorWave::invertedSine:
+      return {Harmonics::first, 0, 0.0F, true};
+    case ZROscillatorWave::invertedSaw:
+      return {Harmonics::all, 1, -0.25F, true};
+    case ZROscillatorWave::invertedTriangle:
+      return {Harmonics::odd, 2, 0.0F, true};
     case ZROscillatorWave::sine:
-    case ZROscillatorWave::noise: break;
+    case ZROscillatorWave::noise:
+      break;
   }
   return {Harmonics::first, 0, 0.0F, false};
 }
@@ -89,11 +98,13 @@ void _removePartialsFromWaveform(float* buffer, int size, int firstRemoved) {
 }
 
 void _buildSubtablesForTable(float* table, int subtables, int size, float sampleRateHz) {
-  const auto top = static_cast<int>(static_cast<double>(size / 2) * kSubtableTopHz / static_cast<double>(sampleRateHz));
+  const auto top =
+      static_cast<int>(static_cast<double>(size / 2) * kSubtableTopHz / static_cast<double>(sampleRateHz));
   for (int k = 1; k < subtables; ++k) {
     float* copy = table + static_cast<std::ptrdiff_t>(k) * size;
     std::copy_n(table, size, copy);
-    const auto kept = static_cast<int>(static_cast<float>(top) / std::pow(kSubtableRatio, static_cast<float>(k)));
+    const auto kept =
+        static_cast<int>(static_cast<float>(top) / std::pow(kSubtableRatio, static_cast<float>(k)));
     _removePartialsFromWaveform(copy, size, kept);
   }
 }
@@ -132,14 +143,17 @@ void WavetableSet::generateWaveInTable(ZROscillatorWave which, float* table, int
   _buildSubtablesForTable(table, kSubtables, kTableSize, sampleRate);
 }
 
-// The pulse comes from a saw and a saw backwards read at an offset. The wave that stands in for a sine in the sub
-// oscillator is a triangle.
+// The pulse comes from a saw and a saw backwards read at an offset. The wave that stands in for a sine in the
+// sub oscillator is a triangle.
 void WavetableSet::_generateWavetables() {
   constexpr float kPhase = 0.25F;
   const int harmonics = harmonicsUpTo(kVoiceHarmonicsUpToHz, sampleRate);
-  const auto finish = [this](float* table) { _buildSubtablesForTable(table, kSubtables, kTableSize, sampleRate); };
+  const auto finish = [this](float* table) {
+    _buildSubtablesForTable(table, kSubtables, kTableSize, sampleRate);
+  };
 
-  fourierTableFloat(harmonics, amplitudes(Harmonics::all, 1, harmonics).data(), kTableSize, wave(1), 1, kPhase);
+  fourierTableFloat(harmonics, amplitudes(Harmonics::all, 1, harmonics).data(), kTableSize, wave(1), 1,
+                    kPhase);
   finish(wave(1));
   std::fill_n(wave(2), kWaveSamples, 0.0F);
   std::reverse_copy(wave(1), wave(1) + kTableSize, wave(3));
@@ -147,8 +161,8 @@ void WavetableSet::_generateWavetables() {
   fourierTableFloat(harmonics, amplitudes(Harmonics::odd, 2, harmonics).data(), kTableSize, wave(0), 1, 0.0F);
   finish(wave(0));
   const int squareHarmonics = harmonics - 1;
-  fourierTableFloat(squareHarmonics, amplitudes(Harmonics::odd, 1, squareHarmonics).data(), kTableSize, wave(4), 1,
-                    kPhase);
+  fourierTableFloat(squareHarmonics, amplitudes(Harmonics::odd, 1, squareHarmonics).data(), kTableSize,
+                    wave(4), 1, kPhase);
   finish(wave(4));
   // The square is made over a table that was counted before, so it does not count again.
   tableCount = 4;

@@ -11,25 +11,26 @@ namespace morv {
 
 // Wave by its harmonics.
 enum class ZROscillatorWave : int {
-  sine = 0,              // first harmonic
-  saw = 1,               // all, 1 / k
-  square = 2,            // odd, 1 / k
-  triangle = 3,          // odd, 1 / k^2
-  noise = 4,             // no harmonics
-  shiftedSine = 5,       // first harmonic, a quarter cycle back
+  sine = 0,         // first harmonic
+  saw = 1,          // all, 1 / k
+  square = 2,       // odd, 1 / k
+  triangle = 3,     // odd, 1 / k^2
+  noise = 4,        // no harmonics
+  shiftedSine = 5,  // first harmonic, a quarter cycle back
   invertedSine = 6,
   invertedSaw = 7,
   invertedTriangle = 8,
 };
 
-// Waves with a band-limited copy of each for every range of pitch, one behind the other in one piece of memory: a
-// read that runs over the end of a copy meets the next one, and behind the last the next wave, zeros if unused.
+// Waves with a band-limited copy of each for every range of pitch, one behind the other in one piece of
+// memory: a read that runs over the end of a copy meets the next one, and behind the last the next wave,
+// zeros if unused.
 //
 // A set is filled on one thread and from then on only read, by any number of oscillators.
 class WavetableSet {
  public:
-  static constexpr int kTableSize = 1024;   // samples of one cycle
-  static constexpr int kSubtables = 13;     // copies of a wave; copy k serves 1.44 times the pitch of copy k - 1
+  static constexpr int kTableSize = 1024;  // samples of one cycle
+  static constexpr int kSubtables = 13;  // copies of a wave; copy k serves 1.44 times the pitch of copy k - 1
   static constexpr int kWaveSamples = kTableSize * kSubtables;
   static constexpr int kMaxWaves = 114;
 
@@ -39,13 +40,15 @@ class WavetableSet {
   // All oscillators of one rate share one set. Any thread off the render path; takes a lock.
   static std::shared_ptr<const WavetableSet> sharedVoiceSet(float sampleRateHz);
 
-  float* wave(int index) noexcept { return samples_.data() + static_cast<std::ptrdiff_t>(index) * kWaveSamples; }
+  float* wave(int index) noexcept {
+    return samples_.data() + static_cast<std::ptrdiff_t>(index) * kWaveSamples;
+  }
   const float* wave(int index) const noexcept {
     return samples_.data() + static_cast<std::ptrdiff_t>(index) * kWaveSamples;
   }
 
-  // Fills a table and its copies. `harmonics` of the first form: up to 10 kHz at the base table's pitch. Raises
-  // `tableCount`. `noise` draws from the generator, the others do not.
+  // Fills a table and its copies. `harmonics` of the first form: up to 10 kHz at the base table's pitch.
+  // Raises `tableCount`. `noise` draws from the generator, the others do not.
   void generateWaveInTable(ZROscillatorWave which, float* table, Random* random);
   void generateWaveInTable(ZROscillatorWave which, float* table, int harmonics, Random* random);
   void _generateWavetables();

@@ -35,6 +35,15 @@ void fillLimited(float base, const float* modulation, float* out, int frames) no
   for (int i = 0; i < frames; ++i) out[i] = kLimit(base + modulation[i]);
 }
 
+// Whether a modulation holds still over the block.
+bool isUniform(const float* modulation, int frames) noexcept {
+  if (modulation == nullptr) return true;
+  const float first = modulation[0];
+  bool differs = false;
+  for (int i = 1; i < frames; ++i) differs |= modulation[i] != first;
+  return !differs;
+}
+
 constexpr float kSilence = 0.0F;
 
 // One step of a channel, trapezoidal integrators with the saturation at the first one's output:
@@ -65,7 +74,11 @@ ZRSEMFilter::ZRSEMFilter(float sampleRateHz, int* addressCounter)
       resonances_(kMaxBlockFrames),
       alphas_(kMaxBlockFrames),
       alpha0s_(kMaxBlockFrames),
-      rhos_(kMaxBlockFrames) {}
+      rhos_(kMaxBlockFrames),
+      laneAlphas_(kMaxBlockFrames),
+      laneAlpha0s_(kMaxBlockFrames),
+      laneRhos_(kMaxBlockFrames),
+      laneModes_(kMaxBlockFrames) {}
 
 void ZRSEMFilter::reset() noexcept {
   z1 = 0;
@@ -142,6 +155,30 @@ void ZRSEMFilter::runRecursion(const float* in1, const float* in2, float* out1, 
   z2 = s2;
   z3 = s3;
   z4 = s4;
+}
+
+SEMFilterLane ZRSEMFilter::laneFor(const float* in, float* out, int frames) noexcept {
+  const float* cutoffModulation = modulationOf(filterCutoff);
+  const float* resonanceModulation = modulationOf(filterResonance);
+  const float* modeModulation = modulationOf(filterMode);
+  if (isUniform(cutoffModulation, frames) && isUniform(resonanceModulation, frames)) {
+    _updateCoefficients(0);
+    std::fill_n(laneAlphas_.data(), frames, static_cast<float>(alpha));
+    std::fill_n(laneAlpha0s_.data(), frames, static_cast<float>(alpha0));
+    std::fill_n(laneRhos_.data(), frames, static_cast<float>(rho));
+  } else {
+    fillLimited<limitCutoff>(scaledCutoff(), cutoffModulation, cutoffs_.data(), frames);
+    fillLimited<limitResonance>(filterResonance.value, resonanceModulation, resonances_.data(), frames);
+    voiceKernels().semCoefficients(cutoffs_.data(), resonances_.data(), nyquist - 20.0, 10.0, nyquist * 2.0,
+                                   laneAlphas_.data(), laneAlpha0s_.data(), laneRhos_.data(), frames);
+  }
+  const float mode = filterMode.value;
+  if (modeModulation == nullptr) {
+    std::fill_n(laneModes_.data(), frames, mode);
+  } else {
+    for (int i = 0; i < frames; ++i) laneModes_[static_cast<std::size_t>(i)] = mode + modeModulation[i];
+  }
+  return {in, out, laneAlphas_.data(), laneAlpha0s_.data(), laneRhos_.data(), laneModes_.data(), &z1, &z2};
 }
 
 void ZRSEMFilter::runFilter(const float* in1, const float* in2, float* out1, float* out2,

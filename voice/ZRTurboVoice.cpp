@@ -1,9 +1,8 @@
 #include "voice/ZRTurboVoice.h"
 
-#include <cmath>
-
 #include "voice/Smoothing.h"
 #include "voice/TurboVoiceParameterTable.h"
+#include "voice/VoiceKernels.h"
 
 namespace morv {
 namespace {
@@ -37,8 +36,8 @@ ZRTurboVoice::~ZRTurboVoice() = default;
 void ZRTurboVoice::makeModules(float sampleRateHz, int blockSizeFrames) {
   int* counter = &addressCounter;
   driveTone = std::make_unique<ZRBiquadFilter>(ZRBiquadType::peaking, 1000.0F, 1, 2, sampleRateHz);
-  waveOscillator =
-      std::make_unique<ZRWavetableOscillator>(sampleRateHz, blockSizeFrames, ZROscillatorMode::voice, counter);
+  waveOscillator = std::make_unique<ZRWavetableOscillator>(sampleRateHz, blockSizeFrames,
+                                                           ZROscillatorMode::voice, counter);
   filter = std::make_unique<ZRSEMFilter>(sampleRateHz, counter);
   lfo = std::make_unique<ZRVAOscillator>(sampleRateHz, blockSizeFrames, counter, true);
   ampEnvelope = std::make_unique<ZRBasicEnvelope>(sampleRateHz, blockSizeFrames, counter);
@@ -122,8 +121,8 @@ void ZRTurboVoice::reset() {}
 
 void ZRTurboVoice::prepare(float sampleRateHz, int blockSizeFrames) {
   ZRDSPVoice::prepare(sampleRateHz, blockSizeFrames);
-  const std::array<ZRDSPEntity*, 8> modules = {waveOscillator.get(), filter.get(),       lfo.get(),
-                                               ampEnvelope.get(),    modEnvelope.get(),  fadeEnvelope.get(),
+  const std::array<ZRDSPEntity*, 8> modules = {waveOscillator.get(), filter.get(),      lfo.get(),
+                                               ampEnvelope.get(),    modEnvelope.get(), fadeEnvelope.get(),
                                                outputAmp.get(),      lfoAmp.get()};
   for (ZRDSPEntity* module : modules) module->sampleRate = sampleRateHz;
 }
@@ -146,7 +145,8 @@ void ZRTurboVoice::setGateWithNote(int newGate, int newNote, int newVelocity) no
   gateEnvelopes(newGate, newVelocity);
 }
 
-void ZRTurboVoice::setGateWithNoteAndPitchbend(int newGate, int newNote, int newVelocity, float bend) noexcept {
+void ZRTurboVoice::setGateWithNoteAndPitchbend(int newGate, int newNote, int newVelocity,
+                                               float bend) noexcept {
   ZRDSPVoice::setGateWithNoteAndPitchbend(newGate, newNote, newVelocity, bend);
   gateEnvelopes(newGate, newVelocity);
 }
@@ -163,8 +163,8 @@ float ZRTurboVoice::firstDestinationSample(const ZRDSPParameter& parameter) cons
 }
 
 // Control work, once per block, also while the voice is silent. The pan's coefficient is meant per sample and
-// applied per block, so the pan settles slowly. Squares give the times their fine control near zero: up to 4 s of
-// attack, 6.25 s of decay, 12.25 s and 20.25 s of release.
+// applied per block, so the pan settles slowly. Squares give the times their fine control near zero: up to 4
+// s of attack, 6.25 s of decay, 12.25 s and 20.25 s of release.
 void ZRTurboVoice::followControls(int frames) noexcept {
   if (blockSize != frames) blockSize = frames;
   smoothedPan = panSmoothing * (smoothedPan - panTarget) + panTarget;
@@ -199,8 +199,8 @@ void ZRTurboVoice::followControls(int frames) noexcept {
   fadeEnvelope->release = ampEnvelope->release;
 }
 
-// The LFO's rate by range: slow, a hundred times that, or the pitch of the sub oscillator. With the tempo's sync on,
-// the range and the depths of the rows stay as they were.
+// The LFO's rate by range: slow, a hundred times that, or the pitch of the sub oscillator. With the tempo's
+// sync on, the range and the depths of the rows stay as they were.
 void ZRTurboVoice::runLfo(int frames, float tempo) noexcept {
   float rate = 0.0F;
   if (lfoBPMSync.intValue() != 0) {
@@ -248,39 +248,64 @@ void ZRTurboVoice::runDrive(float* signal, int frames) noexcept {
   const float drive = outputDistortion.value + firstDestinationSample(outputDistortion);
   if (!(drive > 0.0F)) return;
   const auto gain = static_cast<float>(1.0 + static_cast<double>(20.0F * drive));
-  for (int n = 0; n < frames; ++n) {
-    const float x = signal[n] * gain;
-    const float limited = 1.0F - std::exp(-std::fabs(x));
-    driven_[static_cast<std::size_t>(n)] = x < 0.0F ? -limited : limited;
-  }
+  voiceKernels().softLimit(signal, gain, driven_.data(), frames);
   driveTone->filterCutoff = kDriveToneHz;
   driveTone->gain = kDriveToneDb * outputDistortionTone.value;
   driveTone->bandwidth = kDriveToneBandwidthHz;
   driveTone->runFilter(driven_.data(), nullptr, signal, nullptr, frames);
 }
 
-void ZRTurboVoice::runGenerator(float* left, float* right, int frames, float tempo) noexcept {
-  ZRDSPVoice::runGenerator(left, right, frames, tempo);
+// Everything ahead of the filter. Returns whether the voice sounds at all.
+bool ZRTurboVoice::runSources(int frames, float tempo) noexcept {
+  ZRDSPVoice::runGenerator(nullptr, nullptr, frames, tempo);
   followControls(frames);
-  if (!active || frames == 0) return;
+  if (!active || frames == 0) return false;
   runLfo(frames, tempo);
   modMatrix->runMatrix(frames);
   fadeEnvelope->runGenerator(frames, tempo);
   lfoAmp->runAmp(frames, tempo);
   runOscillator(frames, tempo);
-  float* signal = modMatrix->sourceBuffer(waveOscillator->outputSourceLeft);
-  float* unused = modMatrix->sourceBuffer(waveOscillator->outputSourceRight);
-  for (int n = 0; n < frames; ++n) signal[n] = std::tanh(signal[n]);
+  voiceKernels().tanhInPlace(modMatrix->sourceBuffer(waveOscillator->outputSourceLeft), frames);
   modEnvelope->runGenerator(frames, tempo);
   filter->filterCutoff = filterCutoff.value;
   filter->filterResonance = filterResonance.value;
   filter->filterMode = filterMode.value;
-  filter->runFilter(signal, signal, signal, unused, frames);
+  return true;
+}
+
+// Everything behind the filter.
+void ZRTurboVoice::runOutput(float* left, float* right, int frames, float tempo) noexcept {
+  float* signal = modMatrix->sourceBuffer(waveOscillator->outputSourceLeft);
   ampEnvelope->runGenerator(frames, tempo);
   runDrive(signal, frames);
   // One buffer goes in as both inputs, so the amplifier's gain acts on it twice.
   outputAmp->pan = smoothedPan;
   outputAmp->runAmp(signal, signal, left, right, frames, tempo);
+}
+
+void ZRTurboVoice::runGenerator(float* left, float* right, int frames, float tempo) noexcept {
+  ZRDSPVoice* self = this;
+  runGenerators(&self, 1, left, right, frames, tempo);
+}
+
+void ZRTurboVoice::runGenerators(ZRDSPVoice* const* bank, int count, float* left, float* right, int frames,
+                                 float tempo) noexcept {
+  std::array<ZRTurboVoice*, VoiceKernels::kLanes> sounding{};
+  std::array<SEMFilterLane, VoiceKernels::kLanes> lanes{};
+  for (int next = 0; next < count;) {
+    int lane = 0;
+    for (; next < count && lane < VoiceKernels::kLanes; ++next) {
+      auto* voice = static_cast<ZRTurboVoice*>(bank[next]);
+      if (!voice->runSources(frames, tempo)) continue;
+      const auto at = static_cast<std::size_t>(lane++);
+      float* signal = voice->modMatrix->sourceBuffer(voice->waveOscillator->outputSourceLeft);
+      sounding[at] = voice;
+      lanes[at] = voice->filter->laneFor(signal, signal, frames);
+    }
+    voiceKernels().semFilterBank(lanes.data(), lane, frames);
+    for (int i = 0; i < lane; ++i)
+      sounding[static_cast<std::size_t>(i)]->runOutput(left, right, frames, tempo);
+  }
 }
 
 }  // namespace morv

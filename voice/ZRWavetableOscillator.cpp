@@ -16,8 +16,8 @@ constexpr int kHighestCopy = WavetableSet::kSubtables - 1;
 constexpr int kBankFrameSize = 2048;
 constexpr std::uint64_t kDefaultSeed = 1;
 
-// The position inside 0 to size. Steps are a few cycles at the most; anything further off, or not a number, is taken
-// home in one go.
+// The position inside 0 to size. Steps are a few cycles at the most; anything further off, or not a number,
+// is taken home in one go.
 float wrapped(float position, float size) noexcept {
   for (int i = 0; i < 4 && position >= size; ++i) position -= size;
   for (int i = 0; i < 4 && position < 0.0F; ++i) position += size;
@@ -98,8 +98,8 @@ void ZRWavetableOscillator::runGenerator(int frames, float tempo) noexcept {
   ZRDSPOscillator::runGenerator(frames, tempo);
 }
 
-// f = (oscFreq + modulation) x octaves x semitones x cents, held between 1 Hz ahead of the factors and 20 kHz behind
-// them. From it the steps of the main and sub phases in table samples, and the width of the pulse.
+// f = (oscFreq + modulation) x octaves x semitones x cents, held between 1 Hz ahead of the factors and 20 kHz
+// behind them. From it the steps of the main and sub phases in table samples, and the width of the pulse.
 void ZRWavetableOscillator::runFrequency(int frames) noexcept {
   const float octave = octaveFactor(oscOctave.value, firstDestinationSampleOf(oscOctave));
   const float semitone = semitoneFactor(oscSemitones.value, firstDestinationSampleOf(oscSemitones));
@@ -108,14 +108,16 @@ void ZRWavetableOscillator::runFrequency(int frames) noexcept {
   const float rate = sampleRate;
   const float base = oscFreq.value;
   const float subDetuneFactor =
-      subDetune == 0.0F ? 1.0F : static_cast<float>(std::pow(std::pow(2.0, 1.0 / 12.0), static_cast<double>(subDetune)));
+      subDetune == 0.0F
+          ? 1.0F
+          : static_cast<float>(std::pow(std::pow(2.0, 1.0 / 12.0), static_cast<double>(subDetune)));
   const float subDivisor = subOctave != 0 ? 2.0F * static_cast<float>(subOctave) : 1.0F;
   const float scale =
       oscillatorMode == ZROscillatorMode::scaledWave ? 1.0F + oscWave.normalizedValue() : 1.0F;
 
   const float* freqModulation = destinationOf(oscFreq);
-  const float* centsModulation = modMatrix != nullptr && modMatrix->isRouted(oscCents.address) ? destinationOf(oscCents)
-                                                                                             : nullptr;
+  const float* centsModulation =
+      modMatrix != nullptr && modMatrix->isRouted(oscCents.address) ? destinationOf(oscCents) : nullptr;
   float lastCents = 0.0F;
   float lastFactor = std::isnan(cents) ? 1.0F : cents;
   float raw = rawFrequency;
@@ -184,17 +186,21 @@ void ZRWavetableOscillator::runPhases(int frames) noexcept {
   phaseThree = three;
 }
 
-void ZRWavetableOscillator::runGenerator(float* left, float* /*right*/, int frames, float /*tempo*/) noexcept {
-  const double copies =
-      (std::log10(static_cast<double>(noteFrequency)) - log10Low - log10Ratio) / log10Step;
+void ZRWavetableOscillator::runGenerator(float* left, float* /*right*/, int frames,
+                                         float /*tempo*/) noexcept {
+  const double copies = (std::log10(static_cast<double>(noteFrequency)) - log10Low - log10Ratio) / log10Step;
   const double copy = copies > 0.0 ? std::min(std::floor(copies), static_cast<double>(kHighestCopy)) : 0.0;
   tablePosition = static_cast<float>(copy / kHighestCopy);
   readOffset_ = static_cast<int>(copy * tableSize + 1.0);
   runFrequency(frames);
   runPhases(frames);
   switch (oscillatorMode) {
-    case ZROscillatorMode::standardWaves: runStandardWaves(left, frames); break;
-    case ZROscillatorMode::voice: runVoiceMode(left, frames); break;
+    case ZROscillatorMode::standardWaves:
+      runStandardWaves(left, frames);
+      break;
+    case ZROscillatorMode::voice:
+      runVoiceMode(left, frames);
+      break;
     case ZROscillatorMode::scaledWave: {
       const float* sine = table(0) + readOffset_;
       for (int i = 0; i < frames; ++i) {
@@ -212,13 +218,15 @@ void ZRWavetableOscillator::runGenerator(float* left, float* /*right*/, int fram
       }
       break;
     }
-    case ZROscillatorMode::bank: runBank(left, frames); break;
+    case ZROscillatorMode::bank:
+      runBank(left, frames);
+      break;
   }
 }
 
-// left = (a + b (2 (0.5 - w)(1 - wave))) + b (wave + modulation), with a the saw, b the saw backwards at the pulse's
-// offset, w the pulse width of the block's last sample; then divided by the wider of the pulse's two parts, which
-// keeps a narrow pulse at its height.
+// left = (a + b (2 (0.5 - w)(1 - wave))) + b (wave + modulation), with a the saw, b the saw backwards at the
+// pulse's offset, w the pulse width of the block's last sample; then divided by the wider of the pulse's two
+// parts, which keeps a narrow pulse at its height.
 void ZRWavetableOscillator::runVoiceMode(float* left, int frames) noexcept {
   const float* saw = table(1) + readOffset_;
   const float* reversed = table(3) + readOffset_;
@@ -245,7 +253,8 @@ void ZRWavetableOscillator::runVoiceMode(float* left, int frames) noexcept {
 void ZRWavetableOscillator::addSub(float* left, int frames) noexcept {
   if (subLevel == 0.0F) return;
   const float* sub = table(subWave != 0 ? 4 : 0) + readOffset_;
-  for (int n = 0; n < frames; ++n) left[n] += readTable(sub, phaseThreeBuffer[static_cast<std::size_t>(n)]) * subLevel;
+  for (int n = 0; n < frames; ++n)
+    left[n] += readTable(sub, phaseThreeBuffer[static_cast<std::size_t>(n)]) * subLevel;
 }
 
 int ZRWavetableOscillator::clampedWave(int wave) const noexcept {
@@ -255,7 +264,8 @@ int ZRWavetableOscillator::clampedWave(int wave) const noexcept {
 void ZRWavetableOscillator::blendIntoWork(int wave, int other, float amount) noexcept {
   const float* from = table(wave) + readOffset_;
   const float* to = table(other) + readOffset_;
-  for (int n = 0; n < tableSize; ++n) work[static_cast<std::size_t>(n)] = from[n] + amount * (to[n] - from[n]);
+  for (int n = 0; n < tableSize; ++n)
+    work[static_cast<std::size_t>(n)] = from[n] + amount * (to[n] - from[n]);
 }
 
 void ZRWavetableOscillator::runStandardWaves(float* left, int frames) noexcept {
@@ -284,7 +294,8 @@ void ZRWavetableOscillator::runStandardWaves(float* left, int frames) noexcept {
     return;
   }
   const float* cycle = table(wave) + readOffset_;
-  for (int n = 0; n < frames; ++n) left[n] = readTable(cycle, phaseOneBuffer[static_cast<std::size_t>(n)]) * gain;
+  for (int n = 0; n < frames; ++n)
+    left[n] = readTable(cycle, phaseOneBuffer[static_cast<std::size_t>(n)]) * gain;
 }
 
 // Blends two neighbouring frames of the bank by the position's fraction. An empty bank is silent.
@@ -303,7 +314,8 @@ void ZRWavetableOscillator::runBank(float* left, int frames) noexcept {
   }
   const float* from = bank_.data() + static_cast<std::ptrdiff_t>(frame) * kBankFrameSize;
   const float* to = bank_.data() + static_cast<std::ptrdiff_t>((frame + 1) % bankTableCount) * kBankFrameSize;
-  for (int n = 0; n < kBankFrameSize; ++n) work[static_cast<std::size_t>(n)] = from[n] + fraction * (to[n] - from[n]);
+  for (int n = 0; n < kBankFrameSize; ++n)
+    work[static_cast<std::size_t>(n)] = from[n] + fraction * (to[n] - from[n]);
   for (int n = 0; n < frames; ++n) {
     left[n] = readClipped(work.data(), kBankFrameSize, phaseOneBuffer[static_cast<std::size_t>(n)]);
   }

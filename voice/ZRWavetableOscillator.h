@@ -30,7 +30,8 @@ enum class ZROscillatorMode : int {
 // rendering; those of mode 1 are shared by all oscillators of one rate.
 class ZRWavetableOscillator : public ZRDSPOscillator {
  public:
-  ZRWavetableOscillator(float sampleRateHz, int blockLengthFrames, ZROscillatorMode mode, int* addressCounter);
+  ZRWavetableOscillator(float sampleRateHz, int blockLengthFrames, ZROscillatorMode mode,
+                        int* addressCounter);
   ~ZRWavetableOscillator() override;
 
   // Back to the start of the cycle, the second phase to its half.
@@ -42,18 +43,18 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
   void runGenerator(int frames, float tempo) noexcept MORV_NONBLOCKING override;
   virtual void _init();
 
-  // Fills a slot of `tables` with a wave and its copies and counts it; without a number of harmonics they reach up
-  // to 10 kHz at the base table's pitch.
+  // Fills a slot of `tables` with a wave and its copies and counts it; without a number of harmonics they
+  // reach up to 10 kHz at the base table's pitch.
   void generateWaveInTable(ZROscillatorWave wave, float* table);
   void generateWaveInTable(ZROscillatorWave wave, float* table, int harmonics);
-  // Reads one cycle of 600 16-bit samples behind a 44-byte header into a slot, or into the next free one. A file
-  // that cannot be opened or is too short changes nothing. Returns whether it was read.
+  // Reads one cycle of 600 16-bit samples behind a 44-byte header into a slot, or into the next free one. A
+  // file that cannot be opened or is too short changes nothing. Returns whether it was read.
   bool _loadWavetableFromDisk(const std::string& path, float* table);
   bool _loadWavetableFromDisk(const std::string& path);
   // Reads every ".wav" file of a folder, in order of path, into slots 0, 1, 2 ...
   void _loadWavetables(const std::string& folder);
-  // Reads `frames` frames of 2048 raw floats from byte `headerBytes` on. A file that cannot be read leaves a silent
-  // bank of that many frames. Returns whether it was read.
+  // Reads `frames` frames of 2048 raw floats from byte `headerBytes` on. A file that cannot be read leaves a
+  // silent bank of that many frames. Returns whether it was read.
   bool loadWavetableBankFromDisk(const std::string& path, int frames, int headerBytes);
   // Plays one cycle of up to 600 samples out again as `outLength` samples.
   void _resynthesizeTable(const std::int16_t* in, int inLength, float* out, int outLength);
@@ -65,16 +66,16 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
   ZRDSPParameter fmAmount;     // no address, value 0: modulation of the phase is off
   ZRDSPParameter morphAmount;  // no address, value 0
   ZROscillatorMode oscillatorMode;
-  int morphTable = 0;   // second wave of the blend
-  int subOctave = 0;    // octaves down, 0 to 2
+  int morphTable = 0;  // second wave of the blend
+  int subOctave = 0;   // octaves down, 0 to 2
   float noiseLevel = 0;
   float subLevel = 0;
-  float subDetune = 0;  // semitones
-  int subWave = 0;      // 0 triangle, otherwise square
-  float tablePosition = 1;        // index of the copy over 12; stored only
-  float modulatedFrequency = 1;   // Hz, last sample, with the pitch factors
-  float rawFrequency = 1;         // Hz, last sample, without them
-  float noteFrequency = 0;        // Hz; chooses the band-limited copy
+  float subDetune = 0;           // semitones
+  int subWave = 0;               // 0 triangle, otherwise square
+  float tablePosition = 1;       // index of the copy over 12; stored only
+  float modulatedFrequency = 1;  // Hz, last sample, with the pitch factors
+  float rawFrequency = 1;        // Hz, last sample, without them
+  float noteFrequency = 0;       // Hz; chooses the band-limited copy
   bool noiseFromTable = false;
   bool morphEnabled = false;
   int bankTableCount = 0;

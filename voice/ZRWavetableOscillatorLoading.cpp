@@ -39,8 +39,8 @@ void ZRWavetableOscillator::generateWaveInTable(ZROscillatorWave wave, float* ta
   tableCount = ownWaves_->tableCount;
 }
 
-// The cycle is stretched to the table's length by straight lines between its samples, which stand 1024 / 600 apart;
-// behind the last one it stays level.
+// The cycle is stretched to the table's length by straight lines between its samples, which stand 1024 / 600
+// apart; behind the last one it stays level.
 bool ZRWavetableOscillator::_loadWavetableFromDisk(const std::string& path, float* table) {
   const auto bytes = readFileBytes(path, kWaveHeaderBytes, kCycleSamples * sizeof(std::int16_t));
   if (!bytes) return false;
@@ -81,14 +81,16 @@ bool ZRWavetableOscillator::loadWavetableBankFromDisk(const std::string& path, i
   bankTableCount = std::max(frames, 0);
   const std::size_t samples = static_cast<std::size_t>(bankTableCount) * kBankFrameSize;
   bank_.assign(samples, 0.0F);
-  const auto bytes = readFileBytes(path, static_cast<std::size_t>(std::max(headerBytes, 0)), samples * sizeof(float));
+  const auto bytes =
+      readFileBytes(path, static_cast<std::size_t>(std::max(headerBytes, 0)), samples * sizeof(float));
   if (!bytes) return false;
   if (!bytes->empty()) std::memcpy(bank_.data(), bytes->data(), bytes->size());
   ++tableCount;
   return true;
 }
 
-void ZRWavetableOscillator::_resynthesizeTable(const std::int16_t* in, int inLength, float* out, int outLength) {
+void ZRWavetableOscillator::_resynthesizeTable(const std::int16_t* in, int inLength, float* out,
+                                               int outLength) {
   const int used = std::clamp(inLength, 0, firstState_.size);
   for (int i = 0; i < used; ++i) firstState_.samples[static_cast<std::size_t>(i)] = static_cast<float>(in[i]);
   const double frequency = static_cast<double>(sampleRate) / outLength;
