@@ -10,8 +10,8 @@ namespace morv {
 class ZRDSPModMatrix;
 
 // The voice's envelope: straight stages, driven by a gate. The sustain level is taken at the gate's opening,
-// so a change of `sustain` reaches the next note. A looped envelope, and one of attack and decay only, runs
-// on when the gate closes.
+// so a change of `sustain` reaches the next note. A looped envelope, and one of attack and decay only,
+// stays in its stage when the gate closes; only the stage's time starts again.
 //
 // Construction and `setModMatrix`: the constructing thread. Everything else: render thread.
 class ZRBasicEnvelope : public ZRDSPEntity {

@@ -32,7 +32,7 @@ int advanced(int count, int frames) noexcept {
 void multiplyFromTable(float* buffer, int frames, const float* table, int from, int end,
                        float beyond) noexcept {
   const int inside = std::clamp(end - from, 0, frames);
-  const float* gains = table + from;
+  const float* gains = inside > 0 ? table + from : table;
   for (int i = 0; i < inside; ++i) buffer[i] *= gains[i];
   for (int i = inside; i < frames; ++i) buffer[i] *= beyond;
 }
