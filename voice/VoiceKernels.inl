@@ -93,20 +93,54 @@ void centsFactors(const float* cents, float base, float* out, int frames) noexce
   }
 }
 
-void readTable(const float* table, const float* positions, float* out, int frames) noexcept {
+void oscillatorSteps(const OscillatorStepSettings& settings, const float* modulation,
+                     const float* centsFactors, float* steps, float* subSteps, int frames) noexcept {
+  const OscillatorStepSettings s = settings;
   for (int i = 0; i < frames; ++i) {
-    const auto at = static_cast<std::int32_t>(positions[i]);
-    const float fraction = positions[i] - static_cast<float>(at);
-    out[i] = table[at] + fraction * (table[at + 1] - table[at]);
+    float f = s.base + modulation[i];
+    f = f <= 0.0F ? 1.0F : f;
+    float cents = s.cents * centsFactors[i];
+    cents = cents != cents ? 1.0F : cents;
+    f = f * s.octave * s.semitone * cents;
+    f = f > 20000.0F ? 20000.0F : f;
+    steps[i] = f * s.size / s.rate * s.scale;
+    subSteps[i] = f / s.subDivisor * s.subDetune * s.size / s.rate;
   }
 }
 
-void addTable(const float* table, const float* positions, float gain, float* out, int frames) noexcept {
+void secondPhases(const float* widths, const float* one, const float* steps, float size, float* out,
+                  int frames) noexcept {
   for (int i = 0; i < frames; ++i) {
-    const auto at = static_cast<std::int32_t>(positions[i]);
-    const float fraction = positions[i] - static_cast<float>(at);
-    out[i] += (table[at] + fraction * (table[at + 1] - table[at])) * gain;
+    float position = widths[i] * size + one[i] + steps[i];
+    position = position >= size ? position - size : position;
+    position = position >= size ? position - size : position;
+    out[i] = position;
   }
+}
+
+inline float interpolated(const float* table, float position) noexcept {
+  const auto at = static_cast<std::int32_t>(position);
+  const float fraction = position - static_cast<float>(at);
+  return table[at] + fraction * (table[at + 1] - table[at]);
+}
+
+void pulseWave(const PulseWaveSettings& settings, const float* one, const float* two, const float* modulation,
+               float* out, int frames) noexcept {
+  constexpr float kTableGain = 0.95F;
+  const PulseWaveSettings s = settings;
+  for (int i = 0; i < frames; ++i) {
+    const float first = kTableGain * interpolated(s.saw, one[i]);
+    const float second = kTableGain * interpolated(s.reversed, two[i]);
+    out[i] = ((first + s.a * second) + second * (s.shape + modulation[i])) * s.height * s.level;
+  }
+}
+
+void readTable(const float* table, const float* positions, float* out, int frames) noexcept {
+  for (int i = 0; i < frames; ++i) out[i] = interpolated(table, positions[i]);
+}
+
+void addTable(const float* table, const float* positions, float gain, float* out, int frames) noexcept {
+  for (int i = 0; i < frames; ++i) out[i] += interpolated(table, positions[i]) * gain;
 }
 
 // The tangent of pi x comes from a polynomial below an eighth of a turn and from its reciprocal above; the
@@ -261,8 +295,20 @@ void semFilterBank(const SEMFilterLane* lanes, int count, int frames) noexcept {
 }
 
 constexpr VoiceKernels kernelsNamed(const char* name) {
-  return {name,      tanhInPlace, softLimit,       sinPi,        centsFactors,
-          readTable, addTable,    semCoefficients, semFilterBank};
+  VoiceKernels kernels{};
+  kernels.name = name;
+  kernels.tanhInPlace = tanhInPlace;
+  kernels.softLimit = softLimit;
+  kernels.sinPi = sinPi;
+  kernels.centsFactors = centsFactors;
+  kernels.oscillatorSteps = oscillatorSteps;
+  kernels.secondPhases = secondPhases;
+  kernels.pulseWave = pulseWave;
+  kernels.readTable = readTable;
+  kernels.addTable = addTable;
+  kernels.semCoefficients = semCoefficients;
+  kernels.semFilterBank = semFilterBank;
+  return kernels;
 }
 
 }  // namespace

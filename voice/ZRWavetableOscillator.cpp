@@ -5,16 +5,17 @@
 
 #include "modulation/ZRDSPModMatrix.h"
 #include "voice/OscillatorLaws.h"
+#include "voice/VoiceKernels.h"
 
 namespace morv {
 namespace {
 
-constexpr float kMaxFrequencyHz = 20000.0F;
 constexpr float kTableGain = 0.95F;
 constexpr float kMaxWidth = 0.98F;
 constexpr int kHighestCopy = WavetableSet::kSubtables - 1;
 constexpr int kBankFrameSize = 2048;
 constexpr std::uint64_t kDefaultSeed = 1;
+const double kSemitone = std::pow(2.0, 1.0 / 12.0);
 
 // The position inside 0 to size. Steps are a few cycles at the most; anything further off, or not a number,
 // is taken home in one go.
@@ -25,6 +26,19 @@ float wrapped(float position, float size) noexcept {
   position = std::fmod(position, size);
   if (position < 0.0F) position += size;
   return position >= 0.0F && position < size ? position : 0.0F;
+}
+
+bool holdsStill(const float* values, int frames) noexcept {
+  const float first = values[0];
+  bool differs = false;
+  for (int i = 1; i < frames; ++i) differs |= values[i] != first;
+  return !differs;
+}
+
+bool areBelow(const float* values, float bound, int frames) noexcept {
+  bool isBelow = true;
+  for (int i = 0; i < frames; ++i) isBelow &= values[i] >= 0.0F && values[i] < bound;
+  return isBelow;
 }
 
 // Linear interpolation at a position of 0 to just below the table's length; reads one value beyond it.
@@ -101,65 +115,62 @@ void ZRWavetableOscillator::runGenerator(int frames, float tempo) noexcept {
 // f = (oscFreq + modulation) x octaves x semitones x cents, held between 1 Hz ahead of the factors and 20 kHz
 // behind them. From it the steps of the main and sub phases in table samples, and the width of the pulse.
 void ZRWavetableOscillator::runFrequency(int frames) noexcept {
-  const float octave = octaveFactor(oscOctave.value, firstDestinationSampleOf(oscOctave));
-  const float semitone = semitoneFactor(oscSemitones.value, firstDestinationSampleOf(oscSemitones));
-  const float cents = centsFactor(oscCents.value);
-  const float size = static_cast<float>(tableSize);
-  const float rate = sampleRate;
-  const float base = oscFreq.value;
-  const float subDetuneFactor =
-      subDetune == 0.0F
-          ? 1.0F
-          : static_cast<float>(std::pow(std::pow(2.0, 1.0 / 12.0), static_cast<double>(subDetune)));
-  const float subDivisor = subOctave != 0 ? 2.0F * static_cast<float>(subOctave) : 1.0F;
-  const float scale =
-      oscillatorMode == ZROscillatorMode::scaledWave ? 1.0F + oscWave.normalizedValue() : 1.0F;
+  OscillatorStepSettings settings;
+  settings.base = oscFreq.value;
+  settings.octave = octaveFactor(oscOctave.value, firstDestinationSampleOf(oscOctave));
+  settings.semitone = semitoneFactor(oscSemitones.value, firstDestinationSampleOf(oscSemitones));
+  settings.cents = centsFactor(oscCents.value);
+  settings.size = static_cast<float>(tableSize);
+  settings.rate = sampleRate;
+  if (oscillatorMode == ZROscillatorMode::scaledWave) settings.scale = 1.0F + oscWave.normalizedValue();
+  if (subOctave != 0) settings.subDivisor = 2.0F * static_cast<float>(subOctave);
+  if (subDetune != 0.0F)
+    settings.subDetune = static_cast<float>(std::pow(kSemitone, static_cast<double>(subDetune)));
 
-  const float* freqModulation = destinationOf(oscFreq);
-  const float* centsModulation =
-      modMatrix != nullptr && modMatrix->isRouted(oscCents.address) ? destinationOf(oscCents) : nullptr;
-  float lastCents = 0.0F;
-  float lastFactor = std::isnan(cents) ? 1.0F : cents;
-  float raw = rawFrequency;
-  float f = modulatedFrequency;
-  for (int i = 0; i < frames; ++i) {
-    if (freqModulation != nullptr) {
-      raw = base + freqModulation[i];
-      f = raw <= 0.0F ? 1.0F : raw;
-      if (centsModulation != nullptr && centsModulation[i] != lastCents) {
-        lastCents = centsModulation[i];
-        lastFactor = cents * centsFactor(lastCents);
-        if (std::isnan(lastFactor)) lastFactor = 1.0F;
-      }
-      f = std::min(f * octave * semitone * lastFactor, kMaxFrequencyHz);
-    } else {
-      f = base * octave * semitone * cents;
-    }
-    increments_[static_cast<std::size_t>(i)] = f * size / rate * scale;
-    subIncrements_[static_cast<std::size_t>(i)] = f / subDivisor * subDetuneFactor * size / rate;
+  const float* modulation = destinationOf(oscFreq);
+  const float* cents = destinationOf(oscCents);
+  if (modulation == nullptr) {
+    const float f = settings.base * settings.octave * settings.semitone * settings.cents;
+    std::fill_n(increments_.data(), frames, f * settings.size / settings.rate * settings.scale);
+    std::fill_n(subIncrements_.data(), frames,
+                f / settings.subDivisor * settings.subDetune * settings.size / settings.rate);
+  } else if (holdsStill(modulation, frames) && holdsStill(cents, frames)) {
+    const float factor = centsFactor(cents[0]);
+    voiceKernels().oscillatorSteps(settings, modulation, &factor, increments_.data(), subIncrements_.data(),
+                                   1);
+    std::fill_n(increments_.data() + 1, frames - 1, increments_[0]);
+    std::fill_n(subIncrements_.data() + 1, frames - 1, subIncrements_[0]);
+  } else {
+    voiceKernels().centsFactors(cents, 1.0F, work.data(), frames);
+    voiceKernels().oscillatorSteps(settings, modulation, work.data(), increments_.data(),
+                                   subIncrements_.data(), frames);
   }
-  rawFrequency = raw;
-  modulatedFrequency = f;
+  if (modulation != nullptr) {
+    rawFrequency = settings.base + modulation[frames - 1];
+  }
+  modulatedFrequency = increments_[static_cast<std::size_t>(frames) - 1] * settings.rate / settings.size;
+}
 
+void ZRWavetableOscillator::runWidths(int frames) noexcept {
   const float width = oscPulsewidth.value;
-  const float* widthModulation = destinationOf(oscPulsewidth);
-  for (int i = 0; i < frames; ++i) {
-    const float sum = width + (widthModulation != nullptr ? widthModulation[i] : 0.0F);
+  const float* modulation = destinationOf(oscPulsewidth);
+  const bool isStill = modulation == nullptr || holdsStill(modulation, frames);
+  const int worked = isStill ? 1 : frames;
+  for (int i = 0; i < worked; ++i) {
+    const float sum = width + (modulation != nullptr ? modulation[i] : 0.0F);
     const float limited = std::min(std::max(sum, 0.0F), 1.0F) * kMaxWidth;
     widths_[static_cast<std::size_t>(i)] = sum != sum ? 0.5F : limited;
   }
-  if (frames > 0) lastWidth_ = widths_[static_cast<std::size_t>(frames) - 1];
+  if (isStill) std::fill_n(widths_.data() + 1, frames - 1, widths_[0]);
+  lastWidth_ = widths_[static_cast<std::size_t>(frames) - 1];
+}
 
+void ZRWavetableOscillator::runPhaseModulation(int frames) noexcept {
   const float depth = fmAmount.value;
   const float* fm = destinationOf(oscPhaseModulation);
   const float* depthModulation = destinationOf(fmAmount);
-  const bool isModulated = fm != nullptr && (depth != 0.0F || depthModulation != nullptr);
-  if (!isModulated) {
-    if (phaseIsModulated_) phaseModulation_.fill(0.0F);
-    phaseIsModulated_ = false;
-    return;
-  }
-  phaseIsModulated_ = true;
+  phaseIsModulated_ = fm != nullptr && (depth != 0.0F || depthModulation != nullptr);
+  if (!phaseIsModulated_) return;
   for (int i = 0; i < frames; ++i) {
     phaseModulation_[static_cast<std::size_t>(i)] =
         fm[i] * (depth + (depthModulation != nullptr ? depthModulation[i] : 0.0F));
@@ -170,19 +181,42 @@ void ZRWavetableOscillator::runFrequency(int frames) noexcept {
 void ZRWavetableOscillator::runPhases(int frames) noexcept {
   const float size = static_cast<float>(tableSize);
   float one = phaseOne;
-  float two = phaseTwo;
   float three = phaseThree;
-  for (int n = 0; n < frames; ++n) {
-    const auto i = static_cast<std::size_t>(n);
-    phaseOneBuffer[i] = one;
-    phaseTwoBuffer[i] = two;
-    phaseThreeBuffer[i] = three;
-    one = wrapped(one + (increments_[i] + phaseModulation_[i]), size);
-    two = wrapped(widths_[i] * size + one + increments_[i], size);
-    three = wrapped(three + subIncrements_[i], size);
+  const bool isSmooth = !phaseIsModulated_ && areBelow(increments_.data(), size, frames) &&
+                        areBelow(subIncrements_.data(), size, frames);
+  if (isSmooth) {
+    // Branches, as they are seldom taken and so stay out of the chain from sample to sample.
+    for (int n = 0; n < frames; ++n) {
+      const auto i = static_cast<std::size_t>(n);
+      phaseOneBuffer[i] = one;
+      phaseThreeBuffer[i] = three;
+      one += increments_[i];
+      if (one >= size) [[unlikely]]
+        one -= size;
+      three += subIncrements_[i];
+      if (three >= size) [[unlikely]]
+        three -= size;
+    }
+    const auto end = static_cast<std::size_t>(frames);
+    phaseOneBuffer[end] = one;
+    phaseTwoBuffer[0] = phaseTwo;
+    voiceKernels().secondPhases(widths_.data(), phaseOneBuffer.data() + 1, increments_.data(), size,
+                                phaseTwoBuffer.data() + 1, frames);
+    phaseTwo = phaseTwoBuffer[end];
+  } else {
+    float two = phaseTwo;
+    for (int n = 0; n < frames; ++n) {
+      const auto i = static_cast<std::size_t>(n);
+      phaseOneBuffer[i] = one;
+      phaseTwoBuffer[i] = two;
+      phaseThreeBuffer[i] = three;
+      one = wrapped(one + (phaseIsModulated_ ? increments_[i] + phaseModulation_[i] : increments_[i]), size);
+      two = wrapped(widths_[i] * size + one + increments_[i], size);
+      three = wrapped(three + subIncrements_[i], size);
+    }
+    phaseTwo = two;
   }
   phaseOne = one;
-  phaseTwo = two;
   phaseThree = three;
 }
 
@@ -192,7 +226,10 @@ void ZRWavetableOscillator::runGenerator(float* left, float* /*right*/, int fram
   const double copy = copies > 0.0 ? std::min(std::floor(copies), static_cast<double>(kHighestCopy)) : 0.0;
   tablePosition = static_cast<float>(copy / kHighestCopy);
   readOffset_ = static_cast<int>(copy * tableSize + 1.0);
+  if (frames <= 0) return;
   runFrequency(frames);
+  runWidths(frames);
+  runPhaseModulation(frames);
   runPhases(frames);
   switch (oscillatorMode) {
     case ZROscillatorMode::standardWaves:
@@ -228,22 +265,21 @@ void ZRWavetableOscillator::runGenerator(float* left, float* /*right*/, int fram
 // pulse's offset, w the pulse width of the block's last sample; then divided by the wider of the pulse's two
 // parts, which keeps a narrow pulse at its height.
 void ZRWavetableOscillator::runVoiceMode(float* left, int frames) noexcept {
-  const float* saw = table(1) + readOffset_;
-  const float* reversed = table(3) + readOffset_;
-  const float shape = oscWave.value;
+  PulseWaveSettings settings;
   const float w = lastWidth_;
-  const float a = 2.0F * (0.5F - w) * (1.0F - shape);
-  const float height = 1.0F / std::max(w, 1.0F - w);
-  const float gain = level.value;
+  settings.saw = table(1) + readOffset_;
+  settings.reversed = table(3) + readOffset_;
+  settings.shape = oscWave.value;
+  settings.a = 2.0F * (0.5F - w) * (1.0F - settings.shape);
+  settings.height = 1.0F / std::max(w, 1.0F - w);
+  settings.level = level.value;
   const float* shapeModulation = destinationOf(oscWave);
-  for (int n = 0; n < frames; ++n) {
-    const auto i = static_cast<std::size_t>(n);
-    float sum = kTableGain * readTable(saw, phaseOneBuffer[i]);
-    const float second = kTableGain * readTable(reversed, phaseTwoBuffer[i]);
-    sum += a * second;
-    const float s = shape + (shapeModulation != nullptr ? shapeModulation[n] : 0.0F);
-    left[n] = (sum + second * s) * height * gain;
+  if (shapeModulation == nullptr) {
+    std::fill_n(work.data(), frames, 0.0F);
+    shapeModulation = work.data();
   }
+  voiceKernels().pulseWave(settings, phaseOneBuffer.data(), phaseTwoBuffer.data(), shapeModulation, left,
+                           frames);
   addSub(left, frames);
   if (noiseLevel > 0.0F) {
     for (int n = 0; n < frames; ++n) left[n] += (random_.unit31() - 0.5F) * noiseLevel;

@@ -88,9 +88,11 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
   float phaseThree = 0;
 
  private:
-  using Block = std::array<float, kMaxBlockFrames>;
+  using Block = std::array<float, kMaxBlockFrames + 1>;
 
   void runFrequency(int frames) noexcept;
+  void runWidths(int frames) noexcept;
+  void runPhaseModulation(int frames) noexcept;
   void runPhases(int frames) noexcept;
   void runVoiceMode(float* left, int frames) noexcept;
   void runStandardWaves(float* left, int frames) noexcept;
@@ -112,7 +114,7 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
   WTOscState secondState_;
   int readOffset_ = 1;  // first sample of the chosen copy that is read
   float lastWidth_ = 0.5F;
-  bool phaseIsModulated_ = false;  // whether `phaseModulation_` holds anything but zeros
+  bool phaseIsModulated_ = false;
   Block increments_{};
   Block subIncrements_{};
   Block widths_{};
