@@ -355,6 +355,40 @@ TEST_F(ZRBasicEnvelopeTest, AnEndCallbackMayGateTheEnvelopeAgainWithinTheBlock) 
   EXPECT_EQ(e.gate, 1);
 }
 
+TEST_F(ZRBasicEnvelopeTest, ACallbackSeesTheLevelOfTheSampleBefore) {
+  struct Seen {
+    ZRBasicEnvelope* envelope;
+    float level;
+  };
+  Seen seen{&e, -1.0F};
+  e.callbackOwner = &seen;
+  e.onDecay = [](void* owner) {
+    auto* s = static_cast<Seen*>(owner);
+    s->level = s->envelope->level;
+    return 0;
+  };
+  e.setGate(1, 0.5F);
+
+  const auto out = run(e, 1000);  // the attack's last sample is that of time 486
+
+  EXPECT_NEAR(seen.level, 485 / (0.011F * 44100), kLineRounding);
+  EXPECT_NEAR(out[485], seen.level * e.velocityScale, kLineRounding);
+}
+
+TEST_F(ZRBasicEnvelopeTest, ANoteOnTheReleasesLastSampleStartsFromSilence) {
+  e.release = 0.0F;
+  e.setGate(1, 1.0F);
+  run(e, 1000);
+  e.setGate(0, 1.0F);
+  runUntilState(e, 0);
+  EXPECT_LT(e.level, 0.0F);  // the line ends below 0 by part of a step
+
+  e.setGate(1, 1.0F);
+
+  EXPECT_EQ(e.attackStart, 0.0F);
+  EXPECT_EQ(run(e, 1)[0], 0.0F);
+}
+
 TEST_F(ZRBasicEnvelopeTest, AttackAndDecayEndsByItself) {
   e.envelopeMode = 1;
   e.attack = 0.01F;
