@@ -1,0 +1,39 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "platform/NonBlocking.h"
+#include "render/ZRDSPEntity.h"
+
+namespace morv {
+
+// Base of all effects: an entity that processes stereo blocks. An effect tests `bypass` first and leaves its outputs
+// alone while it is on. Construction and `prepare`: off the render thread; the rest: render thread.
+class ZRDSPEffect : public ZRDSPEntity {
+ public:
+  explicit ZRDSPEffect(float sampleRateHz);
+  ~ZRDSPEffect() override;
+
+  // Stores rate in Hz and block size in frames.
+  virtual void prepare(float sampleRateHz, int blockSizeFrames);
+  // Overwrites `frames` samples of the outputs, which may be the inputs. `tempo` in beats per minute.
+  virtual void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                         float tempo) noexcept MORV_NONBLOCKING = 0;
+  // The form with a side chain does nothing here.
+  virtual void runEffect(const float* inL, const float* inR, const float* sidechain, float* outL, float* outR,
+                         int frames, float tempo) noexcept MORV_NONBLOCKING;
+  // Clears running state.
+  virtual void reset() = 0;
+  virtual void setGateWithNote(int gate, int note, int velocity) noexcept MORV_NONBLOCKING;
+  virtual void runSequencer() noexcept MORV_NONBLOCKING;
+  virtual void resetTimeline(int mode) noexcept MORV_NONBLOCKING;
+
+  ZRDSPParameter bypass;
+  ZRDSPParameter mix;
+  ZRDSPParameter inputVolume;
+  ZRDSPParameter outputVolume;
+  int routing = 0;  // 0: wet crossfades with dry; 1: wet is added to dry
+};
+
+}  // namespace morv

@@ -1,0 +1,66 @@
+#include "render/ZQ3DSPKernel.h"
+
+#include <charconv>
+#include <mutex>
+#include <sstream>
+
+#include "platform/MachineName.h"
+#include "voice/ZRTurboVoice.h"
+
+namespace morv {
+namespace {
+
+constexpr unsigned kInstrumentFlags = kInstrumentMidi | kInstrumentVoices | kInstrumentArpeggiator |
+                                      kInstrumentGlideAndMPE | kInstrumentControllers;
+static_assert(kInstrumentFlags == 124);
+constexpr int kVoicesOfOldTablets = 4;
+
+// Construction draws on the process's address counter and shared matrix, so instruments are built one at a time.
+std::mutex& constructionMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+}  // namespace
+
+std::vector<std::string> ZQ3DSPKernel::split(const std::string& text, char delimiter) {
+  std::vector<std::string> pieces;
+  std::istringstream stream(text);
+  for (std::string piece; std::getline(stream, piece, delimiter);) pieces.push_back(piece);
+  return pieces;
+}
+
+std::string ZQ3DSPKernel::deviceName() const { return machineName(); }
+
+// Tablets tell a model word with a number, a comma and a second number. A name of any other form keeps the voices.
+int ZQ3DSPKernel::voicesForDevice(const std::string& device, int voices) {
+  if (device == "x86_64" || device == "arm64") return voices;
+  const std::vector<std::string> pieces = split(device, ',');
+  if (pieces.size() < 2) return voices;
+  const std::string& major = pieces.front();
+  const std::string& minor = pieces.back();
+  int number = 0;
+  if (std::from_chars(minor.data(), minor.data() + minor.size(), number).ec != std::errc()) return voices;
+  const bool isOld = major == "iPad2" || (major == "iPad3" && number < 4);
+  return isOld ? kVoicesOfOldTablets : voices;
+}
+
+void ZQ3DSPKernel::init(int channels, double sampleRateHz, int maximumFrames, int voices) {
+  const std::scoped_lock lock(constructionMutex());
+  const int numberOfVoices = voicesForDevice(deviceName(), voices);
+  maxFrames = maximumFrames;
+  channelCount = channels;
+  sampleRate = static_cast<float>(sampleRateHz);
+  tempo = 120.0F;
+  instrument = std::make_shared<ZRDSPInstrument>(sampleRate);
+  instrument->identifier = "morv";
+  instrument->name = "MORV";
+  instrument->initWithNumberOfVoices<ZRTurboVoice>(numberOfVoices, sampleRate, maximumFrames, kInstrumentFlags);
+  instrument->voiceNumber = static_cast<float>(numberOfVoices);
+}
+
+void ZQ3DSPKernel::prepare(double sampleRateHz, int maximumFrames) {
+  instrument->prepare(static_cast<float>(sampleRateHz), maximumFrames);
+}
+
+}  // namespace morv

@@ -1,0 +1,224 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "effects/ZRDSPEffect.h"
+#include "modulation/ZRDSPModMatrix.h"
+#include "platform/NonBlocking.h"
+#include "platform/Random.h"
+#include "render/BlockLimits.h"
+#include "render/FixedList.h"
+#include "render/KeyedSlots.h"
+#include "render/NoteStateGuard.h"
+#include "render/ZRDSPEntity.h"
+#include "voice/ZRBiquadFilter.h"
+#include "voice/ZRDSPVoice.h"
+
+namespace morv {
+
+enum class ZRDSPInstrumentEffectRouting : int { insert = 0, send = 1 };
+
+// Which groups of global parameters are registered; a record whose bit is clear keeps its value, out of the tree.
+enum ZRDSPInstrumentFlags : unsigned {
+  kInstrumentMidi = 4,
+  kInstrumentVoices = 8,
+  kInstrumentArpeggiator = 16,
+  kInstrumentGlideAndMPE = 32,  // also makes MPE the default
+  kInstrumentControllers = 64,
+  kInstrumentDistortion = 128,
+  kInstrumentSequencer = 256,
+  kInstrumentSplitBend = 512,
+};
+
+// One held note in unison, with its expression.
+struct NoteState {
+  int note = 0;
+  int channel = 0;
+  float velocity = 0;
+  float pitchbend = 0;  // -1 to 1
+  float pressure = 0;
+  float slide = 0;
+};
+
+// The engine's top object: a bank of voices, a chain of effects, the global parameters and the note allocator.
+//
+// Construction, `initWithNumberOfVoices`, `addEffect`, `prepare`: one thread, not while rendering. Note operations
+// and `runInstrument`: render thread, between `beginBlock` and `endBlock` of the kernel. Parameter values,
+// `setAllNotesOff` and `setGate`: any thread.
+class ZRDSPInstrument : public ZRDSPEntity {
+ public:
+  explicit ZRDSPInstrument(float sampleRateHz);
+  ~ZRDSPInstrument() override;
+
+  // Builds the bank and the global parameters. Once.
+  template <typename Voice>
+  void initWithNumberOfVoices(int numberOfVoices, float sampleRateHz, int blockSizeFrames, unsigned flags) {
+    _beginInit(numberOfVoices, sampleRateHz, blockSizeFrames, flags);
+    for (int i = 0; i < numberOfVoices; ++i) {
+      _addVoice(std::make_unique<Voice>(sampleRateHz, blockSizeFrames, 0));
+    }
+    _finishInit(flags);
+  }
+  // Builds one effect, bypassed, at the end of the chain. The last call's routing holds for all.
+  template <typename Effect>
+  void addEffect(float sampleRateHz, int routing) {
+    _addEffect(std::make_unique<Effect>(sampleRateHz), routing);
+  }
+
+  // The first voice's parameters, then the globals; no effect parameter.
+  std::vector<ZRDSPParameter*> parameters() override;
+  // Among the globals, then the first voice's; 0 when there is none.
+  int addressForIdentifier(const std::string& wanted) override;
+  // Answers none for every address; read through `parameterValueForAddress`.
+  ZRDSPParameter* parameterForAddress(int address) override;
+  // Writes a global, or else the same address in every voice. A new `voiceMode` and `arpEnabled` 0 end all notes.
+  void setParameterValueForAddress(int address, float value) noexcept MORV_NONBLOCKING override;
+  // A global's value, else the first voice's, else 0.
+  float parameterValueForAddress(int address) override;
+
+  // Hands rate (Hz) and block size (frames) to voices and effects and works out the followers.
+  virtual void prepare(float sampleRateHz, int blockSizeFrames);
+  virtual void resetTimeline(int mode) noexcept MORV_NONBLOCKING;
+
+  // Entry of all notes. Channel 0 to 15, note and velocity 0 to 127.
+  virtual void setGateWithNote(int channel, int gate, int note, int velocity) noexcept MORV_NONBLOCKING;
+  // Does nothing.
+  virtual void setGateWithNote(int channel, int gate, int note, int velocity, double sampleTime) noexcept
+      MORV_NONBLOCKING;
+  // The same on the voice of the given index, without a search. An index outside the bank does nothing.
+  virtual void setGateWithNote(int channel, int gate, int note, int velocity, int voice) noexcept MORV_NONBLOCKING;
+  // Gate of the first voice alone.
+  virtual void setGate(int gate) noexcept MORV_NONBLOCKING;
+  // 0 to 16383, centre 8192.
+  virtual void setPitchbend(int channel, int value) noexcept MORV_NONBLOCKING;
+  virtual void setMIDICC(int channel, int controller, int value) noexcept MORV_NONBLOCKING;
+  virtual void setChannelPressure(int channel, int value) noexcept MORV_NONBLOCKING;
+  virtual void setPolyAftertouch(int note, int value) noexcept MORV_NONBLOCKING;
+  virtual void setAllNotesOff() noexcept MORV_NONBLOCKING;
+  virtual void setSustain(int value) noexcept MORV_NONBLOCKING;
+
+  // Renders one block: both outputs are overwritten. At most kMaxBlockFrames frames; more are answered by silence.
+  // `left` and `right` may be the same memory.
+  virtual void runInstrument(float* left, float* right, int frames, float blockTempo, double sampleTime) noexcept
+      MORV_NONBLOCKING;
+  virtual void _runEffects(const float* inLeft, const float* inRight, float* outLeft, float* outRight,
+                           int frames) noexcept MORV_NONBLOCKING;
+  virtual void runSequencer(double sampleTime) noexcept MORV_NONBLOCKING;
+  // Resets every effect.
+  virtual void clearBuffers();
+  // The voice that plays a note, or none.
+  virtual ZRDSPVoice* voiceForNote(int note, int channel) noexcept MORV_NONBLOCKING;
+
+  void setMinVelocity(float velocity) noexcept MORV_NONBLOCKING;
+  void setNotePriority(int priority) noexcept MORV_NONBLOCKING { notePriority = priority; }
+  int numActiveVoices() const noexcept { return heldNotes.size(); }
+  ZRDSPModMatrix* getModMatrix(int voice) const;
+
+  // Brackets one block: what other threads asked of note state happens at its start.
+  void beginBlock() noexcept MORV_NONBLOCKING;
+  void endBlock() noexcept MORV_NONBLOCKING;
+
+  // Makes every random draw from here on a function of the seed. Not while rendering.
+  void setRandomSeed(std::uint64_t seed);
+
+  // Global parameters.
+  ZRDSPParameter volume, pitchbendRange, modwheelAmount, voiceMode, voiceNumber, voiceDetune, midiMode, midiChannel,
+      aftertouchAmount, slideAmount, glideAmount, outputSaturation, outputDistortion, outputDistortionTone, legato,
+      panSpread, arpEnabled, arpMode, arpClockDivision, arpRange, arpGateLength, arpLatch, controlA, controlB,
+      controlC, controlX, controlY, seqEnabled, seqMode, seqClockDivision, seqRange, seqGateLength, seqScale, seqRoot,
+      seqKeyTranspose, seqVariation, seqVariationType, pitchbendRangeUp, pitchbendRangeDown;
+  ZRDSPParameter tuning;  // never offered; its value of 0 goes to each voice's baseFrequency
+
+  std::vector<std::unique_ptr<ZRDSPVoice>> voices;
+  std::vector<std::unique_ptr<ZRDSPEffect>> effects;
+  std::map<ZRDSPEffect*, std::unique_ptr<ZRDSPParameter>> sendParameters;
+  ZRDSPInstrumentEffectRouting effectRouting = ZRDSPInstrumentEffectRouting::insert;
+  std::shared_ptr<ZRDSPModMatrix> modMatrix;
+  int numVoices = 0;
+
+  // Note state.
+  static constexpr std::size_t kMaxHeldOrder = 1024;
+  bool defaultsToMPE = true;
+  Relaxed<float> mpeBendRange{48.0F};  // semitones, member channels
+  Relaxed<int> notePriority{0};        // 0 lowest, 1 highest, 2 last
+  int currentVoiceMode = 0;            // 0 Poly, 1 Unison
+  int rotateUnisonIndex = 0;
+  KeyedSlots<ZRDSPVoice*, 128> heldNotes;
+  KeyedSlots<int, 16> channelNotes;
+  KeyedSlots<ZRDSPVoice*, 16> channelVoices;
+  FixedList<ZRDSPVoice*, kMaxHeldOrder> sustainedVoices;
+  bool sustainHeld = false;
+  int voiceIndex = 0;
+  int lastNote = 0;
+  int lastChannel = 0;
+  FixedList<int, kMaxHeldOrder> noteOrder;
+  FixedList<NoteState, kMaxHeldOrder> noteStack;
+  float bendValue = 0;
+  float currentBend = 0;
+  int lastReleasedNote = 0;
+  std::uint8_t nrpnMSB = 0;
+  std::uint8_t nrpnLSB = 0;
+  int arpCounter = 0;      // samples
+  int arpStepSamples = 0;  // samples
+
+  // Rendering state.
+  float tempo = 120;  // beats per minute
+  int transportState = 0;
+  double timelinePosition = 0;
+  float slopValue = 0;
+  float smoothedVolume = 0;
+  float volumeCoefficient = 0;
+  float slopCoefficient = 0;
+  float sampleCoefficient = 0;
+  double blockSampleTime = 0;
+  double timelineSampleTime = 0;
+  std::unique_ptr<ZRBiquadFilter> outputFilter;  // built, never run
+  int (*voiceCallback)(int, int, void*) = nullptr;
+  void* voiceCallbackContext = nullptr;
+
+ private:
+  void _beginInit(int numberOfVoices, float sampleRateHz, int blockSizeFrames, unsigned flags);
+  void _addVoice(std::unique_ptr<ZRDSPVoice> voice);
+  void _finishInit(unsigned flags);
+  void _initGlobalParameters(unsigned flags);
+  void _addEffect(std::unique_ptr<ZRDSPEffect> effect, int routing);
+
+  void _request(std::uint32_t bits) noexcept;
+  void _carryOut(std::uint32_t bits) noexcept;
+  void _allNotesOff() noexcept;
+
+  bool isMPE() const noexcept { return midiMode.intValue() != 0; }
+  bool isOnForeignChannel(int channel) const noexcept;
+  int poolSize() const noexcept;
+  float drawPan() noexcept;
+  bool catchSustainedNoteOff(int channel, int gate, int note) noexcept;
+  int findPolyVoice() noexcept;
+  void startPolyNote(ZRDSPVoice& voice, int channel, int gate, int note, int velocity) noexcept;
+  void endPolyNote(ZRDSPVoice* voice, int channel, int note) noexcept;
+  void playUnison(int channel, int gate, int note, int velocity) noexcept;
+  void startUnisonVoice(ZRDSPVoice& voice, int channel, int gate, int note, int velocity) noexcept;
+  void endUnisonVoice(ZRDSPVoice& voice, int channel, int note) noexcept;
+  void fallBackUnisonVoice(ZRDSPVoice& voice, int channel, int note, int velocity) noexcept;
+  void finishNoteEvent(int channel, int gate, int note, int printedVoice) noexcept;
+  void sendControllerToAll(int controller, int value) noexcept;
+  void bendAllInDefaultMode() noexcept;
+
+  void runVoicesPoly(int frames) noexcept;
+  void runVoicesUnison(int frames) noexcept;
+  void saturateAndScale(float* left, float* right, int frames) noexcept;
+
+  NoteStateGuard noteStateGuard_;
+  Random random_;
+  std::array<float, kMaxBlockFrames> mixLeft{};
+  std::array<float, kMaxBlockFrames> mixRight{};
+  std::array<float, kMaxBlockFrames> sendLeft{};
+  std::array<float, kMaxBlockFrames> sendRight{};
+};
+
+}  // namespace morv

@@ -1,0 +1,276 @@
+#include "voice/ZRVAOscillator.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "modulation/ZRDSPModMatrix.h"
+#include "render/BlockLimits.h"
+#include "voice/OscillatorLaws.h"
+#include "voice/SinePolynomial.h"
+#include "voice/Smoothing.h"
+
+namespace morv {
+namespace {
+
+constexpr double kLfoSmoothingMs = 1.0;
+constexpr float kHistoryStart = 10.0F;
+constexpr std::uint64_t kDefaultSeed = 0x56414F53;
+constexpr float kGreatestDivision = 126.0F;  // keeps the tempo division finite whatever oscFreq holds
+
+std::size_t bufferFrames(int framesPerBlock) {
+  return static_cast<std::size_t>(std::max(framesPerBlock, kMaxBlockFrames));
+}
+
+void fill(ZeroedFloats& buffer, float value) { std::fill_n(buffer.data(), buffer.size(), value); }
+
+bool isUniform(const float* values, int frames) noexcept {
+  int different = 0;
+  for (int i = 1; i < frames; ++i) different |= static_cast<int>(values[i] != values[0]);
+  return different == 0;
+}
+
+// Band-limited wave from the history of its parabola: difference of neighbours, scaled to a height of one.
+void differentiate(const float* history, float scale, float* out, int frames) noexcept {
+  for (int i = 0; i < frames; ++i) out[i] = (history[i + 1] - history[i]) * scale;
+}
+
+}  // namespace
+
+ZRVAOscillator::ZRVAOscillator(float sampleRateHz, int framesPerBlock, int* addressCounter, bool isLfo)
+    : ZRDSPOscillator(sampleRateHz, addressCounter),
+      lfoMode(isLfo),
+      historyA(bufferFrames(framesPerBlock) + 1),
+      historyB(bufferFrames(framesPerBlock) + 1),
+      historyC(bufferFrames(framesPerBlock) + 1),
+      phaseBuffer(bufferFrames(framesPerBlock)),
+      secondPhaseBuffer(bufferFrames(framesPerBlock)),
+      signBuffer(bufferFrames(framesPerBlock)),
+      scratch(bufferFrames(framesPerBlock)),
+      noiseTable(bufferFrames(framesPerBlock)),
+      lfoSmoothing(smoothingCoefficient(kLfoSmoothingMs, sampleRateHz)) {
+  blockSize = framesPerBlock;
+  initDPWOsc(dpwState);
+  fill(historyA, kHistoryStart);
+  fill(signBuffer, -1.0F);
+  oscWave = 0.0F;
+  if (lfoMode) {
+    oscFreq.minValue = 0.01F;
+    oscFreq.maxValue = 10.0F;
+    oscFreq = 0.1F;
+  }
+  setRandomSeed(kDefaultSeed);
+}
+
+void ZRVAOscillator::setRandomSeed(std::uint64_t seed) noexcept {
+  random_.reseed(seed);
+  dpwState.random.reseed(Random::derive(seed, 0));
+  _initNoise(static_cast<int>(noiseTable.size()));
+}
+
+// Pink noise: Gaussian noise through three one-pole filters side by side, whose corners lie so that the sum
+// falls by some 10 dB per decade.
+void ZRVAOscillator::_initNoise(int length) noexcept {
+  float b0 = 0;
+  float b1 = 0;
+  float b2 = 0;
+  float* table = noiseTable.data();
+  for (int i = 0; i < length; ++i) {
+    const float w = gaussianNoise(random_);
+    b0 = 0.99765F * b0 + 0.099046F * w;
+    b1 = 0.963F * b1 + 0.2965164F * w;
+    b2 = 0.57F * b2 + 1.0526913F * w;
+    table[i] = b0 + b1 + b2 + 0.1848F * w;
+  }
+}
+
+void ZRVAOscillator::resetPhase() noexcept {
+  phase = -1.0F;
+  secondPhase = 0.0F;
+  sign = -1.0F;
+  if (wrapCallback != nullptr) wrapCallback(wrapCallbackOwner);
+}
+
+// In Hz, before modulation. With sync the setting counts in eighths: 0, 1 and 2 are four, two and one bars, n
+// above that is 2^(n - 2) notes per bar.
+float ZRVAOscillator::baseFrequency(float tempo) const noexcept {
+  const float value = oscFreq.value;
+  if (!bpmSync) return value;
+  const int division = static_cast<int>(std::min(std::max(0.0F, value * 8.0F), kGreatestDivision));
+  const float bars = division < 2 ? static_cast<float>(4 >> division) : 1.0F;
+  const float notesPerBar = division > 2 ? std::ldexp(1.0F, division - 2) : 1.0F;
+  return timeDivisionToFrequency(bars, notesPerBar, tempo);
+}
+
+// Leaves the phase step of each sample in `scratch`. The phase runs over a range of two.
+void ZRVAOscillator::fillSteps(int frames, float tempo) noexcept {
+  const float f0 = baseFrequency(tempo);
+  float* steps = scratch.data();
+  if (modMatrix == nullptr) {
+    frequency = f0;
+    std::fill_n(steps, frames, 2.0F * f0 / sampleRate);
+    return;
+  }
+  const float octaves = octaveFactor(oscOctave.value, firstDestinationSampleOf(oscOctave));
+  const float semitones = semitoneFactor(oscSemitones.value, firstDestinationSampleOf(oscSemitones));
+  const float* frequencies = destinationOf(oscFreq);
+  const float* centsModulation = destinationOf(oscCents);
+  const float cents = oscCents.value;
+  if (isUniform(centsModulation, frames)) {
+    const float factor = centsFactor(cents + centsModulation[0]);
+    for (int i = 0; i < frames; ++i) steps[i] = (f0 + frequencies[i]) * octaves * semitones * factor;
+  } else {
+    float lastModulation = centsModulation[0];
+    float factor = centsFactor(cents + lastModulation);
+    for (int i = 0; i < frames; ++i) {
+      if (centsModulation[i] != lastModulation) {
+        lastModulation = centsModulation[i];
+        factor = centsFactor(cents + lastModulation);
+      }
+      steps[i] = (f0 + frequencies[i]) * octaves * semitones * factor;
+    }
+  }
+  frequency = steps[frames - 1];
+  const float rate = sampleRate;
+  for (int i = 0; i < frames; ++i) steps[i] = 2.0F * steps[i] / rate;
+}
+
+template <bool kLfo, bool kPulse, bool kWidthModulated>
+void ZRVAOscillator::advancePhases(int frames) noexcept {
+  const float* steps = scratch.data();
+  const float* noise = noiseTable.data();
+  const float* widths = kWidthModulated ? destinationOf(oscPulsewidth) : nullptr;
+  const float width = oscPulsewidth.value;
+  float* phases = phaseBuffer.data();
+  float* secondPhases = secondPhaseBuffer.data();
+  float* signs = signBuffer.data();
+  float p = phase;
+  float q = secondPhase;
+  float s = sign;
+  float held = heldValue;
+  for (int i = 0; i < frames; ++i) {
+    p += steps[i];
+    if (p >= 1.0F) {
+      p = kLfo ? -1.0F : p - 2.0F;
+      held = noise[i];
+      if (wrapCallback != nullptr) wrapCallback(wrapCallbackOwner);
+    }
+    phases[i] = p;
+    if constexpr (kPulse) q = width + p;
+    q += steps[i];
+    if constexpr (kWidthModulated) q += widths[i];
+    if (q >= 1.0F) {
+      q = kLfo ? -1.0F : q - 2.0F;
+      s = s > 0.0F ? -1.0F : 1.0F;
+    }
+    secondPhases[i] = q;
+    signs[i] = s;
+  }
+  phase = p;
+  secondPhase = q;
+  sign = s;
+  heldValue = held;
+}
+
+void ZRVAOscillator::runPhaseIncrement(int frames, float tempo) noexcept {
+  if (frames <= 0) return;
+  fillSteps(frames, tempo);
+  const bool widthModulated = modMatrix != nullptr;
+  if (lfoMode) {
+    pulseMode != 0 ? advancePhases<true, true, false>(frames) : advancePhases<true, false, false>(frames);
+  } else if (widthModulated) {
+    pulseMode != 0 ? advancePhases<false, true, true>(frames) : advancePhases<false, false, true>(frames);
+  } else {
+    pulseMode != 0 ? advancePhases<false, true, false>(frames) : advancePhases<false, false, false>(frames);
+  }
+}
+
+void ZRVAOscillator::fillHistories(int frames) noexcept {
+  const float* phases = phaseBuffer.data();
+  const float* secondPhases = secondPhaseBuffer.data();
+  const float* signs = signBuffer.data();
+  float* a = historyA.data() + 1;
+  float* b = historyB.data() + 1;
+  float* c = historyC.data() + 1;
+  for (int i = 0; i < frames; ++i) a[i] = phases[i] * phases[i];
+  for (int i = 0; i < frames; ++i) b[i] = secondPhases[i] * secondPhases[i];
+  for (int i = 0; i < frames; ++i) c[i] = (1.0F - b[i]) * signs[i];
+}
+
+void ZRVAOscillator::runWave(int wave, float* left, float* right, int frames) noexcept {
+  const float scale = sampleRate / (4.0F * frequency);
+  const float* phases = phaseBuffer.data();
+  const float* secondPhases = secondPhaseBuffer.data();
+  const float* signs = signBuffer.data();
+  if (wave == 0) {
+    for (int i = 0; i < frames; ++i) left[i] = sinePi(phases[i]);
+    for (int i = 0; i < frames; ++i) right[i] = sinePi(secondPhases[i]);
+  } else if (wave == 1 || wave == 2) {
+    differentiate(historyA.data(), scale, left, frames);
+    differentiate(historyB.data(), scale, right, frames);
+    if (wave == 2) {
+      for (int i = 0; i < frames; ++i) left[i] -= right[i];
+    }
+  } else if (wave == 3) {
+    const float* c = historyC.data();
+    const float slope = sampleRate / frequency;
+    for (int i = 0; i < frames; ++i) left[i] = (c[i + 1] - c[i]) * slope * 0.25F;
+    differentiate(historyB.data(), scale, right, frames);
+  } else if (wave == 4 && lfoMode) {
+    const float held = heldValue;
+    const float other = 1.0F - held;
+    for (int i = 0; i < frames; ++i) left[i] = signs[i] * held;
+    for (int i = 0; i < frames; ++i) right[i] = signs[i] * other;
+  } else if (wave == 5 && lfoMode) {
+    for (int i = 0; i < frames; ++i) left[i] = static_cast<float>(2.0 * random_.unitDouble() - 1.0);
+  } else if (wave == 4 || wave == 5) {
+    const float* noise = noiseTable.data();
+    for (int i = 0; i < frames; ++i) left[i] = signs[i] * noise[i];
+  } else {
+    differentiate(historyA.data(), scale, left, frames);
+  }
+}
+
+// One-pole follower of the wave, bounded in its state, then the level.
+void ZRVAOscillator::smoothOutput(float* left, int frames) noexcept {
+  const float c = lfoSmoothing;
+  float state = lfoOutput;
+  for (int i = 0; i < frames; ++i) {
+    const float y = left[i];
+    state = clamp(c * (state - y) + y, -1.0F, 1.0F);
+    left[i] = state;
+  }
+  lfoOutput = state;
+  const float gain = level.value;
+  const float* modulation = destinationOf(level);
+  if (modulation == nullptr) {
+    for (int i = 0; i < frames; ++i) left[i] *= gain;
+  } else {
+    for (int i = 0; i < frames; ++i) left[i] *= gain + modulation[i];
+  }
+}
+
+void ZRVAOscillator::runGenerator(float* left, float* right, int frames, float tempo) noexcept {
+  if (frames <= 0) return;
+  runPhaseIncrement(frames, tempo);
+  fillHistories(frames);
+  if (pulseMode == 0) {
+    runWave(oscWave.intValue() + static_cast<int>(firstDestinationSampleOf(oscWave)), left, right, frames);
+  } else {
+    const float scale = sampleRate / (4.0F * frequency);
+    differentiate(historyA.data(), scale, left, frames);
+    if (pulseMode == 1) {
+      float* second = scratch.data();
+      const float gain = oscWave.value;
+      differentiate(historyB.data(), scale, second, frames);
+      for (int i = 0; i < frames; ++i) left[i] -= second[i] * gain;
+    }
+  }
+  if (lfoMode) smoothOutput(left, frames);
+  const auto last = static_cast<std::size_t>(frames);
+  historyA[0] = historyA[last];
+  historyB[0] = historyB[last];
+  historyC[0] = historyC[last];
+}
+
+}  // namespace morv
