@@ -40,7 +40,7 @@ bool isMidiValued(int modSource, bool isGlobalPass) noexcept {
 
 std::shared_ptr<ZRDSPModMatrix> ZRDSPModMatrix::_instance;
 
-ZRDSPModMatrix::ZRDSPModMatrix(int matrixBlockSize) : blockSize(matrixBlockSize) { _initBuffers(); }
+ZRDSPModMatrix::ZRDSPModMatrix(int matrixBlockSize) { setBlockSize(matrixBlockSize); }
 
 std::shared_ptr<ZRDSPModMatrix> ZRDSPModMatrix::initSingleton() {
   _instance = std::make_shared<ZRDSPModMatrix>(kSharedMatrixBlockSize);
@@ -55,6 +55,11 @@ std::shared_ptr<ZRDSPModMatrix> ZRDSPModMatrix::sharedMatrix() {
 void ZRDSPModMatrix::_createMatrixCore() {
   matrixCore_ = std::make_shared<ModMatrixCore>();
   registeredSourceCount = 0;
+}
+
+void ZRDSPModMatrix::setBlockSize(int newBlockSize) {
+  blockSize = newBlockSize;
+  _initBuffers();
 }
 
 void ZRDSPModMatrix::_initBuffers() {
@@ -199,7 +204,8 @@ float* ZRDSPModMatrix::destinationBuffer(int address) noexcept {
 }
 
 bool ZRDSPModMatrix::isRouted(int address) const noexcept {
-  return address >= 0 && address < kMaxModRows && matrixCore_->routed.test(static_cast<std::size_t>(address));
+  return matrixCore_ != nullptr && address >= 0 && address < kMaxModRows &&
+         matrixCore_->routed.test(static_cast<std::size_t>(address));
 }
 
 // Destinations of rows with a depth are cleared outright. Those of rows at depth zero are cleared only if
@@ -212,16 +218,17 @@ void ZRDSPModMatrix::clearDestinations(int frames) noexcept {
     if (row == nullptr) continue;
     const float d = depthOf(*row);
     depths_[static_cast<std::size_t>(r)] = d;
-    const auto destination = static_cast<std::size_t>(row->destinationIndex);
-    if (!row->active || cleared.test(destination)) continue;
     float* buffer = destinationBuffer(row->destinationIndex);
+    if (!row->active || buffer == nullptr) continue;
+    const auto destination = static_cast<std::size_t>(row->destinationIndex);
+    if (cleared[destination]) continue;
     if (d == 0.0F) {
       float sum = 0;
       for (int i = 0; i < frames; ++i) sum += buffer[i];
       if (sum == 0.0F) continue;
     }
     std::fill_n(buffer, frames, 0.0F);
-    cleared.set(destination);
+    cleared[destination] = true;
   }
 }
 
@@ -257,8 +264,11 @@ bool ZRDSPModMatrix::_applyTransform(ZRDSPModMatrixTransform transform, const fl
 }
 
 void ZRDSPModMatrix::runRow(const modMatrixRow& row, float* source, bool isGlobalPass, int frames) noexcept {
+  float* destination = destinationBuffer(row.destinationIndex);
+  if (destination == nullptr) return;
   float* a = scratchA_.data();
-  _applyTransform(row.transform, source, a, frames, isGlobalPass);
+  // Without an operation there is nothing to add: the scratch would hold another row's samples.
+  if (!_applyTransform(row.transform, source, a, frames, isGlobalPass)) return;
   const int modSource = row.modSource;
   if (modSource != 0) {
     const float* second = sourceBuffer(modSource);
@@ -272,7 +282,6 @@ void ZRDSPModMatrix::runRow(const modMatrixRow& row, float* source, bool isGloba
   }
   const float amount = row.amount;
   const float gain = row.depth != nullptr ? row.depth->normalizedValue() * amount : amount;
-  float* destination = destinationBuffer(row.destinationIndex);
   for (int i = 0; i < frames; ++i) destination[i] += a[i] * gain;
 }
 
@@ -287,6 +296,7 @@ void ZRDSPModMatrix::runGlobalMatrix(int frames) noexcept {
 }
 
 void ZRDSPModMatrix::runMatrix(int frames) noexcept {
+  if (matrixCore_ == nullptr) return;
   clearDestinations(frames);
   if (!enabled) return;
   runGlobalMatrix(frames);

@@ -85,7 +85,8 @@ class ZRDSPModMatrix {
   // Sets every row's depth, second source and second amount to zero.
   void resetActiveRows();
 
-  // Clears the destinations and adds every row into its own. `frames` up to the buffers' capacity.
+  // Clears the destinations and adds every row into its own. `frames` up to the buffers' capacity. A row adds
+  // nothing when its transform has no operation in its pass, or when one of its buffers does not exist.
   void runMatrix(int frames) noexcept MORV_NONBLOCKING;
 
   // Sample buffers of this voice. A source that does not exist gives none; every destination address below
@@ -99,9 +100,10 @@ class ZRDSPModMatrix {
   bool enabled = true;  // rows are computed only while set
   int rowCount = 0;     // rows that this matrix walked through addRow
   int registeredSourceCount = 0;
-  int blockSize;  // frames
+  int blockSize = 0;  // frames
 
  private:
+  void setBlockSize(int newBlockSize);
   void _createMatrixCore();
   void _initBuffers();
   void runGlobalMatrix(int frames) noexcept;

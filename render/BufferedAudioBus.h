@@ -10,7 +10,8 @@
 
 namespace morv {
 
-// A bus with memory of its own for hosts that bring none. `init` and allocation: main thread, not while rendering.
+// A bus with memory of its own for hosts that bring none. `init` and allocation: main thread, not while
+// rendering.
 class BufferedAudioBus {
  public:
   void init(const AVAudioFormat& format, std::uint32_t maxChannels);

@@ -10,10 +10,14 @@ void DSPKernel::handleOneEvent(const AURenderEvent& event) noexcept {
   switch (event.head.eventType) {
     case AURenderEventParameter:
     case AURenderEventParameterRamp:
-      startRamp(event.parameter.parameterAddress, event.parameter.value, event.parameter.rampDurationSampleFrames);
+      startRamp(event.parameter.parameterAddress, event.parameter.value,
+                event.parameter.rampDurationSampleFrames);
       break;
-    case AURenderEventMIDI: handleMIDIEvent(event.MIDI); break;
-    default: break;
+    case AURenderEventMIDI:
+      handleMIDIEvent(event.MIDI);
+      break;
+    default:
+      break;
   }
 }
 

@@ -8,8 +8,8 @@
 
 namespace morv {
 
-// Walks the events of one block. A block is not split: all its events, whatever their time inside it, are carried
-// out in list order ahead of one call of `process`. Render thread.
+// Walks the events of one block. A block is not split: all its events, whatever their time inside it, are
+// carried out in list order ahead of one call of `process`. Render thread.
 class DSPKernel {
  public:
   virtual ~DSPKernel();
@@ -17,7 +17,8 @@ class DSPKernel {
   // Renders `frameCount` frames into the buffers of the block.
   virtual void process(std::uint32_t frameCount, std::uint32_t bufferOffset) noexcept MORV_NONBLOCKING = 0;
   // A parameter event; `duration` in frames.
-  virtual void startRamp(std::uint64_t address, float value, std::uint32_t duration) noexcept MORV_NONBLOCKING = 0;
+  virtual void startRamp(std::uint64_t address, float value,
+                         std::uint32_t duration) noexcept MORV_NONBLOCKING = 0;
   virtual void handleMIDIEvent(const AUMIDIEvent& event) noexcept MORV_NONBLOCKING;
 
   // The whole of one block. With no frames nothing happens, and its events are lost.
@@ -30,7 +31,8 @@ class DSPKernel {
   DSPKernel& operator=(const DSPKernel&) = default;
 
   // Handles the event at hand and those behind it that carry the sample time `now`, and moves on past them.
-  void performAllSimultaneousEvents(AUEventSampleTime now, const AURenderEvent*& event) noexcept MORV_NONBLOCKING;
+  void performAllSimultaneousEvents(AUEventSampleTime now,
+                                    const AURenderEvent*& event) noexcept MORV_NONBLOCKING;
   void handleOneEvent(const AURenderEvent& event) noexcept MORV_NONBLOCKING;
 
   const AudioTimeStamp* timestamp = nullptr;  // of the block being rendered; valid inside `process` only

@@ -30,7 +30,8 @@ class FixedList {
   }
   void erase(std::size_t i) noexcept {
     std::move(items_.begin() + static_cast<std::ptrdiff_t>(i) + 1,
-              items_.begin() + static_cast<std::ptrdiff_t>(size_), items_.begin() + static_cast<std::ptrdiff_t>(i));
+              items_.begin() + static_cast<std::ptrdiff_t>(size_),
+              items_.begin() + static_cast<std::ptrdiff_t>(i));
     --size_;
   }
   void dropLast() noexcept {
@@ -43,7 +44,8 @@ class FixedList {
   void eraseIf(Test&& test) noexcept {
     size_ = static_cast<std::size_t>(std::remove_if(begin(), end(), test) - begin());
   }
-  // Walks by index and erases each match, going on at the next index: of two matches side by side the second stays.
+  // Walks by index and erases each match, going on at the next index: of two matches side by side the second
+  // stays.
   template <typename Test>
   void eraseWalking(Test&& test) noexcept {
     for (std::size_t i = 0; i < size_; ++i) {

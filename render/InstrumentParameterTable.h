@@ -6,8 +6,8 @@
 
 namespace morv {
 
-// The instrument's global parameters in the order in which they draw their addresses. `midiMode` and `voiceNumber`
-// take their default and maximum from how the instrument is built.
+// The instrument's global parameters in the order in which they draw their addresses. `midiMode` and
+// `voiceNumber` take their default and maximum from how the instrument is built.
 struct InstrumentParameterRow {
   ParameterRow row;
   unsigned flagBit;  // registered if this bit of the flags is set; 0 for always
@@ -18,15 +18,17 @@ inline constexpr std::array kMidiModeStrings = {"Default", "MPE"};
 inline constexpr std::array kVolumeStrings = {"MIN", "MAX"};
 inline constexpr std::array kVoiceModeStrings = {"Poly", "Unison"};
 inline constexpr std::array kArpModeStrings = {"UP", "DWN", "UP/DWN", "RND", "SEQ"};
-inline constexpr std::array kClockDivisionStrings = {"1/1", "1/2", "1/4", "1/8H", "1/8", "1/8T", "1/16", "1/32"};
+inline constexpr std::array kClockDivisionStrings = {"1/1", "1/2",  "1/4",  "1/8H",
+                                                     "1/8", "1/8T", "1/16", "1/32"};
 inline constexpr std::array kArpRangeStrings = {"+ 1", "+ 2", "+ 3"};
 inline constexpr std::array kSeqModeStrings = {"FWD", "BWD", "PEND1", "PEND2", "RND", "SEQ"};
 inline constexpr std::array kSeqRangeStrings = {"1", "2", "3"};
 inline constexpr std::array kSeqScaleStrings = {
-    "Chromatic", "Major",    "Dorian",    "Phrygian",      "Lydian",        "Mixolydian", "Aeolian/Min",
-    "Locrain",   "MajBlues", "MinBlues",  "MajThird",      "MinThird",      "Fifth",      "Wholetone",
-    "MajPentatonic", "MinPentatonic", "Arabic", "Spanish", "Gypsy", "Ryukyu"};
-inline constexpr std::array kSeqRootStrings = {"C", "Db", "D", "Eb", "E", "F", "Gb", "G", "Ab", "A", "Bb", "B"};
+    "Chromatic",     "Major",         "Dorian",   "Phrygian", "Lydian",   "Mixolydian", "Aeolian/Min",
+    "Locrain",       "MajBlues",      "MinBlues", "MajThird", "MinThird", "Fifth",      "Wholetone",
+    "MajPentatonic", "MinPentatonic", "Arabic",   "Spanish",  "Gypsy",    "Ryukyu"};
+inline constexpr std::array kSeqRootStrings = {"C",  "Db", "D",  "Eb", "E",  "F",
+                                               "Gb", "G",  "Ab", "A",  "Bb", "B"};
 inline constexpr std::array kSeqVariationTypeStrings = {"GATE", "PITCH", "DIR", "SHIFT", "E",  "F",
                                                         "Gb",   "G",     "Ab",  "A",     "Bb", "B"};
 
@@ -37,7 +39,9 @@ inline constexpr auto kInstrumentParameters = [] {
   return std::to_array<InstrumentParameterRow>({
       {{"midiMode", "MIDI Mode", 0, 1, 0, U::indexed, kMidiModeStrings}, kInstrumentMidi, &I::midiMode},
       {{"volume", "Volume", 0, 1, 0.75F, U::generic, kVolumeStrings}, kAlways, &I::volume},
-      {{"pitchbendRange", "Wheel Range", 0, 12, 3, U::relativeSemitones}, kInstrumentMidi, &I::pitchbendRange},
+      {{"pitchbendRange", "Wheel Range", 0, 12, 3, U::relativeSemitones},
+       kInstrumentMidi,
+       &I::pitchbendRange},
       {{"modwheelAmount", "Wheel Amount", -1, 1, 1}, kInstrumentMidi, &I::modwheelAmount},
       {{"voiceMode", "Voice Mode", 0, 1, 0, U::indexed, kVoiceModeStrings}, kInstrumentVoices, &I::voiceMode},
       {{"voiceNumber", "#Voices", 1, 1, 1}, kInstrumentVoices, &I::voiceNumber},
@@ -60,7 +64,9 @@ inline constexpr auto kInstrumentParameters = [] {
       {{"arpClockDivision", "ARP Division", 0, 7, 4, U::indexed, kClockDivisionStrings},
        kInstrumentArpeggiator,
        &I::arpClockDivision},
-      {{"arpRange", "ARP Range", 0, 2, 0, U::indexed, kArpRangeStrings}, kInstrumentArpeggiator, &I::arpRange},
+      {{"arpRange", "ARP Range", 0, 2, 0, U::indexed, kArpRangeStrings},
+       kInstrumentArpeggiator,
+       &I::arpRange},
       {{"arpGateLength", "ARP Gate", 0, 100, 50, U::percent}, kInstrumentArpeggiator, &I::arpGateLength},
       {{"arpLatch", "ARP Latch", 0, 1, 0, U::boolean}, kInstrumentArpeggiator, &I::arpLatch},
       {{"midiChannel", "MIDI Channel", -1, 15, -1}, kInstrumentMidi, &I::midiChannel},

@@ -5,8 +5,8 @@
 
 namespace morv {
 
-// An ordered map from a small key, 0 to Keys - 1, that never allocates. A key outside the range is never found, and
-// what is set under it is dropped.
+// An ordered map from a small key, 0 to Keys - 1, that never allocates. A key outside the range is never
+// found, and what is set under it is dropped.
 template <typename T, int Keys>
 class KeyedSlots {
  public:

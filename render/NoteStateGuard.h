@@ -8,11 +8,12 @@
 
 namespace morv {
 
-// Lets other threads reset note state without tearing what the render thread walks. A request is carried out at once
-// when no block is being rendered, and otherwise at the start of the next block.
+// Lets other threads reset note state without tearing what the render thread walks. A request is carried out
+// at once when no block is being rendered, and otherwise at the start of the next block.
 //
-// The render thread brackets each block with `beginBlock` and `endBlock`. If a foreign request is being carried out
-// in that very moment, `beginBlock` spins for the few stores that it consists of; it never sleeps.
+// The render thread brackets each block with `beginBlock` and `endBlock`. If a foreign request is being
+// carried out in that very moment, `beginBlock` spins for the few stores that it consists of; it never
+// sleeps.
 class NoteStateGuard {
  public:
   // What can be asked for; each is a few plain stores. A gate request replaces an earlier opposite one.
@@ -27,7 +28,8 @@ class NoteStateGuard {
   // Render thread. `apply(bits)` carries out what came in since the last block.
   template <typename Apply>
   void beginBlock(Apply&& apply) noexcept MORV_NONBLOCKING {
-    for (int expected = kIdle; !state_.compare_exchange_weak(expected, kRendering, std::memory_order_acquire);) {
+    for (int expected = kIdle;
+         !state_.compare_exchange_weak(expected, kRendering, std::memory_order_acquire);) {
       expected = kIdle;
     }
     renderThread_.store(std::this_thread::get_id(), std::memory_order_relaxed);

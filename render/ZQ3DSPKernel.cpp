@@ -15,7 +15,8 @@ constexpr unsigned kInstrumentFlags = kInstrumentMidi | kInstrumentVoices | kIns
 static_assert(kInstrumentFlags == 124);
 constexpr int kVoicesOfOldTablets = 4;
 
-// Construction draws on the process's address counter and shared matrix, so instruments are built one at a time.
+// Construction draws on the process's address counter and shared matrix, so instruments are built one at a
+// time.
 std::mutex& constructionMutex() {
   static std::mutex mutex;
   return mutex;
@@ -32,7 +33,8 @@ std::vector<std::string> ZQ3DSPKernel::split(const std::string& text, char delim
 
 std::string ZQ3DSPKernel::deviceName() const { return machineName(); }
 
-// Tablets tell a model word with a number, a comma and a second number. A name of any other form keeps the voices.
+// Tablets tell a model word with a number, a comma and a second number. A name of any other form keeps the
+// voices.
 int ZQ3DSPKernel::voicesForDevice(const std::string& device, int voices) {
   if (device == "x86_64" || device == "arm64") return voices;
   const std::vector<std::string> pieces = split(device, ',');
@@ -55,7 +57,8 @@ void ZQ3DSPKernel::init(int channels, double sampleRateHz, int maximumFrames, in
   instrument = std::make_shared<ZRDSPInstrument>(sampleRate);
   instrument->identifier = "morv";
   instrument->name = "MORV";
-  instrument->initWithNumberOfVoices<ZRTurboVoice>(numberOfVoices, sampleRate, maximumFrames, kInstrumentFlags);
+  instrument->initWithNumberOfVoices<ZRTurboVoice>(numberOfVoices, sampleRate, maximumFrames,
+                                                   kInstrumentFlags);
   instrument->voiceNumber = static_cast<float>(numberOfVoices);
 }
 

@@ -11,7 +11,8 @@ ZRDSPInstrument::ZRDSPInstrument(float sampleRateHz)
 
 ZRDSPInstrument::~ZRDSPInstrument() = default;
 
-void ZRDSPInstrument::_beginInit(int numberOfVoices, float sampleRateHz, int blockSizeFrames, unsigned flags) {
+void ZRDSPInstrument::_beginInit(int numberOfVoices, float sampleRateHz, int blockSizeFrames,
+                                 unsigned flags) {
   blockSize = blockSizeFrames;
   if (modMatrix == nullptr) modMatrix = ZRDSPModMatrix::sharedMatrix();
   sampleRate = sampleRateHz;
@@ -26,6 +27,7 @@ void ZRDSPInstrument::_addVoice(std::unique_ptr<ZRDSPVoice> voice) {
     voice->voiceCallback = voiceCallback;
     voice->voiceCallbackContext = voiceCallbackContext;
   }
+  bank_.push_back(voice.get());
   voices.push_back(std::move(voice));
 }
 
@@ -37,7 +39,6 @@ void ZRDSPInstrument::_finishInit(unsigned flags) {
   noteOrder.clear();
   _initGlobalParameters(flags);
   outputDistortion.flags = kExponentialDisplayFlags;
-  outputFilter = std::make_unique<ZRBiquadFilter>(ZRBiquadType::peaking, 1000.0F, 1, 2, sampleRate * 8.0F);
   setRandomSeed(1);
 }
 

@@ -17,14 +17,14 @@
 #include "render/KeyedSlots.h"
 #include "render/NoteStateGuard.h"
 #include "render/ZRDSPEntity.h"
-#include "voice/ZRBiquadFilter.h"
 #include "voice/ZRDSPVoice.h"
 
 namespace morv {
 
 enum class ZRDSPInstrumentEffectRouting : int { insert = 0, send = 1 };
 
-// Which groups of global parameters are registered; a record whose bit is clear keeps its value, out of the tree.
+// Which groups of global parameters are registered; a record whose bit is clear keeps its value, out of the
+// tree.
 enum ZRDSPInstrumentFlags : unsigned {
   kInstrumentMidi = 4,
   kInstrumentVoices = 8,
@@ -46,11 +46,12 @@ struct NoteState {
   float slide = 0;
 };
 
-// The engine's top object: a bank of voices, a chain of effects, the global parameters and the note allocator.
+// The engine's top object: a bank of voices, a chain of effects, the global parameters and the note
+// allocator.
 //
-// Construction, `initWithNumberOfVoices`, `addEffect`, `prepare`: one thread, not while rendering. Note operations
-// and `runInstrument`: render thread, between `beginBlock` and `endBlock` of the kernel. Parameter values,
-// `setAllNotesOff` and `setGate`: any thread.
+// Construction, `initWithNumberOfVoices`, `addEffect`, `prepare`: one thread, not while rendering. Note
+// operations and `runInstrument`: render thread, between `beginBlock` and `endBlock` of the kernel. Parameter
+// values, `setAllNotesOff` and `setGate`: any thread.
 class ZRDSPInstrument : public ZRDSPEntity {
  public:
   explicit ZRDSPInstrument(float sampleRateHz);
@@ -77,7 +78,8 @@ class ZRDSPInstrument : public ZRDSPEntity {
   int addressForIdentifier(const std::string& wanted) override;
   // Answers none for every address; read through `parameterValueForAddress`.
   ZRDSPParameter* parameterForAddress(int address) override;
-  // Writes a global, or else the same address in every voice. A new `voiceMode` and `arpEnabled` 0 end all notes.
+  // Writes a global, or else the same address in every voice. A new `voiceMode` and `arpEnabled` 0 end all
+  // notes.
   void setParameterValueForAddress(int address, float value) noexcept MORV_NONBLOCKING override;
   // A global's value, else the first voice's, else 0.
   float parameterValueForAddress(int address) override;
@@ -89,10 +91,11 @@ class ZRDSPInstrument : public ZRDSPEntity {
   // Entry of all notes. Channel 0 to 15, note and velocity 0 to 127.
   virtual void setGateWithNote(int channel, int gate, int note, int velocity) noexcept MORV_NONBLOCKING;
   // Does nothing.
-  virtual void setGateWithNote(int channel, int gate, int note, int velocity, double sampleTime) noexcept
-      MORV_NONBLOCKING;
+  virtual void setGateWithNote(int channel, int gate, int note, int velocity,
+                               double sampleTime) noexcept MORV_NONBLOCKING;
   // The same on the voice of the given index, without a search. An index outside the bank does nothing.
-  virtual void setGateWithNote(int channel, int gate, int note, int velocity, int voice) noexcept MORV_NONBLOCKING;
+  virtual void setGateWithNote(int channel, int gate, int note, int velocity,
+                               int voice) noexcept MORV_NONBLOCKING;
   // Gate of the first voice alone.
   virtual void setGate(int gate) noexcept MORV_NONBLOCKING;
   // 0 to 16383, centre 8192.
@@ -103,10 +106,10 @@ class ZRDSPInstrument : public ZRDSPEntity {
   virtual void setAllNotesOff() noexcept MORV_NONBLOCKING;
   virtual void setSustain(int value) noexcept MORV_NONBLOCKING;
 
-  // Renders one block: both outputs are overwritten. At most kMaxBlockFrames frames; more are answered by silence.
-  // `left` and `right` may be the same memory.
-  virtual void runInstrument(float* left, float* right, int frames, float blockTempo, double sampleTime) noexcept
-      MORV_NONBLOCKING;
+  // Renders one block: both outputs are overwritten. At most kMaxBlockFrames frames; more are answered by
+  // silence. `left` and `right` may be the same memory.
+  virtual void runInstrument(float* left, float* right, int frames, float blockTempo,
+                             double sampleTime) noexcept MORV_NONBLOCKING;
   virtual void _runEffects(const float* inLeft, const float* inRight, float* outLeft, float* outRight,
                            int frames) noexcept MORV_NONBLOCKING;
   virtual void runSequencer(double sampleTime) noexcept MORV_NONBLOCKING;
@@ -128,11 +131,12 @@ class ZRDSPInstrument : public ZRDSPEntity {
   void setRandomSeed(std::uint64_t seed);
 
   // Global parameters.
-  ZRDSPParameter volume, pitchbendRange, modwheelAmount, voiceMode, voiceNumber, voiceDetune, midiMode, midiChannel,
-      aftertouchAmount, slideAmount, glideAmount, outputSaturation, outputDistortion, outputDistortionTone, legato,
-      panSpread, arpEnabled, arpMode, arpClockDivision, arpRange, arpGateLength, arpLatch, controlA, controlB,
-      controlC, controlX, controlY, seqEnabled, seqMode, seqClockDivision, seqRange, seqGateLength, seqScale, seqRoot,
-      seqKeyTranspose, seqVariation, seqVariationType, pitchbendRangeUp, pitchbendRangeDown;
+  ZRDSPParameter volume, pitchbendRange, modwheelAmount, voiceMode, voiceNumber, voiceDetune, midiMode,
+      midiChannel, aftertouchAmount, slideAmount, glideAmount, outputSaturation, outputDistortion,
+      outputDistortionTone, legato, panSpread, arpEnabled, arpMode, arpClockDivision, arpRange, arpGateLength,
+      arpLatch, controlA, controlB, controlC, controlX, controlY, seqEnabled, seqMode, seqClockDivision,
+      seqRange, seqGateLength, seqScale, seqRoot, seqKeyTranspose, seqVariation, seqVariationType,
+      pitchbendRangeUp, pitchbendRangeDown;
   ZRDSPParameter tuning;  // never offered; its value of 0 goes to each voice's baseFrequency
 
   std::vector<std::unique_ptr<ZRDSPVoice>> voices;
@@ -178,7 +182,6 @@ class ZRDSPInstrument : public ZRDSPEntity {
   float sampleCoefficient = 0;
   double blockSampleTime = 0;
   double timelineSampleTime = 0;
-  std::unique_ptr<ZRBiquadFilter> outputFilter;  // built, never run
   int (*voiceCallback)(int, int, void*) = nullptr;
   void* voiceCallbackContext = nullptr;
 
@@ -209,11 +212,13 @@ class ZRDSPInstrument : public ZRDSPEntity {
   void sendControllerToAll(int controller, int value) noexcept;
   void bendAllInDefaultMode() noexcept;
 
-  void runVoicesPoly(int frames) noexcept;
-  void runVoicesUnison(int frames) noexcept;
+  int prepareVoicesPoly() noexcept;
+  int prepareVoicesUnison() noexcept;
+  void runVoices(int frames) noexcept;
   void saturateAndScale(float* left, float* right, int frames) noexcept;
 
   NoteStateGuard noteStateGuard_;
+  std::vector<ZRDSPVoice*> bank_;  // the voices, for one call
   Random random_;
   std::array<float, kMaxBlockFrames> mixLeft{};
   std::array<float, kMaxBlockFrames> mixRight{};

@@ -41,7 +41,8 @@ void ZRDSPInstrument::setMIDICC(int channel, int controller, int value) noexcept
   }
   const float v = static_cast<float>(value) * slideAmount.value;
   if (currentVoiceMode == 0) {
-    if (ZRDSPVoice* voice = channelVoices.valueOr(channel, nullptr)) voice->setMIDICC(controller, truncatedInt(v));
+    if (ZRDSPVoice* voice = channelVoices.valueOr(channel, nullptr))
+      voice->setMIDICC(controller, truncatedInt(v));
     return;
   }
   if (controller == kSlideController) {
@@ -53,8 +54,8 @@ void ZRDSPInstrument::setMIDICC(int channel, int controller, int value) noexcept
   for (const auto& voice : voices) voice->setMIDICC(controller, truncatedInt(v));
 }
 
-// In ordinary mode the range depends on the direction, unless one of the two split ranges is switched off by 0.
-// Voices that the pedal holds keep their bend.
+// In ordinary mode the range depends on the direction, unless one of the two split ranges is switched off by
+// 0. Voices that the pedal holds keep their bend.
 void ZRDSPInstrument::bendAllInDefaultMode() noexcept {
   const float up = pitchbendRangeUp.value;
   const float down = pitchbendRangeDown.value;

@@ -33,7 +33,8 @@ float ZRDSPInstrumentKernel::getParameter(std::uint64_t address, int /*unused*/)
 
 void ZRDSPInstrumentKernel::setGate(int gate) noexcept { instrument->setGate(gate); }
 
-void ZRDSPInstrumentKernel::startRamp(std::uint64_t address, float value, std::uint32_t /*duration*/) noexcept {
+void ZRDSPInstrumentKernel::startRamp(std::uint64_t address, float value,
+                                      std::uint32_t /*duration*/) noexcept {
   instrument->setParameterValueForAddress(static_cast<std::int32_t>(address), value);
 }
 
@@ -64,15 +65,23 @@ void ZRDSPInstrumentKernel::process(std::uint32_t frameCount, std::uint32_t /*bu
 
 void ZRDSPInstrumentKernel::handleController(int channel, int controller, int value) noexcept {
   switch (controller) {
-    case kAllNotesOff: instrument->setAllNotesOff(); break;
-    case kSustainPedal: instrument->setSustain(value > kPedalThreshold ? 1 : 0); break;
-    case kExpression: instrument->setMIDICC(channel, kModWheel, value); break;
-    default: instrument->setMIDICC(channel, controller, value); break;
+    case kAllNotesOff:
+      instrument->setAllNotesOff();
+      break;
+    case kSustainPedal:
+      instrument->setSustain(value > kPedalThreshold ? 1 : 0);
+      break;
+    case kExpression:
+      instrument->setMIDICC(channel, kModWheel, value);
+      break;
+    default:
+      instrument->setMIDICC(channel, controller, value);
+      break;
   }
 }
 
-// Note-on reaches up to 120 and note-off from 1 to 127, so note 0 ends by a note-on of velocity 0 or by all notes
-// off. Expression moves what the modulation wheel moves. Both MIDI modes share this table.
+// Note-on reaches up to 120 and note-off from 1 to 127, so note 0 ends by a note-on of velocity 0 or by all
+// notes off. Expression moves what the modulation wheel moves. Both MIDI modes share this table.
 void ZRDSPInstrumentKernel::handleMIDIEvent(const AUMIDIEvent& event) noexcept {
   if (midiMonitorBlock) midiMonitorBlock(event.eventSampleTime, 0, event.length, event.data.data());
   const int type = event.data[0] & 0xF0;
@@ -95,16 +104,23 @@ void ZRDSPInstrumentKernel::handleMIDIEvent(const AUMIDIEvent& event) noexcept {
         instrument->setGateWithNote(channel, 0, first, 0);
       }
       break;
-    case 0xA0: instrument->setPolyAftertouch(first, second); break;
-    case 0xB0: handleController(channel, first, second); break;
+    case 0xA0:
+      instrument->setPolyAftertouch(first, second);
+      break;
+    case 0xB0:
+      handleController(channel, first, second);
+      break;
     case 0xC0:
       if (programChangeCallback) programChangeCallback(first, owner);
       break;
-    case 0xD0: instrument->setChannelPressure(channel, first); break;
+    case 0xD0:
+      instrument->setChannelPressure(channel, first);
+      break;
     case 0xE0:
       if (second != kInvalidBend) instrument->setPitchbend(channel, (first & 127) | ((second & 127) << 7));
       break;
-    default: break;
+    default:
+      break;
   }
 }
 

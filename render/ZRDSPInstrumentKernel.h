@@ -9,13 +9,16 @@
 
 namespace morv {
 
-// Drives one instrument: decodes MIDI, carries out parameter events, renders and mutes. Copies share the instrument.
+// Drives one instrument: decodes MIDI, carries out parameter events, renders and mutes. Copies share the
+// instrument.
 //
-// `setParameter`, `getParameter`, `setGate`, `muted`: any thread. The rest: render thread, or before rendering.
+// `setParameter`, `getParameter`, `setGate`, `muted`: any thread. The rest: render thread, or before
+// rendering.
 class ZRDSPInstrumentKernel : public DSPKernel {
  public:
   // Told of every MIDI event before it is decoded: event sample time, cable, length, bytes.
-  using MIDIMonitorBlock = std::function<int(AUEventSampleTime, std::uint8_t, std::uint16_t, const std::uint8_t*)>;
+  using MIDIMonitorBlock =
+      std::function<int(AUEventSampleTime, std::uint8_t, std::uint16_t, const std::uint8_t*)>;
   // Shapes of the two callbacks; they run on the render thread and must not block.
   using ProgramChangeCallback = std::function<int(int program, void* owner)>;
   using VoiceTriggeredCallback = std::function<void(int note, int channel, void* owner)>;
@@ -30,7 +33,8 @@ class ZRDSPInstrumentKernel : public DSPKernel {
   void setGate(int gate) noexcept MORV_NONBLOCKING;
 
   // Sets the value at once; there are no ramps.
-  void startRamp(std::uint64_t address, float value, std::uint32_t duration) noexcept MORV_NONBLOCKING override;
+  void startRamp(std::uint64_t address, float value,
+                 std::uint32_t duration) noexcept MORV_NONBLOCKING override;
   void process(std::uint32_t frameCount, std::uint32_t bufferOffset) noexcept MORV_NONBLOCKING override;
   void handleMIDIEvent(const AUMIDIEvent& event) noexcept MORV_NONBLOCKING override;
 

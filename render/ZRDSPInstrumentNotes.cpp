@@ -19,7 +19,9 @@ bool ZRDSPInstrument::isOnForeignChannel(int channel) const noexcept {
 }
 
 // Number of voices that a Poly search walks; held inside the bank whatever value the parameter was given.
-int ZRDSPInstrument::poolSize() const noexcept { return std::clamp(truncatedInt(voiceNumber.value), 1, numVoices); }
+int ZRDSPInstrument::poolSize() const noexcept {
+  return std::clamp(truncatedInt(voiceNumber.value), 1, numVoices);
+}
 
 float ZRDSPInstrument::drawPan() noexcept {
   const double draw = random_.unit31();
@@ -31,8 +33,8 @@ ZRDSPVoice* ZRDSPInstrument::voiceForNote(int note, int channel) noexcept {
   return channelVoices.valueOr(channel, nullptr);
 }
 
-// While the pedal is down a note-off only remembers its voice. This comes ahead of the channel filter, so notes on a
-// foreign channel are caught too.
+// While the pedal is down a note-off only remembers its voice. This comes ahead of the channel filter, so
+// notes on a foreign channel are caught too.
 bool ZRDSPInstrument::catchSustainedNoteOff(int channel, int gate, int note) noexcept {
   if (!sustainHeld || gate != 0) return false;
   ZRDSPVoice* voice = voiceForNote(note, channel);
@@ -72,8 +74,8 @@ void ZRDSPInstrument::setGateWithNote(int channel, int gate, int note, int veloc
   finishNoteEvent(channel, gate, note, voice);
 }
 
-// The next voice whose gate is closed, from `voiceIndex` on. With all of them busy the one behind the start of the
-// search is stolen. A voice in its release counts as free.
+// The next voice whose gate is closed, from `voiceIndex` on. With all of them busy the one behind the start
+// of the search is stolen. A voice in its release counts as free.
 int ZRDSPInstrument::findPolyVoice() noexcept {
   if (voiceIndex >= numVoices) voiceIndex = 0;
   const int pool = poolSize();
@@ -89,7 +91,8 @@ int ZRDSPInstrument::findPolyVoice() noexcept {
   return voiceIndex;
 }
 
-void ZRDSPInstrument::startPolyNote(ZRDSPVoice& voice, int channel, int gate, int note, int velocity) noexcept {
+void ZRDSPInstrument::startPolyNote(ZRDSPVoice& voice, int channel, int gate, int note,
+                                    int velocity) noexcept {
   voice.setPressure(0.0F);
   voice.setMIDICC(kSlideController, 0);
   voice.setPitchbend(currentBend);
@@ -163,7 +166,8 @@ void ZRDSPInstrument::playUnison(int channel, int gate, int note, int velocity) 
   }
 }
 
-void ZRDSPInstrument::startUnisonVoice(ZRDSPVoice& voice, int channel, int gate, int note, int velocity) noexcept {
+void ZRDSPInstrument::startUnisonVoice(ZRDSPVoice& voice, int channel, int gate, int note,
+                                       int velocity) noexcept {
   voice.setPressure(0.0F);
   voice.setMIDICC(kSlideController, 0);
   voice.setPitchbend(currentBend);
@@ -193,8 +197,9 @@ void ZRDSPInstrument::endUnisonVoice(ZRDSPVoice& voice, int channel, int note) n
   }
 }
 
-// Back to the last note of the stack. Behind a sorted stack that is the highest note under lowest-note priority and
-// the lowest under highest-note priority. The new attack takes the release velocity of the note that went.
+// Back to the last note of the stack. Behind a sorted stack that is the highest note under lowest-note
+// priority and the lowest under highest-note priority. The new attack takes the release velocity of the note
+// that went.
 void ZRDSPInstrument::fallBackUnisonVoice(ZRDSPVoice& voice, int channel, int note, int velocity) noexcept {
   if (noteStack.empty()) return;
   const NoteState next = noteStack.back();

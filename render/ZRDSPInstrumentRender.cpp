@@ -33,10 +33,12 @@ void ZRDSPInstrument::prepare(float sampleRateHz, int blockSizeFrames) {
 
 void ZRDSPInstrument::runSequencer(double /*sampleTime*/) noexcept {}
 
-// Each voice takes the next step of one slow random walk, which pulls its pitch about by up to 50 Hz.
-void ZRDSPInstrument::runVoicesPoly(int frames) noexcept {
-  for (int i = 0; i < numVoices && static_cast<float>(i) < voiceNumber.value; ++i) {
-    ZRDSPVoice& voice = *voices[static_cast<std::size_t>(i)];
+// Each voice takes the next step of one slow random walk, which pulls its pitch about by up to 50 Hz. Returns
+// the number of voices that run.
+int ZRDSPInstrument::prepareVoicesPoly() noexcept {
+  int count = 0;
+  for (; count < numVoices && static_cast<float>(count) < voiceNumber.value; ++count) {
+    ZRDSPVoice& voice = *voices[static_cast<std::size_t>(count)];
     const float draw = random_.unit31();
     slopValue = std::fma(slopCoefficient, slopValue - draw, draw);
     voice.timelinePosition = timelinePosition;
@@ -44,21 +46,32 @@ void ZRDSPInstrument::runVoicesPoly(int frames) noexcept {
     voice.detuneOffset = static_cast<float>((static_cast<double>(slopValue) - 0.5) * 100.0 *
                                                 static_cast<double>(voiceDetune.value) +
                                             static_cast<double>(voice.detuneOffset));
-    voice.runGenerator(mixLeft.data(), mixRight.data(), frames, tempo);
-    voice.detuneOffset = 0;
   }
+  return count;
 }
 
 // A lopsided stack: the lower half goes down by its index, the upper half up, voice 0 and the middle stay.
-void ZRDSPInstrument::runVoicesUnison(int frames) noexcept {
+int ZRDSPInstrument::prepareVoicesUnison() noexcept {
   const float half = voiceNumber.value / 2.0F;
-  for (int i = 0; i < numVoices && static_cast<float>(i) < voiceNumber.value; ++i) {
-    ZRDSPVoice& voice = *voices[static_cast<std::size_t>(i)];
-    const auto position = static_cast<float>(i);
+  int count = 0;
+  for (; count < numVoices && static_cast<float>(count) < voiceNumber.value; ++count) {
+    ZRDSPVoice& voice = *voices[static_cast<std::size_t>(count)];
+    const auto position = static_cast<float>(count);
     const float spread = position < half ? -position : (position > half ? position : 0.0F);
     voice.detuneOffset = spread * voiceDetune.value;
-    voice.runGenerator(mixLeft.data(), mixRight.data(), frames, tempo);
+  }
+  return count;
+}
+
+void ZRDSPInstrument::runVoices(int frames) noexcept {
+  const bool isPoly = currentVoiceMode == 0;
+  const int count = isPoly ? prepareVoicesPoly() : prepareVoicesUnison();
+  if (count == 0) return;
+  voices.front()->runGenerators(bank_.data(), count, mixLeft.data(), mixRight.data(), frames, tempo);
+  for (int i = 0; i < count; ++i) {
+    ZRDSPVoice& voice = *voices[static_cast<std::size_t>(i)];
     voice.detuneOffset = 0;
+    if (isPoly) continue;
     voice.timelinePosition = timelinePosition;
     voice.transportState = transportState;
   }
@@ -80,11 +93,7 @@ void ZRDSPInstrument::runInstrument(float* left, float* right, int frames, float
   tempo = blockTempo;
   if (transportState == kTransportPlaying && seqEnabled.intValue() != 0) runSequencer(sampleTime);
   timelineSampleTime = sampleTime;
-  if (currentVoiceMode == 0) {
-    runVoicesPoly(frames);
-  } else {
-    runVoicesUnison(frames);
-  }
+  runVoices(frames);
   if (effects.empty() || effectRouting == ZRDSPInstrumentEffectRouting::insert) {
     std::copy_n(mixLeft.data(), frames, left);
     std::copy_n(mixRight.data(), frames, right);

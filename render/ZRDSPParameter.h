@@ -51,9 +51,7 @@ class ZRDSPParameter {
   }
 
   // The value rounded half away from zero. All mode switches of the engine read this. Any thread.
-  std::int32_t intValue() const noexcept MORV_NONBLOCKING {
-    return truncatedInt(std::round(value.load()));
-  }
+  std::int32_t intValue() const noexcept MORV_NONBLOCKING { return truncatedInt(std::round(value.load())); }
   // The value over its maximum. The minimum takes no part: -1 of a range from -1 to 1 gives -1. Any thread.
   float normalizedValue() const noexcept MORV_NONBLOCKING { return value / maxValue; }
 

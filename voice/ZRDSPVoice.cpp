@@ -20,8 +20,8 @@ constexpr int kFirstRoutingAddress = 512;
 
 const double kSemitone = std::pow(2.0, 1.0 / 12.0);
 
-// Writes y = c (y - target) + target for each sample and returns the last y. Once a step leaves y where it was, all
-// later steps do too, and the rest is a fill.
+// Writes y = c (y - target) + target for each sample and returns the last y. Once a step leaves y where it
+// was, all later steps do too, and the rest is a fill.
 float follow(float* out, int frames, float y, float target, float c) noexcept {
   for (int i = 0; i < frames; ++i) {
     const float next = c * (y - target) + target;
@@ -62,22 +62,25 @@ void ZRDSPVoice::prepare(float sampleRateHz, int blockSizeFrames) {
 
 void ZRDSPVoice::makeModRouting(const std::string& sourceName, int source, const std::string& /*sourceLabel*/,
                                 const std::string& destinationName, int destination,
-                                const std::string& /*destinationLabel*/, int address, int amount, int transform) {
+                                const std::string& /*destinationLabel*/, int address, int amount,
+                                int transform) {
   routingDepths_.push_back(std::make_unique<ZRDSPParameter>());
   ZRDSPParameter* depth = routingDepths_.back().get();
-  initParameter(std::to_string(source) + " > " + std::to_string(destination), sourceName + " > " + destinationName,
-                address, -1, 1, {}, ZRDSPParameterUnit::generic, 0, depth);
+  initParameter(std::to_string(source) + " > " + std::to_string(destination),
+                sourceName + " > " + destinationName, address, -1, 1, {}, ZRDSPParameterUnit::generic, 0,
+                depth);
   modMatrix->addRow(source, destination, depth, static_cast<float>(amount), transform);
 }
 
 void ZRDSPVoice::makeModRouting(const std::string& sourceName, int source, const std::string& /*sourceLabel*/,
                                 const std::string& destinationName, int destination,
-                                const std::string& /*destinationLabel*/, ZRDSPParameterFlags flags, int address,
-                                int amount, int transform, bool isGlobal) {
+                                const std::string& /*destinationLabel*/, ZRDSPParameterFlags flags,
+                                int address, int amount, int transform, bool isGlobal) {
   routingDepths_.push_back(std::make_unique<ZRDSPParameter>());
   ZRDSPParameter* depth = routingDepths_.back().get();
-  initParameter(std::to_string(source) + " > " + std::to_string(destination), sourceName + " > " + destinationName,
-                address, -1, 1, {}, ZRDSPParameterUnit::generic, 0, depth);
+  initParameter(std::to_string(source) + " > " + std::to_string(destination),
+                sourceName + " > " + destinationName, address, -1, 1, {}, ZRDSPParameterUnit::generic, 0,
+                depth);
   depth->flags = flags;
   modMatrix->addRow(depth->identifier, sourceName, source, destinationName, destination, depth,
                     static_cast<float>(amount), transform, isGlobal);
@@ -88,8 +91,8 @@ void ZRDSPVoice::addModRoutingsForGlobalSources(const std::vector<ZRDSPEntity*>&
   int address = kFirstRoutingAddress;
   const auto route = [&](const std::string& sourceName, int source, const ZRDSPParameter& p, int transform) {
     const float amount = p.identifier == "filterCutoff" ? 1.0F : p.maxValue;
-    makeModRouting(sourceName, source, "", p.name, p.address, "", p.flags, address++, truncatedInt(amount), transform,
-                   true);
+    makeModRouting(sourceName, source, "", p.name, p.address, "", p.flags, address++, truncatedInt(amount),
+                   transform, true);
   };
   for (const ZRDSPEntity* entity : entities) {
     if (entity->numModOutputs > 1) {
@@ -114,7 +117,8 @@ float ZRDSPVoice::frequencyForNote(int midiNote) noexcept {
                             std::pow(kSemitone, static_cast<double>(midiNote)));
 }
 
-void ZRDSPVoice::setGateWithNoteAndSampleTime(int newGate, int newNote, int newVelocity, double time) noexcept {
+void ZRDSPVoice::setGateWithNoteAndSampleTime(int newGate, int newNote, int newVelocity,
+                                              double time) noexcept {
   setGateWithNoteAndSampleTime(newGate, newNote, newVelocity, static_cast<int>(time));
 }
 
@@ -123,7 +127,8 @@ void ZRDSPVoice::setGateWithNoteAndSampleTime(int newGate, int newNote, int newV
   setGateWithNoteAndSampleTime(newGate, newNote, newVelocity, time);
 }
 
-void ZRDSPVoice::setGateWithNoteAndSampleTime(int newGate, int newNote, int newVelocity, int /*time*/) noexcept {
+void ZRDSPVoice::setGateWithNoteAndSampleTime(int newGate, int newNote, int newVelocity,
+                                              int /*time*/) noexcept {
   setGateWithNote(newGate, newNote, newVelocity);
 }
 
@@ -204,8 +209,8 @@ void ZRDSPVoice::fillNoteSource(float* out, int frames) noexcept {
     return;
   }
   const double start = glideStartFrequency;
-  const double interval =
-      static_cast<float>(12.0 * std::log2(static_cast<double>(noteFrequency) / static_cast<double>(glideStartFrequency)));
+  const double interval = static_cast<float>(
+      12.0 * std::log2(static_cast<double>(noteFrequency) / static_cast<double>(glideStartFrequency)));
   const auto frequencyAt = [&](float phase) {
     const auto f = static_cast<float>(start * std::exp2(static_cast<double>(phase) * interval / 12.0));
     return std::isnan(f) ? 220.0F : f;
@@ -230,19 +235,26 @@ void ZRDSPVoice::runGenerator(float* /*left*/, float* /*right*/, int frames, flo
     noteStarted = false;
   }
   ZRDSPModMatrix& matrix = *modMatrix;
-  smoothedPressure = follow(matrix.sourceBuffer(kSourcePressure), frames, smoothedPressure, pressure, fastSmoothing);
+  smoothedPressure =
+      follow(matrix.sourceBuffer(kSourcePressure), frames, smoothedPressure, pressure, fastSmoothing);
   smoothedPitchbend = follow(matrix.sourceBuffer(kSourcePitchWheel), frames, smoothedPitchbend,
                              pitchbendDelta + addedPitchbend, mediumSmoothing);
   smoothedSlide = follow(matrix.sourceBuffer(kSourceSlide), frames, smoothedSlide, slide, fastSmoothing);
-  smoothedGate =
-      follow(matrix.sourceBuffer(kSourceGate), frames, smoothedGate, static_cast<float>(gate), mediumSmoothing);
-  smoothedVelocity = follow(matrix.sourceBuffer(kSourceVelocity), frames, smoothedVelocity, velocity, slowSmoothing);
+  smoothedGate = follow(matrix.sourceBuffer(kSourceGate), frames, smoothedGate, static_cast<float>(gate),
+                        mediumSmoothing);
+  smoothedVelocity =
+      follow(matrix.sourceBuffer(kSourceVelocity), frames, smoothedVelocity, velocity, slowSmoothing);
   fillNoteSource(matrix.sourceBuffer(kSourceNote), frames);
   if (frames > modWheelFilled_) {
-    std::fill(matrix.sourceBuffer(kSourceModWheel) + modWheelFilled_, matrix.sourceBuffer(kSourceModWheel) + frames,
-              modWheelValue);
+    std::fill(matrix.sourceBuffer(kSourceModWheel) + modWheelFilled_,
+              matrix.sourceBuffer(kSourceModWheel) + frames, modWheelValue);
     modWheelFilled_ = frames;
   }
+}
+
+void ZRDSPVoice::runGenerators(ZRDSPVoice* const* bank, int count, float* left, float* right, int frames,
+                               float tempo) noexcept {
+  for (int i = 0; i < count; ++i) bank[i]->runGenerator(left, right, frames, tempo);
 }
 
 void ZRDSPVoice::setRandomSeed(std::uint64_t /*seed*/) {}

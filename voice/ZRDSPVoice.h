@@ -12,7 +12,8 @@
 namespace morv {
 
 // What all voices have in common: note, gate, bend and performance controls, turned sample by sample into the
-// built-in sources of the voice's own modulation matrix. A concrete voice then reads modulation buffers alone.
+// built-in sources of the voice's own modulation matrix. A concrete voice then reads modulation buffers
+// alone.
 //
 // Construction: one thread. Everything else: the render thread, driven by the instrument.
 class ZRDSPVoice : public ZRDSPEntity {
@@ -26,8 +27,8 @@ class ZRDSPVoice : public ZRDSPEntity {
   // Stores both; smoothing and portamento keep the constructor's rate.
   virtual void prepare(float sampleRateHz, int blockSizeFrames);
 
-  // Adds a row with a depth of its own, -1 to 1, default 0, at `address`; its identifier is "source > destination"
-  // by number. Construction only.
+  // Adds a row with a depth of its own, -1 to 1, default 0, at `address`; its identifier is "source >
+  // destination" by number. Construction only.
   virtual void makeModRouting(const std::string& sourceName, int source, const std::string& sourceLabel,
                               const std::string& destinationName, int destination,
                               const std::string& destinationLabel, int address, int amount, int transform);
@@ -39,19 +40,20 @@ class ZRDSPVoice : public ZRDSPEntity {
   // Routes every output of each entity, and the entity itself, to every parameter of `modDestinations`.
   virtual void addModRoutingsForGlobalSources(const std::vector<ZRDSPEntity*>& entities);
 
-  virtual void setGateWithNoteAndSampleTime(int newGate, int newNote, int newVelocity, double time) noexcept
-      MORV_NONBLOCKING;
+  virtual void setGateWithNoteAndSampleTime(int newGate, int newNote, int newVelocity,
+                                            double time) noexcept MORV_NONBLOCKING;
   virtual void setGateWithNoteAndSampleTime(int newGate, int newNote, int newVelocity, int time,
                                             int ignored) noexcept MORV_NONBLOCKING;
   // The time is dropped.
-  virtual void setGateWithNoteAndSampleTime(int newGate, int newNote, int newVelocity, int time) noexcept
-      MORV_NONBLOCKING;
-  // Stores the last argument in `sampleTime` (the instrument passes the channel) and goes on with the next form.
+  virtual void setGateWithNoteAndSampleTime(int newGate, int newNote, int newVelocity,
+                                            int time) noexcept MORV_NONBLOCKING;
+  // Stores the last argument in `sampleTime` (the instrument passes the channel) and goes on with the next
+  // form.
   virtual void setGateWithNoteAndPitchbend(int newGate, int newNote, int newVelocity, float bend,
                                            int newSampleTime) noexcept MORV_NONBLOCKING;
   // Gate with a bend, -1 to 1; the running bend is not restarted.
-  virtual void setGateWithNoteAndPitchbend(int newGate, int newNote, int newVelocity, float bend) noexcept
-      MORV_NONBLOCKING;
+  virtual void setGateWithNoteAndPitchbend(int newGate, int newNote, int newVelocity,
+                                           float bend) noexcept MORV_NONBLOCKING;
   // Gate that starts from no bend.
   virtual void setGateWithNote(int newGate, int newNote, int newVelocity) noexcept MORV_NONBLOCKING;
   // Changes the pitch without a new attack.
@@ -64,9 +66,13 @@ class ZRDSPVoice : public ZRDSPEntity {
   // Controllers 1 (modulation wheel) and 74 (slide), 0 to 127; others do nothing.
   virtual void setMIDICC(int controller, int value) noexcept MORV_NONBLOCKING;
   virtual void setGate(int newGate) noexcept MORV_NONBLOCKING = 0;
-  // Fills the built-in sources for `frames` samples. This class writes no audio; a concrete voice adds into `left`
-  // and `right`. `frames` is 0 to kMaxBlockFrames, `tempo` in beats per minute.
+  // Fills the built-in sources for `frames` samples. This class writes no audio; a concrete voice adds into
+  // `left` and `right`. `frames` is 0 to kMaxBlockFrames, `tempo` in beats per minute.
   virtual void runGenerator(float* left, float* right, int frames, float tempo) noexcept MORV_NONBLOCKING;
+  // Runs `count` voices of one class, in order, with the same result as one `runGenerator` behind the other.
+  // Called on the first of them; a class may work on several side by side.
+  virtual void runGenerators(ZRDSPVoice* const* bank, int count, float* left, float* right, int frames,
+                             float tempo) noexcept MORV_NONBLOCKING;
 
   // Reseeds whatever the voice draws at random. Off the render thread.
   virtual void setRandomSeed(std::uint64_t seed);
@@ -74,7 +80,7 @@ class ZRDSPVoice : public ZRDSPEntity {
   // Frequency in Hz of a MIDI note, equal temperament, note 69 at 440 Hz.
   static float frequencyForNote(int midiNote) noexcept;
 
-  bool active = false;            // audio is computed only while set; the first note sets it for good
+  bool active = false;  // audio is computed only while set; the first note sets it for good
   int gate = 0;
   float detuneOffset = 0;         // Hz; the instrument's, for one block
   float baseFrequency = 440;      // Hz; written by the instrument, read by nobody

@@ -237,7 +237,10 @@ void ZRVAOscillator::smoothOutput(float* left, int frames) noexcept {
   float state = lfoOutput;
   for (int i = 0; i < frames; ++i) {
     const float y = left[i];
-    state = clamp(c * (state - y) + y, -1.0F, 1.0F);
+    state = c * (state - y) + y;
+    // A branch, as it is hardly ever taken and keeps the bound out of the chain from sample to sample.
+    if (std::abs(state) > 1.0F) [[unlikely]]
+      state = std::copysign(1.0F, state);
     left[i] = state;
   }
   lfoOutput = state;

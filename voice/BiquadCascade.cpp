@@ -1,0 +1,73 @@
+#include "voice/BiquadCascade.h"
+
+namespace morv {
+namespace {
+
+template <typename Real>
+void runOneSection(const double* c, Real* delays, const float* in, float* out, int frames) noexcept {
+  const double b0 = c[0];
+  const double b1 = c[1];
+  const double b2 = c[2];
+  const double a1 = c[3];
+  const double a2 = c[4];
+  Real x1 = delays[0];
+  Real x2 = delays[1];
+  Real y1 = delays[2];
+  Real y2 = delays[3];
+  for (int i = 0; i < frames; ++i) {
+    const Real x = static_cast<Real>(in[i]);
+    const Real y = static_cast<Real>(b0 * x + b1 * x1 + b2 * x2 - a1 * y1 - a2 * y2);
+    x2 = x1;
+    x1 = x;
+    y2 = y1;
+    y1 = y;
+    out[i] = static_cast<float>(y);
+  }
+  delays[0] = x1;
+  delays[1] = x2;
+  delays[2] = y1;
+  delays[3] = y2;
+}
+
+template <typename Real>
+void runSections(const double* coefficients, int sections, Real* delays, const float* in, float* out,
+                 int frames) noexcept {
+  for (int i = 0; i < frames; ++i) {
+    Real x = static_cast<Real>(in[i]);
+    Real* d = delays;
+    const double* c = coefficients;
+    for (int s = 0; s < sections; ++s, d += 2, c += kBiquadCoefficients) {
+      const Real y = static_cast<Real>(c[0] * x + c[1] * d[0] + c[2] * d[1] - c[3] * d[2] - c[4] * d[3]);
+      d[1] = d[0];
+      d[0] = x;
+      x = y;
+    }
+    d[1] = d[0];
+    d[0] = x;
+    out[i] = static_cast<float>(x);
+  }
+}
+
+template <typename Real>
+void run(const double* coefficients, int sections, Real* delays, const float* in, float* out,
+         int frames) noexcept {
+  if (sections == 1) {
+    runOneSection(coefficients, delays, in, out, frames);
+  } else {
+    runSections(coefficients, sections, delays, in, out, frames);
+  }
+}
+
+}  // namespace
+
+void runBiquadCascade(const double* coefficients, int sections, float* delays, const float* in, float* out,
+                      int frames) noexcept {
+  run(coefficients, sections, delays, in, out, frames);
+}
+
+void runBiquadCascade(const double* coefficients, int sections, double* delays, const float* in, float* out,
+                      int frames) noexcept {
+  run(coefficients, sections, delays, in, out, frames);
+}
+
+}  // namespace morv

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+
+#include "platform/NonBlocking.h"
+
+namespace morv {
+
+// Cascades of second-order sections in direct form I, in section order:
+//   y = b0 x + b1 x1 + b2 x2 - a1 y1 - a2 y2
+// One section's outputs are the next one's inputs, so the delays are shared: two for the input, then two for
+// each section. The caller owns coefficients and delays.
+
+// b0, b1, b2, a1, a2 of one section.
+inline constexpr std::size_t kBiquadCoefficients = 5;
+
+// Values of delay memory for one channel.
+constexpr std::size_t biquadDelayLength(int sections) noexcept {
+  return 2 * static_cast<std::size_t>(sections) + 2;
+}
+
+// Runs one channel over `frames` samples; `out` may be `in`. The sums are taken in double; the delays, and
+// with them the signal between the sections, have the width of `delays`. Render thread.
+void runBiquadCascade(const double* coefficients, int sections, float* delays, const float* in, float* out,
+                      int frames) noexcept MORV_NONBLOCKING;
+void runBiquadCascade(const double* coefficients, int sections, double* delays, const float* in, float* out,
+                      int frames) noexcept MORV_NONBLOCKING;
+
+}  // namespace morv

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "platform/NonBlocking.h"
+
+namespace morv {
+
+// What one lane of the filter bank works on: a block of samples, its coefficients sample by sample, and the
+// two integrators, which are read and written back. `in` may be `out`.
+struct SEMFilterLane {
+  const float* in = nullptr;
+  float* out = nullptr;
+  const float* alphas = nullptr;   // prewarped integrator gain
+  const float* alpha0s = nullptr;  // resolves the delay-free loop
+  const float* rhos = nullptr;     // damping plus integrator gain
+  const float* modes = nullptr;    // 0 low-pass, 0.5 notch, 1 high-pass, 2 band-pass
+  float* z1 = nullptr;
+  float* z2 = nullptr;
+};
+
+struct OscillatorStepSettings {
+  float base = 0;    // Hz
+  float octave = 1;  // factors, taken in this order
+  float semitone = 1;
+  float cents = 1;
+  float size = 0;   // samples of a cycle
+  float rate = 0;   // Hz
+  float scale = 1;  // of the main phase's step
+  float subDivisor = 1;
+  float subDetune = 1;
+};
+
+struct PulseWaveSettings {
+  const float* saw = nullptr;
+  const float* reversed = nullptr;
+  float a = 0;
+  float shape = 0;
+  float height = 1;
+  float level = 1;
+};
+
+// The voice's hot loops. They exist once for plain x86-64 and once for AVX2 with fused multiply-add; the
+// better one that the machine has is chosen when the program starts. Approximations are single precision with
+// a relative error below 3e-7 over the range given. Any thread; no allocation; 0 frames are legal.
+struct VoiceKernels {
+  static constexpr int kLanes = 8;
+
+  const char* name = nullptr;
+  // x = tanh(x) in place. Any value; not-a-number stays.
+  void (*tanhInPlace)(float* x, int frames) noexcept = nullptr;
+  // out = sgn(y)(1 - e^-|y|) with y = gain x. `out` may be `in`.
+  void (*softLimit)(const float* in, float gain, float* out, int frames) noexcept = nullptr;
+  // out = sin(pi p) for p from -1 to 1. `out` may be `p`.
+  void (*sinPi)(const float* p, float* out, int frames) noexcept = nullptr;
+  // out = base 2^(cents / 1200). `out` may be `cents`. Results are held inside the range of normal floats.
+  void (*centsFactors)(const float* cents, float base, float* out, int frames) noexcept = nullptr;
+  // Steps of the main and the sub phase from the modulated frequency: f = base + modulation, 1 Hz if that is
+  // not above 0, times the factors, at most 20 kHz. `centsFactors` of not-a-number count as 1.
+  void (*oscillatorSteps)(const OscillatorStepSettings& settings, const float* modulation,
+                          const float* centsFactors, float* steps, float* subSteps,
+                          int frames) noexcept = nullptr;
+  // Phase of a pulse's second edge, for the sample behind each: width x size + one + step, inside 0 to size.
+  // `one` is the main phase of that next sample; steps are below `size`.
+  void (*secondPhases)(const float* widths, const float* one, const float* steps, float size, float* out,
+                       int frames) noexcept = nullptr;
+  // out = (A + a B + B (shape + modulation)) height level, with A and B the two saws read at their phases
+  // times 0.95.
+  void (*pulseWave)(const PulseWaveSettings& settings, const float* one, const float* two,
+                    const float* modulation, float* out, int frames) noexcept = nullptr;
+  // Linear interpolation at positions of 0 to just below the table's length; one value beyond it is read.
+  void (*readTable)(const float* table, const float* positions, float* out, int frames) noexcept = nullptr;
+  // Adds such a read times a gain.
+  void (*addTable)(const float* table, const float* positions, float gain, float* out,
+                   int frames) noexcept = nullptr;
+  // Coefficients of the state-variable filter from its limited cutoff c and resonance r: f = c scaleHz +
+  // offsetHz, alpha = tan(pi f / rate), R = 1 / (50 r + 1), alpha0 = 1 / (1 + 2 R alpha + alpha^2), rho = 2 R
+  // + alpha.
+  void (*semCoefficients)(const float* cutoffs, const float* resonances, double scaleHz, double offsetHz,
+                          double rateHz, float* alphas, float* alpha0s, float* rhos,
+                          int frames) noexcept = nullptr;
+  // Up to kLanes state-variable filters side by side. Every lane gives the same bits whatever the others
+  // hold.
+  void (*semFilterBank)(const SEMFilterLane* lanes, int count, int frames) noexcept = nullptr;
+};
+
+// The best kernels of this machine.
+const VoiceKernels& voiceKernels() noexcept;
+// Those for any x86-64.
+const VoiceKernels& baselineVoiceKernels() noexcept;
+// Those for AVX2; null where the machine has none.
+const VoiceKernels* avx2VoiceKernels() noexcept;
+
+}  // namespace morv

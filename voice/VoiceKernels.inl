@@ -1,0 +1,315 @@
+// Bodies of the voice's kernels; each translation unit that includes this compiles them for one kind of
+// machine. Everything is local to the file and nothing of the standard library's templates is used: a
+// function shared between the files could be taken from the one that the machine cannot run. Polynomials and
+// rational functions are minimax fits in relative error, made by iteratively reweighted least squares.
+
+#include <cstdint>
+#include <cstring>
+
+#include "voice/VoiceKernels.h"
+
+namespace morv {
+namespace {
+
+// x P(x^2) / Q(x^2), relative error 2.1e-8 up to 9, where tanh is 1 to within 3.1e-8.
+inline constexpr float kTanhBound = 9.0F;
+inline constexpr float kTanhP[] = {0.99999998F, 0.13381049F, 3.4956151e-3F, 2.0609506e-5F, 1.3355208e-8F};
+inline constexpr float kTanhQ[] = {1.0F, 0.46714364F, 2.5877086e-2F, 3.2856781e-4F, 7.7767906e-7F};
+
+template <typename V>
+inline V tanhRational(V x) noexcept {
+  const V u = x * x;
+  const V u2 = u * u;
+  const V p = (kTanhP[0] + kTanhP[1] * u) + u2 * ((kTanhP[2] + kTanhP[3] * u) + u2 * kTanhP[4]);
+  const V q = (kTanhQ[0] + kTanhQ[1] * u) + u2 * ((kTanhQ[2] + kTanhQ[3] * u) + u2 * kTanhQ[4]);
+  return x * p / q;
+}
+
+inline float bounded(float x, float low, float high) noexcept {
+  x = x < low ? low : x;
+  return x > high ? high : x;
+}
+
+void tanhInPlace(float* x, int frames) noexcept {
+  for (int i = 0; i < frames; ++i) x[i] = tanhRational(bounded(x[i], -kTanhBound, kTanhBound));
+}
+
+// 2^k for a whole number held in a float, -126 to 127.
+inline float powerOfTwo(std::int32_t k) noexcept { return __builtin_bit_cast(float, (k + 127) << 23); }
+
+inline std::int32_t roundedInt(float x) noexcept {
+  return static_cast<std::int32_t>(x + (x < 0.0F ? -0.5F : 0.5F));
+}
+
+// e^x - 1 for x from -87 to 0, without the cancellation near 0: with x = k ln 2 + r it is 2^k (e^r - 1) +
+// (2^k - 1).
+inline float expMinusOne(float x) noexcept {
+  constexpr float kLog2e = 1.44269504F;
+  constexpr float kLn2High = 0.693359375F;
+  constexpr float kLn2Low = -2.12194440e-4F;
+  const std::int32_t k = roundedInt(x * kLog2e);
+  const auto n = static_cast<float>(k);
+  const float r = (x - n * kLn2High) - n * kLn2Low;
+  const float p =
+      r *
+      (1.00000001F +
+       r * (0.49999998F + r * (0.16666493F + r * (4.1667175e-2F + r * (8.3705116e-3F + r * 1.3888836e-3F)))));
+  const float scale = powerOfTwo(k);
+  return scale * p + (scale - 1.0F);
+}
+
+void softLimit(const float* in, float gain, float* out, int frames) noexcept {
+  constexpr float kLowest = -87.0F;
+  for (int i = 0; i < frames; ++i) {
+    const float y = in[i] * gain;
+    const float magnitude = y < 0.0F ? y : -y;
+    const float limited = -expMinusOne(magnitude < kLowest ? kLowest : magnitude);
+    out[i] = y < 0.0F ? -limited : limited;
+  }
+}
+
+// Folded into a quarter turn to both sides, where an odd polynomial has a relative error of 5.3e-9.
+void sinPi(const float* p, float* out, int frames) noexcept {
+  for (int i = 0; i < frames; ++i) {
+    float x = p[i];
+    x = x > 0.5F ? 1.0F - x : x;
+    x = x < -0.5F ? -1.0F - x : x;
+    const float u = x * x;
+    out[i] = x * (3.1415926F + u * (-5.1677097F + u * (2.5500698F + u * (-0.59824234F + u * 7.7560750e-2F))));
+  }
+}
+
+void centsFactors(const float* cents, float base, float* out, int frames) noexcept {
+  constexpr float kBound = 125.0F;  // octaves
+  for (int i = 0; i < frames; ++i) {
+    const float octaves = bounded(cents[i] * (1.0F / 1200.0F), -kBound, kBound);
+    const std::int32_t k = roundedInt(octaves);
+    const float r = octaves - static_cast<float>(k);
+    const float p =
+        1.0F + r * (0.69314721F +
+                    r * (0.24022646F + r * (5.5503221e-2F +
+                                            r * (9.6185187e-3F + r * (1.3402597e-3F + r * 1.5343436e-4F)))));
+    out[i] = base * (p * powerOfTwo(k));
+  }
+}
+
+void oscillatorSteps(const OscillatorStepSettings& settings, const float* modulation,
+                     const float* centsFactors, float* steps, float* subSteps, int frames) noexcept {
+  const OscillatorStepSettings s = settings;
+  for (int i = 0; i < frames; ++i) {
+    float f = s.base + modulation[i];
+    f = f <= 0.0F ? 1.0F : f;
+    float cents = s.cents * centsFactors[i];
+    cents = cents != cents ? 1.0F : cents;
+    f = f * s.octave * s.semitone * cents;
+    f = f > 20000.0F ? 20000.0F : f;
+    steps[i] = f * s.size / s.rate * s.scale;
+    subSteps[i] = f / s.subDivisor * s.subDetune * s.size / s.rate;
+  }
+}
+
+void secondPhases(const float* widths, const float* one, const float* steps, float size, float* out,
+                  int frames) noexcept {
+  for (int i = 0; i < frames; ++i) {
+    float position = widths[i] * size + one[i] + steps[i];
+    position = position >= size ? position - size : position;
+    position = position >= size ? position - size : position;
+    out[i] = position;
+  }
+}
+
+inline float interpolated(const float* table, float position) noexcept {
+  const auto at = static_cast<std::int32_t>(position);
+  const float fraction = position - static_cast<float>(at);
+  return table[at] + fraction * (table[at + 1] - table[at]);
+}
+
+void pulseWave(const PulseWaveSettings& settings, const float* one, const float* two, const float* modulation,
+               float* out, int frames) noexcept {
+  constexpr float kTableGain = 0.95F;
+  const PulseWaveSettings s = settings;
+  for (int i = 0; i < frames; ++i) {
+    const float first = kTableGain * interpolated(s.saw, one[i]);
+    const float second = kTableGain * interpolated(s.reversed, two[i]);
+    out[i] = ((first + s.a * second) + second * (s.shape + modulation[i])) * s.height * s.level;
+  }
+}
+
+void readTable(const float* table, const float* positions, float* out, int frames) noexcept {
+  for (int i = 0; i < frames; ++i) out[i] = interpolated(table, positions[i]);
+}
+
+void addTable(const float* table, const float* positions, float gain, float* out, int frames) noexcept {
+  for (int i = 0; i < frames; ++i) out[i] += interpolated(table, positions[i]) * gain;
+}
+
+// The tangent of pi x comes from a polynomial below an eighth of a turn and from its reciprocal above; the
+// distance to the pole is worked out in double, where a float would lose it.
+void semCoefficients(const float* cutoffs, const float* resonances, double scaleHz, double offsetHz,
+                     double rateHz, float* alphas, float* alpha0s, float* rhos, int frames) noexcept {
+  const double scale = scaleHz / rateHz;
+  const double offset = offsetHz / rateHz;
+  for (int i = 0; i < frames; ++i) {
+    const double turn = static_cast<double>(cutoffs[i]) * scale + offset;
+    const bool isUpper = turn > 0.25;
+    const auto x = static_cast<float>(isUpper ? 0.5 - turn : turn);
+    const float u = x * x;
+    const float t =
+        x * (3.1415926F +
+             u * (10.335433F +
+                  u * (40.800144F +
+                       u * (163.31043F +
+                            u * (633.0652F + u * (3216.3083F + u * (-45.544243F + u * 126729.59F)))))));
+    const float alpha = isUpper ? 1.0F / t : t;
+    const float twiceR = 2.0F / (50.0F * resonances[i] + 1.0F);
+    alphas[i] = alpha;
+    alpha0s[i] = 1.0F / (1.0F + twiceR * alpha + alpha * alpha);
+    rhos[i] = twiceR + alpha;
+  }
+}
+
+// Eight lanes side by side. The filter is one long chain from sample to sample, so a lane alone would leave
+// the machine waiting.
+using Lanes = float __attribute__((vector_size(32)));
+using LaneMask = std::int32_t __attribute__((vector_size(32)));
+static_assert(VoiceKernels::kLanes == 8);
+
+inline Lanes loadRow(const float* p) noexcept {
+  Lanes row;
+  std::memcpy(&row, p, sizeof(row));
+  return row;
+}
+
+inline void storeRow(float* p, Lanes row) noexcept { std::memcpy(p, &row, sizeof(row)); }
+
+inline Lanes select(LaneMask mask, Lanes a, Lanes b) noexcept {
+  return __builtin_bit_cast(
+      Lanes, (__builtin_bit_cast(LaneMask, a) & mask) | (__builtin_bit_cast(LaneMask, b) & ~mask));
+}
+
+inline Lanes boundedLanes(Lanes x, float bound) noexcept {
+  const Lanes high = Lanes{} + bound;
+  const Lanes low = Lanes{} - bound;
+  x = select(x < low, low, x);
+  return select(x > high, high, x);
+}
+
+struct Tile {
+  Lanes rows[8];
+};
+
+// Rows become columns, by halves.
+inline void transpose(Tile& t) noexcept {
+  Lanes a[8];
+  for (int i = 0; i < 4; ++i) {
+    a[i] = __builtin_shufflevector(t.rows[i], t.rows[i + 4], 0, 1, 2, 3, 8, 9, 10, 11);
+    a[i + 4] = __builtin_shufflevector(t.rows[i], t.rows[i + 4], 4, 5, 6, 7, 12, 13, 14, 15);
+  }
+  Lanes b[8];
+  for (int h = 0; h < 8; h += 4) {
+    for (int i = 0; i < 2; ++i) {
+      b[h + i] = __builtin_shufflevector(a[h + i], a[h + i + 2], 0, 1, 8, 9, 4, 5, 12, 13);
+      b[h + i + 2] = __builtin_shufflevector(a[h + i], a[h + i + 2], 2, 3, 10, 11, 6, 7, 14, 15);
+    }
+  }
+  for (int h = 0; h < 8; h += 2) {
+    t.rows[h] = __builtin_shufflevector(b[h], b[h + 1], 0, 8, 2, 10, 4, 12, 6, 14);
+    t.rows[h + 1] = __builtin_shufflevector(b[h], b[h + 1], 1, 9, 3, 11, 5, 13, 7, 15);
+  }
+}
+
+// Eight samples of each lane, as eight rows of one sample each. Rows of absent samples and lanes are zero.
+inline void loadTile(Tile& tile, const float* const* lanes, int count, int at, int samples) noexcept {
+  for (int l = 0; l < 8; ++l) {
+    if (l >= count) {
+      tile.rows[l] = Lanes{};
+    } else if (samples == 8) {
+      tile.rows[l] = loadRow(lanes[l] + at);
+    } else {
+      float row[8] = {};
+      for (int i = 0; i < samples; ++i) row[i] = lanes[l][at + i];
+      tile.rows[l] = loadRow(row);
+    }
+  }
+  transpose(tile);
+}
+
+// hp = alpha0 (x - rho z1 - z2), bp = tanh(alpha hp + z1), lp = alpha bp + z2;
+// z1 = alpha hp + bp, z2 = alpha bp + lp. Below mode 1 lp fades to hp, above it hp to bp.
+void semFilterBank(const SEMFilterLane* lanes, int count, int frames) noexcept {
+  const float* in[8] = {};
+  const float* alphas[8] = {};
+  const float* alpha0s[8] = {};
+  const float* rhos[8] = {};
+  const float* modes[8] = {};
+  Lanes z1{};
+  Lanes z2{};
+  for (int l = 0; l < count; ++l) {
+    in[l] = lanes[l].in;
+    alphas[l] = lanes[l].alphas;
+    alpha0s[l] = lanes[l].alpha0s;
+    rhos[l] = lanes[l].rhos;
+    modes[l] = lanes[l].modes;
+    z1[l] = *lanes[l].z1;
+    z2[l] = *lanes[l].z2;
+  }
+  const Lanes one = Lanes{} + 1.0F;
+  Tile x;
+  Tile alpha;
+  Tile alpha0;
+  Tile rho;
+  Tile mode;
+  for (int at = 0; at < frames; at += 8) {
+    const int samples = frames - at < 8 ? frames - at : 8;
+    loadTile(x, in, count, at, samples);
+    loadTile(alpha, alphas, count, at, samples);
+    loadTile(alpha0, alpha0s, count, at, samples);
+    loadTile(rho, rhos, count, at, samples);
+    loadTile(mode, modes, count, at, samples);
+    for (int i = 0; i < samples; ++i) {
+      const Lanes hp = alpha0.rows[i] * (x.rows[i] - rho.rows[i] * z1 - z2);
+      const Lanes driven = alpha.rows[i] * hp;
+      const Lanes bp = tanhRational(boundedLanes(driven + z1, kTanhBound));
+      const Lanes second = alpha.rows[i] * bp;
+      const Lanes lp = second + z2;
+      z1 = driven + bp;
+      z2 = second + lp;
+      const Lanes m = mode.rows[i];
+      x.rows[i] = select(m < one, lp * (one - m) + hp * m, bp * (m - one) + hp * (one + one - m));
+    }
+    transpose(x);
+    for (int l = 0; l < count; ++l) {
+      if (samples == 8) {
+        storeRow(lanes[l].out + at, x.rows[l]);
+      } else {
+        float row[8];
+        storeRow(row, x.rows[l]);
+        for (int i = 0; i < samples; ++i) lanes[l].out[at + i] = row[i];
+      }
+    }
+  }
+  for (int l = 0; l < count; ++l) {
+    *lanes[l].z1 = z1[l];
+    *lanes[l].z2 = z2[l];
+  }
+}
+
+constexpr VoiceKernels kernelsNamed(const char* name) {
+  VoiceKernels kernels{};
+  kernels.name = name;
+  kernels.tanhInPlace = tanhInPlace;
+  kernels.softLimit = softLimit;
+  kernels.sinPi = sinPi;
+  kernels.centsFactors = centsFactors;
+  kernels.oscillatorSteps = oscillatorSteps;
+  kernels.secondPhases = secondPhases;
+  kernels.pulseWave = pulseWave;
+  kernels.readTable = readTable;
+  kernels.addTable = addTable;
+  kernels.semCoefficients = semCoefficients;
+  kernels.semFilterBank = semFilterBank;
+  return kernels;
+}
+
+}  // namespace
+}  // namespace morv

@@ -1,0 +1,190 @@
+#include "voice/ZRSEMFilter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <numbers>
+
+#include "render/BlockLimits.h"
+
+namespace morv {
+namespace {
+
+// Keeps the modulated cutoff off both ends, where the prewarping tangent would leave its range.
+float limitCutoff(float c) noexcept {
+  c = c < 0.0F ? 0.00001F : c;
+  return c > 1.0F ? 0.99999F : c;
+}
+
+float limitResonance(float r) noexcept {
+  r = r > 1.0F ? 1.0F : r;
+  return r < 0.0F ? 0.0F : r;
+}
+
+float sampleOf(const float* modulation, int i) noexcept {
+  return modulation != nullptr ? modulation[i] : 0.0F;
+}
+
+// The wanted value of every sample: base plus modulation, limited.
+template <float (*kLimit)(float) noexcept>
+void fillLimited(float base, const float* modulation, float* out, int frames) noexcept {
+  if (modulation == nullptr) {
+    std::fill_n(out, frames, kLimit(base));
+    return;
+  }
+  for (int i = 0; i < frames; ++i) out[i] = kLimit(base + modulation[i]);
+}
+
+// Whether a modulation holds still over the block.
+bool isUniform(const float* modulation, int frames) noexcept {
+  if (modulation == nullptr) return true;
+  const float first = modulation[0];
+  bool differs = false;
+  for (int i = 1; i < frames; ++i) differs |= modulation[i] != first;
+  return !differs;
+}
+
+constexpr float kSilence = 0.0F;
+
+// One step of a channel, trapezoidal integrators with the saturation at the first one's output:
+//   hp = alpha0 (x - rho s1 - s2), bp = tanh(alpha hp + s1), lp = alpha bp + s2
+// Below m = 1 the output fades from lp to hp, beyond it from hp to bp.
+inline float stepChannel(double alpha, double alpha0, double rho, float x, float m, float& s1,
+                         float& s2) noexcept {
+  const auto hp = static_cast<float>(
+      alpha0 * (static_cast<double>(x) - rho * static_cast<double>(s1) - static_cast<double>(s2)));
+  const double driven = alpha * static_cast<double>(hp);
+  const auto bp = static_cast<float>(std::tanh(driven + static_cast<double>(s1)));
+  const double second = alpha * static_cast<double>(bp);
+  const auto lp = static_cast<float>(second + static_cast<double>(s2));
+  s1 = static_cast<float>(driven + static_cast<double>(bp));
+  s2 = static_cast<float>(second + static_cast<double>(lp));
+  return m < 1.0F ? lp * (1.0F - m) + hp * m : bp * (m - 1.0F) + hp * (2.0F - m);
+}
+
+}  // namespace
+
+ZRSEMFilter::ZRSEMFilter(float sampleRateHz, int* addressCounter)
+    : ZRDSPFilter(sampleRateHz, addressCounter),
+      T(1.0 / static_cast<double>(sampleRateHz)),
+      halfT(T / 2.0),
+      twoOverT(2.0 / T),
+      nyquist(static_cast<double>(sampleRateHz) / 2.0),
+      cutoffs_(kMaxBlockFrames),
+      resonances_(kMaxBlockFrames),
+      alphas_(kMaxBlockFrames),
+      alpha0s_(kMaxBlockFrames),
+      rhos_(kMaxBlockFrames),
+      laneAlphas_(kMaxBlockFrames),
+      laneAlpha0s_(kMaxBlockFrames),
+      laneRhos_(kMaxBlockFrames),
+      laneModes_(kMaxBlockFrames) {}
+
+void ZRSEMFilter::reset() noexcept {
+  z1 = 0;
+  z2 = 0;
+}
+
+// f is linear in c from 10 Hz to 10 Hz below Nyquist; the tangent prewarps it (bilinear transform). Resonance
+// runs Q from 0.5 to 25.5.
+void ZRSEMFilter::setCoefficients(float c, float r) noexcept {
+  lastCutoff = c;
+  lastResonance = r;
+  const double f = static_cast<double>(c) * (nyquist - 20.0) + 10.0;
+  g = twoOverT * std::tan(2.0 * std::numbers::pi * f * halfT) * halfT;
+  R = 1.0 / (2.0 * (25.0 * static_cast<double>(r) + 0.5));
+  alpha0 = 1.0 / (1.0 + 2.0 * R * g + g * g);
+  alpha = g;
+  rho = 2.0 * R + g;
+}
+
+void ZRSEMFilter::_updateCoefficients(int sampleIndex) noexcept {
+  const float c = limitCutoff(scaledCutoff() + sampleOf(modulationOf(filterCutoff), sampleIndex));
+  const float r =
+      limitResonance(filterResonance.value.load() + sampleOf(modulationOf(filterResonance), sampleIndex));
+  if (c != lastCutoff || r != lastResonance) setCoefficients(c, r);
+}
+
+// Coefficients of every sample, or of the first alone where no modulation comes in. Returns whether they
+// vary.
+bool ZRSEMFilter::fillCoefficients(int frames) noexcept {
+  const float* cutoffModulation = modulationOf(filterCutoff);
+  const float* resonanceModulation = modulationOf(filterResonance);
+  const bool varies = cutoffModulation != nullptr || resonanceModulation != nullptr;
+  if (!varies) frames = std::min(frames, 1);
+  fillLimited<limitCutoff>(scaledCutoff(), cutoffModulation, cutoffs_.data(), frames);
+  fillLimited<limitResonance>(filterResonance.value, resonanceModulation, resonances_.data(), frames);
+  for (int i = 0; i < frames; ++i) {
+    const auto at = static_cast<std::size_t>(i);
+    if (cutoffs_[at] != lastCutoff || resonances_[at] != lastResonance)
+      setCoefficients(cutoffs_[at], resonances_[at]);
+    alphas_[at] = alpha;
+    alpha0s_[at] = alpha0;
+    rhos_[at] = rho;
+  }
+  return varies;
+}
+
+// A step of 0 holds a coefficient, the mode's modulation or the silent input at its first element.
+void ZRSEMFilter::runRecursion(const float* in1, const float* in2, float* out1, float* out2,
+                               int coefficientStep, int frames) noexcept {
+  const float mode = filterMode.value;
+  const float* modeModulation = modulationOf(filterMode);
+  const std::ptrdiff_t modeStep = modeModulation != nullptr ? 1 : 0;
+  if (modeModulation == nullptr) modeModulation = &kSilence;
+  const std::ptrdiff_t in2Step = in2 != nullptr ? 1 : 0;
+  if (in2 == nullptr) in2 = &kSilence;
+  const double* alphas = alphas_.data();
+  const double* alpha0s = alpha0s_.data();
+  const double* rhos = rhos_.data();
+  float s1 = z1;
+  float s2 = z2;
+  float s3 = z3;
+  float s4 = z4;
+  for (std::ptrdiff_t i = 0; i < frames; ++i) {
+    const std::ptrdiff_t at = i * coefficientStep;
+    const float x1 = in1[i];
+    const float x2 = in2[i * in2Step];
+    const float m = mode + modeModulation[i * modeStep];
+    const float y1 = stepChannel(alphas[at], alpha0s[at], rhos[at], x1, m, s1, s2);
+    const float y2 = stepChannel(alphas[at], alpha0s[at], rhos[at], x2, m, s3, s4);
+    out1[i] = y1;
+    out2[i] = y2;
+  }
+  z1 = s1;
+  z2 = s2;
+  z3 = s3;
+  z4 = s4;
+}
+
+SEMFilterLane ZRSEMFilter::laneFor(const float* in, float* out, int frames) noexcept {
+  const float* cutoffModulation = modulationOf(filterCutoff);
+  const float* resonanceModulation = modulationOf(filterResonance);
+  const float* modeModulation = modulationOf(filterMode);
+  if (isUniform(cutoffModulation, frames) && isUniform(resonanceModulation, frames)) {
+    _updateCoefficients(0);
+    std::fill_n(laneAlphas_.data(), frames, static_cast<float>(alpha));
+    std::fill_n(laneAlpha0s_.data(), frames, static_cast<float>(alpha0));
+    std::fill_n(laneRhos_.data(), frames, static_cast<float>(rho));
+  } else {
+    fillLimited<limitCutoff>(scaledCutoff(), cutoffModulation, cutoffs_.data(), frames);
+    fillLimited<limitResonance>(filterResonance.value, resonanceModulation, resonances_.data(), frames);
+    voiceKernels().semCoefficients(cutoffs_.data(), resonances_.data(), nyquist - 20.0, 10.0, nyquist * 2.0,
+                                   laneAlphas_.data(), laneAlpha0s_.data(), laneRhos_.data(), frames);
+  }
+  const float mode = filterMode.value;
+  if (modeModulation == nullptr) {
+    std::fill_n(laneModes_.data(), frames, mode);
+  } else {
+    for (int i = 0; i < frames; ++i) laneModes_[static_cast<std::size_t>(i)] = mode + modeModulation[i];
+  }
+  return {in, out, laneAlphas_.data(), laneAlpha0s_.data(), laneRhos_.data(), laneModes_.data(), &z1, &z2};
+}
+
+void ZRSEMFilter::runFilter(const float* in1, const float* in2, float* out1, float* out2,
+                            int frames) noexcept {
+  const bool varies = fillCoefficients(frames);
+  runRecursion(in1, in2, out1, out2, varies ? 1 : 0, frames);
+}
+
+}  // namespace morv

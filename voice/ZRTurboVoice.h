@@ -1,0 +1,96 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include "platform/NonBlocking.h"
+#include "render/BlockLimits.h"
+#include "voice/ZRBasicEnvelope.h"
+#include "voice/ZRBiquadFilter.h"
+#include "voice/ZRDSPVoice.h"
+#include "voice/ZRSEMFilter.h"
+#include "voice/ZRVAAmp.h"
+#include "voice/ZRVAOscillator.h"
+#include "voice/ZRWavetableOscillator.h"
+
+namespace morv {
+
+// The instrument's voice: wavetable oscillator with sub and noise, multimode filter, drive, two envelopes, an
+// LFO with fade-in, and two amplifiers, wired through the modulation matrix by 44 rows that all voices share.
+//
+// The order of one block: control work, LFO, matrix, fade envelope and LFO amplifier, oscillator, limiter,
+// modulation envelope, filter, amplitude envelope, drive, output amplifier. What runs behind the matrix
+// reaches its destinations one block later.
+class ZRTurboVoice : public ZRDSPVoice {
+ public:
+  ZRTurboVoice(float sampleRateHz, int blockSizeFrames, int firstParameterAddress);
+  ~ZRTurboVoice() override;
+
+  // Does nothing: a voice keeps its state between notes.
+  void reset() override;
+  // Hands the rate to the modules; tables, coefficients and smoothing keep the constructor's.
+  void prepare(float sampleRateHz, int blockSizeFrames) override;
+  using ZRDSPVoice::setGateWithNoteAndPitchbend;
+  void setGateWithNoteAndPitchbend(int newGate, int newNote, int newVelocity,
+                                   float bend) noexcept MORV_NONBLOCKING override;
+  void setGateWithNote(int newGate, int newNote, int newVelocity) noexcept MORV_NONBLOCKING override;
+  // Gate alone, at full velocity, without touching the LFO.
+  void setGate(int newGate) noexcept MORV_NONBLOCKING override;
+  // Adds the voice's sound to `left` and `right`. A voice that never had a note adds nothing.
+  void runGenerator(float* left, float* right, int frames, float tempo) noexcept MORV_NONBLOCKING override;
+  // Filters up to eight voices side by side.
+  void runGenerators(ZRDSPVoice* const* bank, int count, float* left, float* right, int frames,
+                     float tempo) noexcept MORV_NONBLOCKING override;
+  void setRandomSeed(std::uint64_t seed) override;
+
+  ZRDSPParameter oscWave, oscPulseWidth, oscMainLevel, oscNoiseLevel, oscSubLevel, oscSubWave, oscSubOctave,
+      oscSubDetune, oscEnvModAmount, oscLFOModAmount, oscPulsewidthLFOModAmount, oscWaveLFOModAmount,
+      lfoAmount, lfoFreq, lfoShape, lfoFadeIn, lfoBPMSync, lfoKeySync, lfoRange, filterCutoff,
+      filterResonance, filterMode, filterEnvModAmount, filterLFOModAmount, filterModeModAmount,
+      filterModeEnvModAmount, filterKeyTrackAmount, filterQLFOAmount, env1Attack, env1Decay, env1Sustain,
+      env1Release, env1Velocity, env2Attack, env2Decay, env2Sustain, env2Release, env2Velocity, env2Loop,
+      env2Sync, outputDistortion, outputDistortionTone, modwheelFilterFreqAmount, modwheelFilterModeAmount,
+      modwheelLFOAmount, modwheelLFOFreqAmount, modwheelAmpModAmount, oscSubPressModAmount,
+      oscPWPressModAmount, oscShapePressModAmount, oscNoisePressModAmount, oscPWSlideModAmount,
+      oscShapeSlideModAmount, oscNoiseSlideModAmount, oscSubSlideModAmount, filterFreqPressModAmount,
+      filterModePressModAmount, filterFreqSlideModAmount, filterModeSlideModAmount, ampPressModAmount,
+      ampSlideModAmount, lfoFreqPressModAmount, lfoFreqSlideModAmount, lfoAmountPressModAmount,
+      lfoAmountSlideModAmount, outputDistortionPressModAmount, outputDistortionSlideModAmount;
+
+  // Made in this order, in which they draw their addresses.
+  std::unique_ptr<ZRBiquadFilter> driveTone;
+  std::unique_ptr<ZRWavetableOscillator> waveOscillator;
+  std::unique_ptr<ZRSEMFilter> filter;
+  std::unique_ptr<ZRVAOscillator> lfo;
+  std::unique_ptr<ZRBasicEnvelope> ampEnvelope;
+  std::unique_ptr<ZRBasicEnvelope> modEnvelope;
+  std::unique_ptr<ZRBasicEnvelope> fadeEnvelope;
+  std::unique_ptr<ZRVAAmp> outputAmp;
+  std::unique_ptr<ZRVAAmp> lfoAmp;
+
+  float smoothedPan = 0;  // -1 to 1
+
+  // Rows that each block adjusts; shared by all voices, so the voice rendered last sets them for all.
+  modMatrixRow* rowFadeToLfo = nullptr;
+  modMatrixRow* rowLfoToPitch = nullptr;
+  modMatrixRow* rowLfoToAmp = nullptr;
+  modMatrixRow* rowNoteToPitch = nullptr;
+
+ private:
+  void makeModules(float sampleRateHz, int blockSizeFrames);
+  void makeRows();
+  void gateEnvelopes(int newGate, int newVelocity) noexcept;
+  void followControls(int frames) noexcept;
+  bool runSources(int frames, float tempo) noexcept;
+  void runOutput(float* left, float* right, int frames, float tempo) noexcept;
+  void runLfo(int frames, float tempo) noexcept;
+  void runOscillator(int frames, float tempo) noexcept;
+  void runDrive(float* signal, int frames) noexcept;
+  float firstDestinationSample(const ZRDSPParameter& parameter) const noexcept;
+
+  float panSmoothing;
+  std::array<float, kMaxBlockFrames> driven_{};  // the drive's scratch
+};
+
+}  // namespace morv

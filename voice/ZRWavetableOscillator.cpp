@@ -1,0 +1,361 @@
+#include "voice/ZRWavetableOscillator.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "modulation/ZRDSPModMatrix.h"
+#include "voice/OscillatorLaws.h"
+#include "voice/VoiceKernels.h"
+
+namespace morv {
+namespace {
+
+constexpr float kTableGain = 0.95F;
+constexpr float kMaxWidth = 0.98F;
+constexpr int kHighestCopy = WavetableSet::kSubtables - 1;
+constexpr int kBankFrameSize = 2048;
+constexpr std::uint64_t kDefaultSeed = 1;
+const double kSemitone = std::pow(2.0, 1.0 / 12.0);
+
+// The position inside 0 to size. Steps are a few cycles at the most; anything further off, or not a number,
+// is taken home in one go.
+float wrapped(float position, float size) noexcept {
+  for (int i = 0; i < 4 && position >= size; ++i) position -= size;
+  for (int i = 0; i < 4 && position < 0.0F; ++i) position += size;
+  if (position >= 0.0F && position < size) return position;
+  position = std::fmod(position, size);
+  if (position < 0.0F) position += size;
+  return position >= 0.0F && position < size ? position : 0.0F;
+}
+
+bool holdsStill(const float* values, int frames) noexcept {
+  const float first = values[0];
+  bool differs = false;
+  for (int i = 1; i < frames; ++i) differs |= values[i] != first;
+  return !differs;
+}
+
+bool areBelow(const float* values, float bound, int frames) noexcept {
+  bool isBelow = true;
+  for (int i = 0; i < frames; ++i) isBelow &= values[i] >= 0.0F && values[i] < bound;
+  return isBelow;
+}
+
+// Linear interpolation at a position of 0 to just below the table's length; reads one value beyond it.
+inline float readTable(const float* table, float position) noexcept {
+  const int i = static_cast<int>(position);
+  const float fraction = position - static_cast<float>(i);
+  return table[i] + fraction * (table[i + 1] - table[i]);
+}
+
+// The same over exactly `count` values: positions behind the last give the last.
+float readClipped(const float* table, int count, float position) noexcept {
+  const auto last = static_cast<float>(count - 1);
+  return position >= last ? table[count - 1] : readTable(table, position);
+}
+
+}  // namespace
+
+ZRWavetableOscillator::ZRWavetableOscillator(float sampleRateHz, int blockLengthFrames, ZROscillatorMode mode,
+                                             int* addressCounter)
+    : ZRDSPOscillator(sampleRateHz, addressCounter),
+      oscillatorMode(mode),
+      log10Ratio(std::log10(static_cast<double>(sampleRateHz) / WavetableSet::kTableSize)),
+      log10Low(std::log10(0.9)),
+      log10Step(std::log10(1.44)),
+      random_(kDefaultSeed) {
+  blockSize = blockLengthFrames;
+  ZRWavetableOscillator::_init();
+}
+
+ZRWavetableOscillator::~ZRWavetableOscillator() = default;
+
+void ZRWavetableOscillator::_init() {
+  constexpr int kFirstStateSize = 600;
+  constexpr int kSecondStateWaves = 50;
+  initWTOsc(&firstState_, kFirstStateSize, 1, 1, sizeof(float));
+  initWTOsc(&secondState_, tableSize, WavetableSet::kSubtables, kSecondStateWaves, sizeof(float));
+  if (tablesReady) return;
+  if (oscillatorMode == ZROscillatorMode::voice) {
+    waves_ = WavetableSet::sharedVoiceSet(sampleRate);
+    tableCount = waves_->tableCount;
+  } else {
+    ownWaves_ = std::make_shared<WavetableSet>(sampleRate);
+    waves_ = ownWaves_;
+    if (oscillatorMode == ZROscillatorMode::standardWaves) {
+      for (int w = 0; w < 5; ++w) generateWaveInTable(static_cast<ZROscillatorWave>(w), ownWaves_->wave(w));
+    } else if (oscillatorMode == ZROscillatorMode::scaledWave) {
+      generateWaveInTable(ZROscillatorWave::shiftedSine, ownWaves_->wave(0));
+      generateWaveInTable(ZROscillatorWave::sine, ownWaves_->wave(1));
+    }
+  }
+  tablesReady = true;
+}
+
+void ZRWavetableOscillator::resetPhase() noexcept {
+  phaseOne = 0;
+  phaseTwo = static_cast<float>(tableSize / 2);
+  phaseThree = 0;
+}
+
+void ZRWavetableOscillator::setRandomSeed(std::uint64_t seed) {
+  random_.reseed(seed);
+  if (oscillatorMode == ZROscillatorMode::standardWaves && ownWaves_ != nullptr) {
+    const int counted = tableCount;
+    generateWaveInTable(ZROscillatorWave::noise, ownWaves_->wave(noiseWave));
+    tableCount = counted;
+    ownWaves_->tableCount = counted;
+  }
+}
+
+void ZRWavetableOscillator::runGenerator(int frames, float tempo) noexcept {
+  ZRDSPOscillator::runGenerator(frames, tempo);
+}
+
+// f = (oscFreq + modulation) x octaves x semitones x cents, held between 1 Hz ahead of the factors and 20 kHz
+// behind them. From it the steps of the main and sub phases in table samples, and the width of the pulse.
+void ZRWavetableOscillator::runFrequency(int frames) noexcept {
+  OscillatorStepSettings settings;
+  settings.base = oscFreq.value;
+  settings.octave = octaveFactor(oscOctave.value, firstDestinationSampleOf(oscOctave));
+  settings.semitone = semitoneFactor(oscSemitones.value, firstDestinationSampleOf(oscSemitones));
+  settings.cents = centsFactor(oscCents.value);
+  settings.size = static_cast<float>(tableSize);
+  settings.rate = sampleRate;
+  if (oscillatorMode == ZROscillatorMode::scaledWave) settings.scale = 1.0F + oscWave.normalizedValue();
+  if (subOctave != 0) settings.subDivisor = 2.0F * static_cast<float>(subOctave);
+  if (subDetune != 0.0F)
+    settings.subDetune = static_cast<float>(std::pow(kSemitone, static_cast<double>(subDetune)));
+
+  const float* modulation = destinationOf(oscFreq);
+  const float* cents = destinationOf(oscCents);
+  if (modulation == nullptr) {
+    const float f = settings.base * settings.octave * settings.semitone * settings.cents;
+    std::fill_n(increments_.data(), frames, f * settings.size / settings.rate * settings.scale);
+    std::fill_n(subIncrements_.data(), frames,
+                f / settings.subDivisor * settings.subDetune * settings.size / settings.rate);
+  } else if (holdsStill(modulation, frames) && holdsStill(cents, frames)) {
+    const float factor = centsFactor(cents[0]);
+    voiceKernels().oscillatorSteps(settings, modulation, &factor, increments_.data(), subIncrements_.data(),
+                                   1);
+    std::fill_n(increments_.data() + 1, frames - 1, increments_[0]);
+    std::fill_n(subIncrements_.data() + 1, frames - 1, subIncrements_[0]);
+  } else {
+    voiceKernels().centsFactors(cents, 1.0F, work.data(), frames);
+    voiceKernels().oscillatorSteps(settings, modulation, work.data(), increments_.data(),
+                                   subIncrements_.data(), frames);
+  }
+  if (modulation != nullptr) {
+    rawFrequency = settings.base + modulation[frames - 1];
+  }
+  modulatedFrequency = increments_[static_cast<std::size_t>(frames) - 1] * settings.rate / settings.size;
+}
+
+void ZRWavetableOscillator::runWidths(int frames) noexcept {
+  const float width = oscPulsewidth.value;
+  const float* modulation = destinationOf(oscPulsewidth);
+  const bool isStill = modulation == nullptr || holdsStill(modulation, frames);
+  const int worked = isStill ? 1 : frames;
+  for (int i = 0; i < worked; ++i) {
+    const float sum = width + (modulation != nullptr ? modulation[i] : 0.0F);
+    const float limited = std::min(std::max(sum, 0.0F), 1.0F) * kMaxWidth;
+    widths_[static_cast<std::size_t>(i)] = sum != sum ? 0.5F : limited;
+  }
+  if (isStill) std::fill_n(widths_.data() + 1, frames - 1, widths_[0]);
+  lastWidth_ = widths_[static_cast<std::size_t>(frames) - 1];
+}
+
+void ZRWavetableOscillator::runPhaseModulation(int frames) noexcept {
+  const float depth = fmAmount.value;
+  const float* fm = destinationOf(oscPhaseModulation);
+  const float* depthModulation = destinationOf(fmAmount);
+  phaseIsModulated_ = fm != nullptr && (depth != 0.0F || depthModulation != nullptr);
+  if (!phaseIsModulated_) return;
+  for (int i = 0; i < frames; ++i) {
+    phaseModulation_[static_cast<std::size_t>(i)] =
+        fm[i] * (depth + (depthModulation != nullptr ? depthModulation[i] : 0.0F));
+  }
+}
+
+// The second phase leads the first, already advanced, by the pulse width and one more step.
+void ZRWavetableOscillator::runPhases(int frames) noexcept {
+  const float size = static_cast<float>(tableSize);
+  float one = phaseOne;
+  float three = phaseThree;
+  const bool isSmooth = !phaseIsModulated_ && areBelow(increments_.data(), size, frames) &&
+                        areBelow(subIncrements_.data(), size, frames);
+  if (isSmooth) {
+    // Branches, as they are seldom taken and so stay out of the chain from sample to sample.
+    for (int n = 0; n < frames; ++n) {
+      const auto i = static_cast<std::size_t>(n);
+      phaseOneBuffer[i] = one;
+      phaseThreeBuffer[i] = three;
+      one += increments_[i];
+      if (one >= size) [[unlikely]]
+        one -= size;
+      three += subIncrements_[i];
+      if (three >= size) [[unlikely]]
+        three -= size;
+    }
+    const auto end = static_cast<std::size_t>(frames);
+    phaseOneBuffer[end] = one;
+    phaseTwoBuffer[0] = phaseTwo;
+    voiceKernels().secondPhases(widths_.data(), phaseOneBuffer.data() + 1, increments_.data(), size,
+                                phaseTwoBuffer.data() + 1, frames);
+    phaseTwo = phaseTwoBuffer[end];
+  } else {
+    float two = phaseTwo;
+    for (int n = 0; n < frames; ++n) {
+      const auto i = static_cast<std::size_t>(n);
+      phaseOneBuffer[i] = one;
+      phaseTwoBuffer[i] = two;
+      phaseThreeBuffer[i] = three;
+      one = wrapped(one + (phaseIsModulated_ ? increments_[i] + phaseModulation_[i] : increments_[i]), size);
+      two = wrapped(widths_[i] * size + one + increments_[i], size);
+      three = wrapped(three + subIncrements_[i], size);
+    }
+    phaseTwo = two;
+  }
+  phaseOne = one;
+  phaseThree = three;
+}
+
+void ZRWavetableOscillator::runGenerator(float* left, float* /*right*/, int frames,
+                                         float /*tempo*/) noexcept {
+  const double copies = (std::log10(static_cast<double>(noteFrequency)) - log10Low - log10Ratio) / log10Step;
+  const double copy = copies > 0.0 ? std::min(std::floor(copies), static_cast<double>(kHighestCopy)) : 0.0;
+  tablePosition = static_cast<float>(copy / kHighestCopy);
+  readOffset_ = static_cast<int>(copy * tableSize + 1.0);
+  if (frames <= 0) return;
+  runFrequency(frames);
+  runWidths(frames);
+  runPhaseModulation(frames);
+  runPhases(frames);
+  switch (oscillatorMode) {
+    case ZROscillatorMode::standardWaves:
+      runStandardWaves(left, frames);
+      break;
+    case ZROscillatorMode::voice:
+      runVoiceMode(left, frames);
+      break;
+    case ZROscillatorMode::scaledWave: {
+      const float* sine = table(0) + readOffset_;
+      for (int i = 0; i < frames; ++i) {
+        left[i] = kTableGain * readClipped(sine, tableSize, phaseOneBuffer[static_cast<std::size_t>(i)]);
+      }
+      break;
+    }
+    case ZROscillatorMode::blend: {
+      if (!morphEnabled) break;
+      const float amount = std::clamp(morphAmount.value + firstDestinationSampleOf(morphAmount), -1.0F, 1.0F);
+      blendIntoWork(clampedWave(truncatedInt(oscWave.value)), clampedWave(morphTable), std::fabs(amount));
+      const float gain = level.value;
+      for (int i = 0; i < frames; ++i) {
+        left[i] = readClipped(work.data(), tableSize, phaseOneBuffer[static_cast<std::size_t>(i)]) * gain;
+      }
+      break;
+    }
+    case ZROscillatorMode::bank:
+      runBank(left, frames);
+      break;
+  }
+}
+
+// left = (a + b (2 (0.5 - w)(1 - wave))) + b (wave + modulation), with a the saw, b the saw backwards at the
+// pulse's offset, w the pulse width of the block's last sample; then divided by the wider of the pulse's two
+// parts, which keeps a narrow pulse at its height.
+void ZRWavetableOscillator::runVoiceMode(float* left, int frames) noexcept {
+  PulseWaveSettings settings;
+  const float w = lastWidth_;
+  settings.saw = table(1) + readOffset_;
+  settings.reversed = table(3) + readOffset_;
+  settings.shape = oscWave.value;
+  settings.a = 2.0F * (0.5F - w) * (1.0F - settings.shape);
+  settings.height = 1.0F / std::max(w, 1.0F - w);
+  settings.level = level.value;
+  const float* shapeModulation = destinationOf(oscWave);
+  if (shapeModulation == nullptr) {
+    std::fill_n(work.data(), frames, 0.0F);
+    shapeModulation = work.data();
+  }
+  voiceKernels().pulseWave(settings, phaseOneBuffer.data(), phaseTwoBuffer.data(), shapeModulation, left,
+                           frames);
+  addSub(left, frames);
+  if (noiseLevel > 0.0F) {
+    for (int n = 0; n < frames; ++n) left[n] += (random_.unit31() - 0.5F) * noiseLevel;
+  }
+}
+
+void ZRWavetableOscillator::addSub(float* left, int frames) noexcept {
+  if (subLevel == 0.0F) return;
+  const float* sub = table(subWave != 0 ? 4 : 0) + readOffset_;
+  for (int n = 0; n < frames; ++n)
+    left[n] += readTable(sub, phaseThreeBuffer[static_cast<std::size_t>(n)]) * subLevel;
+}
+
+int ZRWavetableOscillator::clampedWave(int wave) const noexcept {
+  return std::clamp(wave, 0, WavetableSet::kMaxWaves - 1);
+}
+
+void ZRWavetableOscillator::blendIntoWork(int wave, int other, float amount) noexcept {
+  const float* from = table(wave) + readOffset_;
+  const float* to = table(other) + readOffset_;
+  for (int n = 0; n < tableSize; ++n)
+    work[static_cast<std::size_t>(n)] = from[n] + amount * (to[n] - from[n]);
+}
+
+void ZRWavetableOscillator::runStandardWaves(float* left, int frames) noexcept {
+  const float gain = level.value;
+  if (oscWave.intValue() == noiseWave) {
+    if (noiseFromTable) {
+      std::copy_n(table(clampedWave(noiseWave)), tableSize, work.data());
+    } else {
+      for (int n = 0; n < frames; ++n) {
+        left[n] = gaussianNoise(random_);
+        work[static_cast<std::size_t>(n)] = left[n];
+      }
+    }
+    for (int n = 0; n < frames; ++n) left[n] *= gain;
+    return;
+  }
+  const int wave = clampedWave(truncatedInt(oscWave.value + firstDestinationSampleOf(oscWave)));
+  if (morphEnabled) {
+    const float amount = std::clamp(morphAmount.value + firstDestinationSampleOf(morphAmount), -1.0F, 1.0F);
+    const int count = std::max(tableCount, 1);
+    const int other = amount < 0.0F ? (wave > 0 ? wave - 1 : count - 1) : (wave + 1 < count ? wave + 1 : 0);
+    blendIntoWork(wave, clampedWave(other), std::fabs(amount));
+    for (int n = 0; n < frames; ++n) {
+      left[n] = readClipped(work.data(), tableSize, phaseOneBuffer[static_cast<std::size_t>(n)]) * gain;
+    }
+    return;
+  }
+  const float* cycle = table(wave) + readOffset_;
+  for (int n = 0; n < frames; ++n)
+    left[n] = readTable(cycle, phaseOneBuffer[static_cast<std::size_t>(n)]) * gain;
+}
+
+// Blends two neighbouring frames of the bank by the position's fraction. An empty bank is silent.
+void ZRWavetableOscillator::runBank(float* left, int frames) noexcept {
+  if (bankTableCount <= 0) {
+    std::fill_n(left, frames, 0.0F);
+    return;
+  }
+  const auto span = static_cast<float>(bankTableCount - 1);
+  const float position = morphAmount.value * span + firstDestinationSampleOf(morphAmount) * span;
+  int frame = std::max(truncatedInt(position), 0);
+  float fraction = position > 0.0F ? position - static_cast<float>(frame) : 0.0F;
+  if (frame >= bankTableCount) {
+    frame = 0;
+    fraction = 0.0F;
+  }
+  const float* from = bank_.data() + static_cast<std::ptrdiff_t>(frame) * kBankFrameSize;
+  const float* to = bank_.data() + static_cast<std::ptrdiff_t>((frame + 1) % bankTableCount) * kBankFrameSize;
+  for (int n = 0; n < kBankFrameSize; ++n)
+    work[static_cast<std::size_t>(n)] = from[n] + fraction * (to[n] - from[n]);
+  for (int n = 0; n < frames; ++n) {
+    left[n] = readClipped(work.data(), kBankFrameSize, phaseOneBuffer[static_cast<std::size_t>(n)]);
+  }
+  tableSize = kBankFrameSize;
+}
+
+}  // namespace morv

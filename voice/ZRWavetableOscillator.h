@@ -1,0 +1,128 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/NonBlocking.h"
+#include "platform/Random.h"
+#include "render/BlockLimits.h"
+#include "voice/WTOsc.h"
+#include "voice/WavetableSet.h"
+#include "voice/ZRDSPOscillator.h"
+
+namespace morv {
+
+enum class ZROscillatorMode : int {
+  standardWaves = 0,  // five waves, with an optional blend to the neighbour
+  voice = 1,          // two saws that make a variable pulse, a sub oscillator and noise
+  scaledWave = 2,     // a sine whose pitch `oscWave` scales
+  blend = 3,          // blend of two waves
+  bank = 4,           // frames of a bank file
+};
+
+// Reads single-cycle tables, with a band-limited copy of each for every range of pitch. The copy is chosen by
+// `noteFrequency`, so it does not follow modulation of the pitch.
+//
+// Construction and loading: off the render thread. `runGenerator`: render thread. Tables do not change while
+// rendering; those of mode 1 are shared by all oscillators of one rate.
+class ZRWavetableOscillator : public ZRDSPOscillator {
+ public:
+  ZRWavetableOscillator(float sampleRateHz, int blockLengthFrames, ZROscillatorMode mode,
+                        int* addressCounter);
+  ~ZRWavetableOscillator() override;
+
+  // Back to the start of the cycle, the second phase to its half.
+  void resetPhase() noexcept MORV_NONBLOCKING;
+  void setRandomSeed(std::uint64_t seed);
+
+  // `right` is never written. At most kMaxBlockFrames frames.
+  void runGenerator(float* left, float* right, int frames, float tempo) noexcept MORV_NONBLOCKING override;
+  void runGenerator(int frames, float tempo) noexcept MORV_NONBLOCKING override;
+  virtual void _init();
+
+  // Fills a slot of `tables` with a wave and its copies and counts it; without a number of harmonics they
+  // reach up to 10 kHz at the base table's pitch.
+  void generateWaveInTable(ZROscillatorWave wave, float* table);
+  void generateWaveInTable(ZROscillatorWave wave, float* table, int harmonics);
+  // Reads one cycle of 600 16-bit samples behind a 44-byte header into a slot, or into the next free one. A
+  // file that cannot be opened or is too short changes nothing. Returns whether it was read.
+  bool _loadWavetableFromDisk(const std::string& path, float* table);
+  bool _loadWavetableFromDisk(const std::string& path);
+  // Reads every ".wav" file of a folder, in order of path, into slots 0, 1, 2 ...
+  void _loadWavetables(const std::string& folder);
+  // Reads `frames` frames of 2048 raw floats from byte `headerBytes` on. A file that cannot be read leaves a
+  // silent bank of that many frames. Returns whether it was read.
+  bool loadWavetableBankFromDisk(const std::string& path, int frames, int headerBytes);
+  // Plays one cycle of up to 600 samples out again as `outLength` samples.
+  void _resynthesizeTable(const std::int16_t* in, int inLength, float* out, int outLength);
+
+  // Slot of the wave set, for writing; makes the set this oscillator's own first. Not while rendering.
+  float* tableForWriting(int wave);
+  const float* table(int wave) const noexcept { return waves_->wave(wave); }
+
+  ZRDSPParameter fmAmount;     // no address, value 0: modulation of the phase is off
+  ZRDSPParameter morphAmount;  // no address, value 0
+  ZROscillatorMode oscillatorMode;
+  int morphTable = 0;  // second wave of the blend
+  int subOctave = 0;   // octaves down, 0 to 2
+  float noiseLevel = 0;
+  float subLevel = 0;
+  float subDetune = 0;           // semitones
+  int subWave = 0;               // 0 triangle, otherwise square
+  float tablePosition = 1;       // index of the copy over 12; stored only
+  float modulatedFrequency = 1;  // Hz, last sample, with the pitch factors
+  float rawFrequency = 1;        // Hz, last sample, without them
+  float noteFrequency = 0;       // Hz; chooses the band-limited copy
+  bool noiseFromTable = false;
+  bool morphEnabled = false;
+  int bankTableCount = 0;
+  int tableSize = WavetableSet::kTableSize;
+  int tableCount = 0;
+  bool tablesReady = false;
+  int noiseWave = 4;
+  float phaseOne = 0;  // samples of the table, 0 to tableSize
+  float phaseTwo = 512;
+  float phaseThree = 0;
+
+ private:
+  using Block = std::array<float, kMaxBlockFrames + 1>;
+
+  void runFrequency(int frames) noexcept;
+  void runWidths(int frames) noexcept;
+  void runPhaseModulation(int frames) noexcept;
+  void runPhases(int frames) noexcept;
+  void runVoiceMode(float* left, int frames) noexcept;
+  void runStandardWaves(float* left, int frames) noexcept;
+  void runBank(float* left, int frames) noexcept;
+  void addSub(float* left, int frames) noexcept;
+  void blendIntoWork(int wave, int other, float amount) noexcept;
+  int clampedWave(int wave) const noexcept;
+
+  // Of the constructor's rate, whatever `sampleRate` becomes.
+  double log10Ratio;
+  double log10Low;
+  double log10Step;
+
+  std::shared_ptr<const WavetableSet> waves_;
+  std::shared_ptr<WavetableSet> ownWaves_;  // the same set when it is this oscillator's own
+  std::vector<float> bank_;
+  Random random_;
+  WTOscState firstState_;
+  WTOscState secondState_;
+  int readOffset_ = 1;  // first sample of the chosen copy that is read
+  float lastWidth_ = 0.5F;
+  bool phaseIsModulated_ = false;
+  Block increments_{};
+  Block subIncrements_{};
+  Block widths_{};
+  Block phaseModulation_{};
+  Block phaseOneBuffer{};
+  Block phaseTwoBuffer{};
+  Block phaseThreeBuffer{};
+  Block work{};
+};
+
+}  // namespace morv
