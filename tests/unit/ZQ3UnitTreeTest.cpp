@@ -118,7 +118,7 @@ TEST_F(ZQ3UnitTree, HasOneGroupForEachEffectBehindTheInstrument) {
   ASSERT_EQ(tree->children().size(), unit_.instrument().effects.size() + 1);
   EXPECT_EQ(tree->children().back()->identifier(), "twoknob");
   EXPECT_EQ(tree->children().back()->displayName(), "Two Knobs");
-  EXPECT_NE(tree->parameterForKeyPath("twoknob.bypass"), nullptr);
+  EXPECT_NE(tree->parameterForKeyPath("twoknob.held"), nullptr);
 }
 
 TEST_F(ZQ3UnitTree, WritesEffectParametersToTheEffect) {
