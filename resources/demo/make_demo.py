@@ -55,8 +55,9 @@ class Piece:
     def wheel(self, tick, value):
         self.message(tick, 1, 0xB0, 1, value)
 
-    def bend(self, tick, amount):
-        """Pitch bend, -1 to 1."""
+    def bend(self, tick, semitones):
+        """Pitch bend; outside MPE the wheel reaches 2 semitones up and 12 down."""
+        amount = semitones / 2 if semitones > 0 else semitones / 12
         value = min(16383, round(8192 + amount * 8192))
         self.message(tick, 1, 0xE0, value & 127, value >> 7)
 
@@ -74,12 +75,12 @@ class Piece:
 
 def bass(piece):
     start = ticks(BASS)
-    piece.set(start, midiMode=0, volume=0.75, pitchbendRange=2)
+    piece.set(start, midiMode=0, volume=0.9)
     piece.set(
         start,
-        voiceMode=1, voiceNumber=3, voiceDetune=0.25, legato=0, panSpread=0, portamentoTime=0,
+        voiceMode=1, voiceNumber=1, voiceDetune=0, legato=0, panSpread=0, portamentoTime=0,
         oscWave=0.0, oscPulseWidth=0.5, oscMainLevel=0.7, oscSubLevel=0.6, oscSubWave=1, oscSubOctave=1,
-        oscNoiseLevel=0, filterCutoff=160, filterResonance=0.35, filterMode=0, filterEnvModAmount=0.45,
+        oscNoiseLevel=0, filterCutoff=220, filterResonance=0.35, filterMode=0, filterEnvModAmount=0.6,
         filterKeyTrackAmount=0.2, filterLFOModAmount=0, oscLFOModAmount=0,
         env1Attack=0.001, env1Decay=0.3, env1Sustain=0.8, env1Release=0.09, env1Velocity=0.3,
         env2Attack=0, env2Decay=0.22, env2Sustain=0.2, env2Release=0.1, env2Velocity=0.5,
@@ -98,20 +99,20 @@ def bass(piece):
             line += [(bar, 3.0, 2, root, 104)]
     for bar, beat, sixteenths, number, velocity in line:
         piece.note(ticks(BASS + bar, beat), sixteenths * SIXTEENTH - 12, number, velocity)
-    piece.sweep(start, ticks(BASS + 4), "filterCutoff", 160, 750)
+    piece.sweep(start, ticks(BASS + 4), "filterCutoff", 220, 1000)
     piece.sweep(ticks(BASS + 2), ticks(BASS + 4), "outputDistortion", 0.05, 0.25)
 
 
 def pad_patch(piece, tick):
     piece.set(
         tick,
-        voiceMode=0, voiceNumber=8, voiceDetune=0.03, panSpread=0.8, portamentoTime=0,
+        volume=0.33, voiceMode=0, voiceNumber=8, voiceDetune=0.03, panSpread=0.8, portamentoTime=0,
         oscWave=0.35, oscPulseWidth=0.42, oscPulsewidthLFOModAmount=0.3, oscMainLevel=0.42,
         oscSubLevel=0.12, oscSubWave=0, oscSubOctave=1, oscNoiseLevel=0.02,
         lfoShape=0, lfoFreq=0.35, lfoFadeIn=0, lfoRange=0, filterLFOModAmount=0.06,
         filterCutoff=420, filterResonance=0.2, filterMode=0, filterEnvModAmount=0.25,
         filterKeyTrackAmount=0.3,
-        env1Attack=0.42, env1Decay=0.6, env1Sustain=0.9, env1Release=0.3, env1Velocity=0.2,
+        env1Attack=0.42, env1Decay=0.6, env1Sustain=0.9, env1Release=0.22, env1Velocity=0.2,
         env2Attack=0.5, env2Decay=0.6, env2Sustain=0.6, env2Release=0.3, env2Velocity=0,
         outputDistortion=0, outputDistortionTone=0,
     )
@@ -128,7 +129,7 @@ def pad(piece):
         (50, 57, 62, 65, 69),  # D minor
     ]
     for bar, chord in enumerate(chords):
-        length = BAR - 2 * EIGHTH if bar == 4 else BAR - 30
+        length = BAR - 4 * EIGHTH if bar == 4 else BAR - 30
         for i, number in enumerate(chord):
             piece.note(ticks(PAD + bar) + 10 * i, length - 10 * i, number, 72 + 4 * i)
     piece.sweep(start, ticks(PAD + 3), "filterCutoff", 420, 2400, 64)
@@ -140,10 +141,10 @@ def lead(piece):
     # The wheel opens the vibrato: with a fade-in above 0 the LFO keeps silent until the wheel lets it through.
     piece.set(
         start - EIGHTH // 2,
-        voiceMode=1, voiceNumber=3, voiceDetune=0.8, panSpread=0, portamentoTime=0.09, legato=1,
+        volume=0.9, voiceMode=1, voiceNumber=1, voiceDetune=0, panSpread=0, portamentoTime=0.12, legato=1,
         oscWave=0.15, oscPulseWidth=0.5, oscPulsewidthLFOModAmount=0, oscMainLevel=0.6,
         oscSubLevel=0.15, oscSubWave=1, oscSubOctave=1, oscNoiseLevel=0,
-        lfoShape=0, lfoFreq=5.4, lfoFadeIn=0.02, oscLFOModAmount=0.35, modwheelLFOAmount=1,
+        lfoShape=0, lfoFreq=5.4, lfoFadeIn=0.02, oscLFOModAmount=0.6, modwheelLFOAmount=1,
         filterLFOModAmount=0, filterCutoff=900, filterResonance=0.3, filterEnvModAmount=0.4,
         filterKeyTrackAmount=0.6, modwheelFilterFreqAmount=0.12,
         env1Attack=0.05, env1Decay=0.5, env1Sustain=0.85, env1Release=0.16, env1Velocity=0.2,
@@ -168,12 +169,13 @@ def lead(piece):
         for i in range(17):
             piece.wheel(ticks(LEAD + bar, begin + (end - begin) * i / 16), round(depth * i / 16))
         piece.wheel(ticks(LEAD + bar, end + 0.1), 0)
-    # Bends of up to a whole tone: down and back, a scoop into the high note, a fall at the end.
-    for i in range(13):
-        x = i / 12
-        piece.bend(ticks(LEAD + 1, 3.0 + 0.5 * x), -0.5 * (1 - abs(2 * x - 1)))
-        piece.bend(ticks(LEAD + 4, 1.0 + 0.5 * x), -1.0 + x)
-        piece.bend(ticks(LEAD + 5, 2.8 + 0.5 * x), -1.0 * x)
+    # Down a semitone and back, up a whole tone and back under the high note, a fall of an octave at the end.
+    for i in range(17):
+        x = i / 16
+        arch = 1 - abs(2 * x - 1)
+        piece.bend(ticks(LEAD + 1, 3.0 + 0.5 * x), -1.0 * arch)
+        piece.bend(ticks(LEAD + 4, 2.0 + 1.0 * x), 2.0 * arch)
+        piece.bend(ticks(LEAD + 5, 2.7 + 0.6 * x), -12.0 * x)
     piece.bend(ticks(LEAD + 5, 3.75), 0.0)
     piece.sweep(ticks(LEAD + 3), ticks(LEAD + 5), "filterCutoff", 900, 2600)
 
@@ -182,7 +184,7 @@ def close(piece):
     start = ticks(CLOSE)
     piece.set(start - EIGHTH // 2, legato=0, modwheelLFOAmount=0, modwheelFilterFreqAmount=0, oscLFOModAmount=0)
     pad_patch(piece, start - EIGHTH // 2)
-    piece.set(start - EIGHTH // 2, env1Attack=0.12, env2Attack=0.2, filterCutoff=900)
+    piece.set(start - EIGHTH // 2, volume=0.38, env1Attack=0.12, env1Release=0.35, env2Attack=0.2, filterCutoff=900)
     chords = [(34, 53, 57, 62), (36, 52, 55, 62), (41, 53, 57, 60), (38, 50, 57, 65)]
     for bar, chord in enumerate(chords):
         length = BAR if bar == 3 else BAR - 40
