@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <system_error>
 #include <vector>
@@ -83,6 +84,8 @@ class RenderRun {
     if (options_.seed) unit_.setRandomSeed(*options_.seed);
     queue_.runDue(0);  // the unit takes the settings that it wrote at its start
     for (const auto& setting : options_.settings) applySetting(setting, unit_);
+    queue_.runDue(0);
+    queue_.runDue(0);  // once more for a setting that the unit corrects
     for (const auto& set : sets_) set.parameter->setValue(set.value);
     return ExitCode::ok;
   }
@@ -131,7 +134,7 @@ class RenderRun {
       DiagnosticRing::shared().drain(options_.verbose ? stderr : nullptr);
       meter_.add(left.data(), left.size());
       meter_.add(right.data(), right.size());
-      const auto written = writer.write(left.data(), right.data(), options_.blockFrames);
+      auto written = writer.write(left.data(), right.data(), options_.blockFrames);
       if (!written) return written;
       showProgress(done + options_.blockFrames);
     }

@@ -43,6 +43,7 @@ Result<SettingOverride> parseSettingOverride(const std::string& text) {
   const KnownSetting* known = findSetting(key);
   if (known == nullptr) {
     std::vector<std::string> keys;
+    keys.reserve(kKnownSettings.size());
     for (const auto& each : kKnownSettings) keys.emplace_back(each.key);
     return Failure{"unknown setting '" + key + "'; the nearest are " + joined(nearestNames(key, keys))};
   }

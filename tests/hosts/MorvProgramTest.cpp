@@ -242,6 +242,28 @@ TEST_F(MorvProgram, BendsAMemberChannelByTheRangeOfTheSetting) {
   EXPECT_EQ(soundWith("midiMPEBendRange=48"), soundWith("midiNotePriority=0"));
 }
 
+TEST_F(MorvProgram, ShowsTheFilesTempoToTheInstrumentUnlessToldAnother) {
+  // An LFO in step with the tempo swings the cutoff. The file is at 60 beats per minute.
+  const Bytes slow = {0, 0xFF, 0x51, 3, 0x0F, 0x42, 0x40, 0, 0x90, 60, 100, 0x87, 0x68, 0x80, 60, 64};
+  const std::string path = folder_.write("slow.mid", singleTrack(slow, 1000));
+  const auto soundAt = [&](const std::vector<std::string>& more) {
+    std::vector<std::string> words = {
+        "render", "--midi",   path, "--out", out_, "--set", "lfoBPMSync=1", "--set", "filterLFOModAmount=1",
+        "--set",  "lfoFreq=5"};
+    words.insert(words.end(), more.begin(), more.end());
+    EXPECT_EQ(runMorv(words).exitCode, 0);
+    return sound();
+  };
+
+  const auto own = soundAt({});
+  const auto same = soundAt({"--tempo", "60"});
+  const auto other = soundAt({"--tempo", "180"});
+
+  EXPECT_EQ(own, same);
+  EXPECT_NE(own, other);
+  EXPECT_EQ(own.size(), other.size());
+}
+
 TEST_F(MorvProgram, PrintsTheEnginesDiagnosticsOnlyIfAsked) {
   const auto quiet = render();
   const auto verbose = render({"--verbose"});
