@@ -17,8 +17,8 @@ ZRDSPEntity::ZRDSPEntity(float sampleRateHz, int firstParameterAddress)
 ZRDSPEntity::ZRDSPEntity(float sampleRateHz, int firstParameterAddress, int entityIndex)
     : sampleRate(sampleRateHz), index(entityIndex), firstAddress(firstParameterAddress) {
   if (entityIndex > 0) {
-    indexSuffix = " ";
-    indexSuffix += std::to_string(entityIndex);
+    indexSuffix.push_back(' ');
+    indexSuffix.append(std::to_string(entityIndex));
   }
 }
 
