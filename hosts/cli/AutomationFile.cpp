@@ -24,7 +24,7 @@ std::vector<std::string_view> fieldsOf(std::string_view line) {
   }
 }
 
-std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
+std::string quoted(std::string_view text) { return std::string("'").append(text).append("'"); }
 
 Result<AutomationFile::Row> rowOf(const std::vector<std::string_view>& fields) {
   if (fields.size() != kFields) {

@@ -74,7 +74,8 @@ Result<std::unique_ptr<PendingFile>> PendingFile::create(const std::string& targ
   if (fs::exists(status) && !fs::is_regular_file(status)) return Failure{target + ": is no plain file"};
   if (place.filename().empty()) return Failure{target + ": names no file"};
 
-  std::string temporary = (place.parent_path() / ("." + place.filename().string() + ".XXXXXX")).string();
+  std::string temporary =
+      (place.parent_path() / std::string(".").append(place.filename().string()).append(".XXXXXX")).string();
   if (temporary.size() > PATH_MAX) return Failure{target + ": cannot be written: the name is too long"};
   const int descriptor = mkstemp(temporary.data());
   if (descriptor < 0) return Failure{target + ": cannot be written: " + std::strerror(errno)};
