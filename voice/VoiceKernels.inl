@@ -3,6 +3,10 @@
 // function shared between the files could be taken from the one that the machine cannot run. Polynomials and
 // rational functions are minimax fits in relative error, made by iteratively reweighted least squares.
 
+#if defined(__AVX2__)
+#include <immintrin.h>
+#endif
+
 #include <cstdint>
 #include <cstring>
 
@@ -80,8 +84,16 @@ void sinPi(const float* p, float* out, int frames) noexcept {
   }
 }
 
+// As many samples side by side as the machine's registers hold.
+#if defined(__AVX__)
+inline constexpr int kWidth = 8;
 using Lanes = float __attribute__((vector_size(32)));
 using LaneMask = std::int32_t __attribute__((vector_size(32)));
+#else
+inline constexpr int kWidth = 4;
+using Lanes = float __attribute__((vector_size(16)));
+using LaneMask = std::int32_t __attribute__((vector_size(16)));
+#endif
 
 inline Lanes loadRow(const float* p) noexcept {
   Lanes row;
@@ -91,35 +103,50 @@ inline Lanes loadRow(const float* p) noexcept {
 
 inline void storeRow(float* p, Lanes row) noexcept { std::memcpy(p, &row, sizeof(row)); }
 
-// Eight samples at a time: with b = (1 - c) x the follower is y = c y' + b, whose sums of b over 1, 2, 4 and
-// 8 samples come from each other by doubling. A tile in which y leaves the bound is done again one by one.
-void smoothBounded(float* x, float c, float* state, int frames) noexcept {
-  float powers[8];
-  powers[0] = c;
-  for (int k = 1; k < 8; ++k) powers[k] = powers[k - 1] * c;
-  const Lanes weights = loadRow(powers);
+// b[i] += weight b[i - distance] for the samples behind the first `distance`.
+template <int kDistance>
+inline Lanes addEarlier(Lanes b, float weight) noexcept {
   const Lanes zero{};
+#if defined(__AVX__)
+  if constexpr (kDistance == 1)
+    return b + weight * __builtin_shufflevector(zero, b, 0, 8, 9, 10, 11, 12, 13, 14);
+  if constexpr (kDistance == 2)
+    return b + weight * __builtin_shufflevector(zero, b, 0, 0, 8, 9, 10, 11, 12, 13);
+  return b + weight * __builtin_shufflevector(zero, b, 0, 0, 0, 0, 8, 9, 10, 11);
+#else
+  if constexpr (kDistance == 1) return b + weight * __builtin_shufflevector(zero, b, 0, 4, 5, 6);
+  return b + weight * __builtin_shufflevector(zero, b, 0, 0, 4, 5);
+#endif
+}
+
+// A row of samples at a time: with b = (1 - c) x the follower is y = c y' + b, whose sums of b over 1, 2, 4
+// and 8 samples come from each other by doubling. A row in which y leaves the bound is done again one by one.
+void smoothBounded(float* x, float c, float* state, int frames) noexcept {
+  float powers[kWidth];
+  powers[0] = c;
+  for (int k = 1; k < kWidth; ++k) powers[k] = powers[k - 1] * c;
+  const Lanes weights = loadRow(powers);
   float y = *state;
   int i = 0;
-  for (; i + 8 <= frames; i += 8) {
+  for (; i + kWidth <= frames; i += kWidth) {
     const Lanes in = loadRow(x + i);
     Lanes b = in - c * in;
-    b += powers[0] * __builtin_shufflevector(zero, b, 0, 8, 9, 10, 11, 12, 13, 14);
-    b += powers[1] * __builtin_shufflevector(zero, b, 0, 0, 8, 9, 10, 11, 12, 13);
-    b += powers[3] * __builtin_shufflevector(zero, b, 0, 0, 0, 0, 8, 9, 10, 11);
+    b = addEarlier<1>(b, powers[0]);
+    b = addEarlier<2>(b, powers[1]);
+    if constexpr (kWidth == 8) b = addEarlier<4>(b, powers[3]);
     const Lanes out = weights * y + b;
     const LaneMask beyond = (out > 1.0F) | (out < -1.0F);
-    bool isBeyond = false;
-    for (int k = 0; k < 8; ++k) isBeyond |= beyond[k] != 0;
-    if (isBeyond) [[unlikely]] {
-      for (int k = 0; k < 8; ++k) {
+    std::int32_t isBeyond = 0;
+    for (int k = 0; k < kWidth; ++k) isBeyond |= beyond[k];
+    if (isBeyond != 0) [[unlikely]] {
+      for (int k = 0; k < kWidth; ++k) {
         y = bounded(c * (y - x[i + k]) + x[i + k], -1.0F, 1.0F);
         x[i + k] = y;
       }
       continue;
     }
     storeRow(x + i, out);
-    y = out[7];
+    y = out[kWidth - 1];
   }
   for (; i < frames; ++i) {
     y = bounded(c * (y - x[i]) + x[i], -1.0F, 1.0F);
@@ -199,23 +226,64 @@ inline float interpolated(const float* table, float position) noexcept {
   return table[at] + fraction * (table[at + 1] - table[at]);
 }
 
+// The same for a row of positions.
+inline Lanes interpolatedRow(const float* table, const float* positions) noexcept {
+#if defined(__AVX2__)
+  // Each gather fetches a sample together with its neighbour; the order of the indices makes up for that of
+  // the shuffles.
+  const __m256 position = _mm256_loadu_ps(positions);
+  const __m256i at = _mm256_cvttps_epi32(position);
+  const __m256i order = _mm256_permute4x64_epi64(at, 0xD8);
+  const auto* pairs = reinterpret_cast<const double*>(table);
+  const __m256d none = _mm256_setzero_pd();
+  const __m256d all = _mm256_castsi256_pd(_mm256_set1_epi64x(-1));
+  const auto fetch = [&](__m128i indices) {
+    return _mm256_castpd_ps(_mm256_mask_i32gather_pd(none, pairs, indices, all, 4));
+  };
+  const __m256 first = fetch(_mm256_castsi256_si128(order));
+  const __m256 second = fetch(_mm256_extracti128_si256(order, 1));
+  const Lanes here = _mm256_shuffle_ps(first, second, 0x88);
+  const Lanes next = _mm256_shuffle_ps(first, second, 0xDD);
+  const Lanes fraction = position - _mm256_cvtepi32_ps(at);
+  return here + fraction * (next - here);
+#else
+  float row[kWidth];
+  for (int k = 0; k < kWidth; ++k) row[k] = interpolated(table, positions[k]);
+  return loadRow(row);
+#endif
+}
+
 void pulseWave(const PulseWaveSettings& settings, const float* one, const float* two, const float* modulation,
                float* out, int frames) noexcept {
   constexpr float kTableGain = 0.95F;
   const PulseWaveSettings s = settings;
-  for (int i = 0; i < frames; ++i) {
-    const float first = kTableGain * interpolated(s.saw, one[i]);
-    const float second = kTableGain * interpolated(s.reversed, two[i]);
-    out[i] = ((first + s.a * second) + second * (s.shape + modulation[i])) * s.height * s.level;
+  const auto mixed = [&s](auto first, auto second, auto shape) {
+    first = kTableGain * first;
+    second = kTableGain * second;
+    return ((first + s.a * second) + second * (s.shape + shape)) * s.height * s.level;
+  };
+  int i = 0;
+  for (; i + kWidth <= frames; i += kWidth) {
+    storeRow(out + i, mixed(interpolatedRow(s.saw, one + i), interpolatedRow(s.reversed, two + i),
+                            loadRow(modulation + i)));
+  }
+  for (; i < frames; ++i) {
+    out[i] = mixed(interpolated(s.saw, one[i]), interpolated(s.reversed, two[i]), modulation[i]);
   }
 }
 
 void readTable(const float* table, const float* positions, float* out, int frames) noexcept {
-  for (int i = 0; i < frames; ++i) out[i] = interpolated(table, positions[i]);
+  int i = 0;
+  for (; i + kWidth <= frames; i += kWidth) storeRow(out + i, interpolatedRow(table, positions + i));
+  for (; i < frames; ++i) out[i] = interpolated(table, positions[i]);
 }
 
 void addTable(const float* table, const float* positions, float gain, float* out, int frames) noexcept {
-  for (int i = 0; i < frames; ++i) out[i] += interpolated(table, positions[i]) * gain;
+  int i = 0;
+  for (; i + kWidth <= frames; i += kWidth) {
+    storeRow(out + i, loadRow(out + i) + interpolatedRow(table, positions + i) * gain);
+  }
+  for (; i < frames; ++i) out[i] += interpolated(table, positions[i]) * gain;
 }
 
 // The tangent of pi x comes from a polynomial below an eighth of a turn and from its reciprocal above; the
@@ -243,10 +311,8 @@ void semCoefficients(const float* cutoffs, const float* resonances, double scale
   }
 }
 
-// Eight filters side by side. The filter is one long chain from sample to sample, so one alone would leave
-// the machine waiting.
-static_assert(VoiceKernels::kLanes == 8);
-
+// Filters side by side. The filter is one long chain from sample to sample, so one alone would leave the
+// machine waiting.
 inline Lanes select(LaneMask mask, Lanes a, Lanes b) noexcept {
   return __builtin_bit_cast(
       Lanes, (__builtin_bit_cast(LaneMask, a) & mask) | (__builtin_bit_cast(LaneMask, b) & ~mask));
@@ -259,12 +325,14 @@ inline Lanes boundedLanes(Lanes x, float bound) noexcept {
   return select(x > high, high, x);
 }
 
+// One sample of each lane a row.
 struct Tile {
-  Lanes rows[8];
+  Lanes rows[kWidth];
 };
 
 // Rows become columns, by halves.
 inline void transpose(Tile& t) noexcept {
+#if defined(__AVX__)
   Lanes a[8];
   for (int i = 0; i < 4; ++i) {
     a[i] = __builtin_shufflevector(t.rows[i], t.rows[i + 4], 0, 1, 2, 3, 8, 9, 10, 11);
@@ -281,17 +349,28 @@ inline void transpose(Tile& t) noexcept {
     t.rows[h] = __builtin_shufflevector(b[h], b[h + 1], 0, 8, 2, 10, 4, 12, 6, 14);
     t.rows[h + 1] = __builtin_shufflevector(b[h], b[h + 1], 1, 9, 3, 11, 5, 13, 7, 15);
   }
+#else
+  Lanes a[4];
+  for (int i = 0; i < 2; ++i) {
+    a[i] = __builtin_shufflevector(t.rows[i], t.rows[i + 2], 0, 1, 4, 5);
+    a[i + 2] = __builtin_shufflevector(t.rows[i], t.rows[i + 2], 2, 3, 6, 7);
+  }
+  for (int h = 0; h < 4; h += 2) {
+    t.rows[h] = __builtin_shufflevector(a[h], a[h + 1], 0, 4, 2, 6);
+    t.rows[h + 1] = __builtin_shufflevector(a[h], a[h + 1], 1, 5, 3, 7);
+  }
+#endif
 }
 
-// Eight samples of each lane, as eight rows of one sample each. Rows of absent samples and lanes are zero.
+// A square of samples, as rows of one sample of each lane. Absent samples and lanes are zero.
 inline void loadTile(Tile& tile, const float* const* lanes, int count, int at, int samples) noexcept {
-  for (int l = 0; l < 8; ++l) {
+  for (int l = 0; l < kWidth; ++l) {
     if (l >= count) {
       tile.rows[l] = Lanes{};
-    } else if (samples == 8) {
+    } else if (samples == kWidth) {
       tile.rows[l] = loadRow(lanes[l] + at);
     } else {
-      float row[8] = {};
+      float row[kWidth] = {};
       for (int i = 0; i < samples; ++i) row[i] = lanes[l][at + i];
       tile.rows[l] = loadRow(row);
     }
@@ -299,14 +378,27 @@ inline void loadTile(Tile& tile, const float* const* lanes, int count, int at, i
   transpose(tile);
 }
 
+inline void storeTile(Tile& tile, const SEMFilterLane* lanes, int count, int at, int samples) noexcept {
+  transpose(tile);
+  for (int l = 0; l < count; ++l) {
+    if (samples == kWidth) {
+      storeRow(lanes[l].out + at, tile.rows[l]);
+    } else {
+      float row[kWidth];
+      storeRow(row, tile.rows[l]);
+      for (int i = 0; i < samples; ++i) lanes[l].out[at + i] = row[i];
+    }
+  }
+}
+
 // hp = alpha0 (x - rho z1 - z2), bp = tanh(alpha hp + z1), lp = alpha bp + z2;
 // z1 = alpha hp + bp, z2 = alpha bp + lp. Below mode 1 lp fades to hp, above it hp to bp.
-void semFilterBank(const SEMFilterLane* lanes, int count, int frames) noexcept {
-  const float* in[8] = {};
-  const float* alphas[8] = {};
-  const float* alpha0s[8] = {};
-  const float* rhos[8] = {};
-  const float* modes[8] = {};
+void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
+  const float* in[kWidth] = {};
+  const float* alphas[kWidth] = {};
+  const float* alpha0s[kWidth] = {};
+  const float* rhos[kWidth] = {};
+  const float* modes[kWidth] = {};
   Lanes z1{};
   Lanes z2{};
   for (int l = 0; l < count; ++l) {
@@ -324,8 +416,8 @@ void semFilterBank(const SEMFilterLane* lanes, int count, int frames) noexcept {
   Tile alpha0;
   Tile rho;
   Tile mode;
-  for (int at = 0; at < frames; at += 8) {
-    const int samples = frames - at < 8 ? frames - at : 8;
+  for (int at = 0; at < frames; at += kWidth) {
+    const int samples = frames - at < kWidth ? frames - at : kWidth;
     loadTile(x, in, count, at, samples);
     loadTile(alpha, alphas, count, at, samples);
     loadTile(alpha0, alpha0s, count, at, samples);
@@ -342,20 +434,17 @@ void semFilterBank(const SEMFilterLane* lanes, int count, int frames) noexcept {
       const Lanes m = mode.rows[i];
       x.rows[i] = select(m < one, lp * (one - m) + hp * m, bp * (m - one) + hp * (one + one - m));
     }
-    transpose(x);
-    for (int l = 0; l < count; ++l) {
-      if (samples == 8) {
-        storeRow(lanes[l].out + at, x.rows[l]);
-      } else {
-        float row[8];
-        storeRow(row, x.rows[l]);
-        for (int i = 0; i < samples; ++i) lanes[l].out[at + i] = row[i];
-      }
-    }
+    storeTile(x, lanes, count, at, samples);
   }
   for (int l = 0; l < count; ++l) {
     *lanes[l].z1 = z1[l];
     *lanes[l].z2 = z2[l];
+  }
+}
+
+void semFilterBank(const SEMFilterLane* lanes, int count, int frames) noexcept {
+  for (int first = 0; first < count; first += kWidth) {
+    semFilterRow(lanes + first, count - first < kWidth ? count - first : kWidth, frames);
   }
 }
 
