@@ -204,7 +204,7 @@ class ZRDSPInstrument : public ZRDSPEntity {
   int findPolyVoice() noexcept;
   void startPolyNote(ZRDSPVoice& voice, int channel, int gate, int note, int velocity) noexcept;
   void endPolyNote(ZRDSPVoice* voice, int channel, int note) noexcept;
-  void playUnison(int channel, int gate, int note, int velocity) noexcept;
+  int playUnison(int channel, int gate, int note, int velocity) noexcept;
   void startUnisonVoice(ZRDSPVoice& voice, int channel, int gate, int note, int velocity) noexcept;
   void endUnisonVoice(ZRDSPVoice& voice, int channel, int note) noexcept;
   void fallBackUnisonVoice(ZRDSPVoice& voice, int channel, int note, int velocity) noexcept;
