@@ -17,6 +17,7 @@
 #include "render/KeyedSlots.h"
 #include "render/NoteStateGuard.h"
 #include "render/ZRDSPEntity.h"
+#include "voice/ZRBiquadFilter.h"
 #include "voice/ZRDSPVoice.h"
 
 namespace morv {
@@ -144,6 +145,7 @@ class ZRDSPInstrument : public ZRDSPEntity {
   std::map<ZRDSPEffect*, std::unique_ptr<ZRDSPParameter>> sendParameters;
   ZRDSPInstrumentEffectRouting effectRouting = ZRDSPInstrumentEffectRouting::insert;
   std::shared_ptr<ZRDSPModMatrix> modMatrix;
+  std::unique_ptr<ZRBiquadFilter> outputFilter;  // made for the rate of construction; no stage runs it
   int numVoices = 0;
 
   // Note state.
