@@ -170,8 +170,8 @@ class ZRDSPInstrument : public ZRDSPEntity {
   int lastReleasedNote = 0;
   std::uint8_t nrpnMSB = 0;
   std::uint8_t nrpnLSB = 0;
-  int arpCounter = 0;      // samples
-  int arpStepSamples = 0;  // samples
+  float arpCounter = 0;      // samples
+  float arpStepSamples = 0;  // samples
 
   // Rendering state.
   float tempo = 120;  // beats per minute
