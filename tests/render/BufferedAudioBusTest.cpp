@@ -1,9 +1,8 @@
-#include "render/BufferedAudioBus.h"
-
 #include <gtest/gtest.h>
 
 #include <vector>
 
+#include "render/BufferedAudioBus.h"
 #include "render/BufferedOutputBus.h"
 
 namespace morv {

@@ -1,10 +1,10 @@
-#include "render/DSPKernel.h"
-
 #include <gtest/gtest.h>
 
 #include <deque>
 #include <string>
 #include <vector>
+
+#include "render/DSPKernel.h"
 
 namespace morv {
 namespace {
@@ -36,7 +36,9 @@ class LoggingKernel : public DSPKernel {
 // A kernel that leaves MIDI to the base class.
 class SilentKernel : public DSPKernel {
  public:
-  void process(std::uint32_t /*frameCount*/, std::uint32_t /*bufferOffset*/) noexcept override { ++processed; }
+  void process(std::uint32_t /*frameCount*/, std::uint32_t /*bufferOffset*/) noexcept override {
+    ++processed;
+  }
   void startRamp(std::uint64_t /*address*/, float /*value*/, std::uint32_t /*duration*/) noexcept override {
     ++ramps;
   }
@@ -75,7 +77,11 @@ constexpr AudioTimeStamp kBlockAt1000{1000.0};
 TEST(DSPKernel, AllEventsOfABlockRunInListOrderAheadOfOneProcess) {
   LoggingKernel kernel;
   Events events;
-  events.midi(1000, 1).midi(1000, 2).midi(1063, 3).parameter(AURenderEventParameter, 1010, 7, 5.0F, 0).midi(900, 4);
+  events.midi(1000, 1)
+      .midi(1000, 2)
+      .midi(1063, 3)
+      .parameter(AURenderEventParameter, 1010, 7, 5.0F, 0)
+      .midi(900, 4);
 
   kernel.processWithEvents(&kBlockAt1000, 64, events.first());
 

@@ -1,9 +1,9 @@
-#include "render/FixedList.h"
-
 #include <gtest/gtest.h>
 
 #include <utility>
 #include <vector>
+
+#include "render/FixedList.h"
 
 namespace morv {
 namespace {

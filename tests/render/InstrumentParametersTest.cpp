@@ -33,14 +33,22 @@ std::vector<Row> rows(bool defaultsToMPE) {
   using I = ZRDSPInstrument;
   const Strings none;
   const Strings divisions = {"1/1", "1/2", "1/4", "1/8H", "1/8", "1/8T", "1/16", "1/32"};
-  const Strings scales = {"Chromatic",     "Major",         "Dorian",   "Phrygian", "Lydian",
-                          "Mixolydian",    "Aeolian/Min",   "Locrain",  "MajBlues", "MinBlues",
-                          "MajThird",      "MinThird",      "Fifth",    "Wholetone", "MajPentatonic",
-                          "MinPentatonic", "Arabic",        "Spanish",  "Gypsy",    "Ryukyu"};
+  const Strings scales = {"Chromatic",     "Major",       "Dorian",  "Phrygian",  "Lydian",
+                          "Mixolydian",    "Aeolian/Min", "Locrain", "MajBlues",  "MinBlues",
+                          "MajThird",      "MinThird",    "Fifth",   "Wholetone", "MajPentatonic",
+                          "MinPentatonic", "Arabic",      "Spanish", "Gypsy",     "Ryukyu"};
   const Strings roots = {"C", "Db", "D", "Eb", "E", "F", "Gb", "G", "Ab", "A", "Bb", "B"};
   const Strings variations = {"GATE", "PITCH", "DIR", "SHIFT", "E", "F", "Gb", "G", "Ab", "A", "Bb", "B"};
   return {
-      {"midiMode", "MIDI Mode", 4, Unit::indexed, 0, 1, defaultsToMPE ? 1.0F : 0.0F, {"Default", "MPE"}, &I::midiMode},
+      {"midiMode",
+       "MIDI Mode",
+       4,
+       Unit::indexed,
+       0,
+       1,
+       defaultsToMPE ? 1.0F : 0.0F,
+       {"Default", "MPE"},
+       &I::midiMode},
       {"volume", "Volume", 0, Unit::generic, 0, 1, 0.75F, {"MIN", "MAX"}, &I::volume},
       {"pitchbendRange", "Wheel Range", 4, Unit::relativeSemitones, 0, 12, 3, none, &I::pitchbendRange},
       {"modwheelAmount", "Wheel Amount", 4, Unit::generic, -1, 1, 1, none, &I::modwheelAmount},
@@ -68,7 +76,15 @@ std::vector<Row> rows(bool defaultsToMPE) {
       {"arpLatch", "ARP Latch", 16, Unit::boolean, 0, 1, 0, none, &I::arpLatch},
       {"midiChannel", "MIDI Channel", 4, Unit::generic, -1, 15, -1, none, &I::midiChannel},
       {"seqEnabled", "SEQ Enabled", 256, Unit::boolean, 0, 1, 0, none, &I::seqEnabled},
-      {"seqMode", "SEQ Mode", 256, Unit::indexed, 0, 4, 0, {"FWD", "BWD", "PEND1", "PEND2", "RND", "SEQ"}, &I::seqMode},
+      {"seqMode",
+       "SEQ Mode",
+       256,
+       Unit::indexed,
+       0,
+       4,
+       0,
+       {"FWD", "BWD", "PEND1", "PEND2", "RND", "SEQ"},
+       &I::seqMode},
       {"seqClockDivision", "SEQ Division", 256, Unit::indexed, 0, 7, 4, divisions, &I::seqClockDivision},
       {"seqRange", "SEQ Range", 256, Unit::indexed, 0, 2, 0, {"1", "2", "3"}, &I::seqRange},
       {"seqGateLength", "SEQ Gate", 256, Unit::percent, 0, 100, 50, none, &I::seqGateLength},
@@ -76,9 +92,12 @@ std::vector<Row> rows(bool defaultsToMPE) {
       {"seqRoot", "SEQ Root", 256, Unit::indexed, 0, 11, 0, roots, &I::seqRoot},
       {"seqKeyTranspose", "SEQ Transpose", 256, Unit::boolean, 0, 1, 0, none, &I::seqKeyTranspose},
       {"seqVariation", "SEQ Variation", 256, Unit::percent, 0, 100, 0, none, &I::seqVariation},
-      {"seqVariationType", "SEQ Variation Type", 256, Unit::indexed, 0, 3, 0, variations, &I::seqVariationType},
-      {"pitchbendRangeUp", "Wheel Range Up", 512, Unit::relativeSemitones, 0, 12, 2, none, &I::pitchbendRangeUp},
-      {"pitchbendRangeDown", "Wheel Range Down", 512, Unit::relativeSemitones, 0, 24, 12, none, &I::pitchbendRangeDown},
+      {"seqVariationType", "SEQ Variation Type", 256, Unit::indexed, 0, 3, 0, variations,
+       &I::seqVariationType},
+      {"pitchbendRangeUp", "Wheel Range Up", 512, Unit::relativeSemitones, 0, 12, 2, none,
+       &I::pitchbendRangeUp},
+      {"pitchbendRangeDown", "Wheel Range Down", 512, Unit::relativeSemitones, 0, 24, 12, none,
+       &I::pitchbendRangeDown},
   };
 }
 
@@ -115,7 +134,8 @@ TEST_P(InstrumentParameterTable, EveryRecordBearsItsRowWhetherRegisteredOrNot) {
     EXPECT_EQ(p.value, row.standard) << row.identifier;
     EXPECT_EQ(p.normalizedValueCache, row.standard / row.maximum) << row.identifier;
     EXPECT_EQ(p.valueStrings, row.strings) << row.identifier;
-    EXPECT_EQ(p.flags, row.record == &ZRDSPInstrument::outputDistortion ? 0x50000U : 0xC2000000U) << row.identifier;
+    EXPECT_EQ(p.flags, row.record == &ZRDSPInstrument::outputDistortion ? 0x50000U : 0xC2000000U)
+        << row.identifier;
     EXPECT_EQ(p.dependsOnAddress, -1) << row.identifier;
   }
 }

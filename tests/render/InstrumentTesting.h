@@ -52,12 +52,13 @@ struct VoiceLog {
   }
 };
 
-// A voice with the behaviour of its base class that notes each operation called on it. It adds its own levels to
-// the mix. The "tone" parameter stands at address 1.
+// A voice with the behaviour of its base class that notes each operation called on it. It adds its own levels
+// to the mix. The "tone" parameter stands at address 1.
 class RecordingVoice : public ZRDSPVoice {
  public:
   RecordingVoice(float sampleRateHz, int blockSizeFrames, int firstParameterAddress)
-      : ZRDSPVoice(sampleRateHz, blockSizeFrames, firstParameterAddress), number(VoiceLog::shared().voicesMade++) {
+      : ZRDSPVoice(sampleRateHz, blockSizeFrames, firstParameterAddress),
+        number(VoiceLog::shared().voicesMade++) {
     initParameter("tone", "Tone", addressCounter++, 0, 10, {}, ZRDSPParameterUnit::generic, 5, &tone);
   }
 
@@ -77,7 +78,8 @@ class RecordingVoice : public ZRDSPVoice {
   void setGateWithNoteAndPitchbend(int newGate, int newNote, int newVelocity, float bend,
                                    int newSampleTime) noexcept override {
     const Nesting nesting;
-    log("gate %i %i %i bend %g channel %i", newGate, newNote, newVelocity, static_cast<double>(bend), newSampleTime);
+    log("gate %i %i %i bend %g channel %i", newGate, newNote, newVelocity, static_cast<double>(bend),
+        newSampleTime);
     ZRDSPVoice::setGateWithNoteAndPitchbend(newGate, newNote, newVelocity, bend, newSampleTime);
   }
   void setNote(int newNote) noexcept override {
@@ -184,7 +186,9 @@ class InstrumentFixture : public ::testing::Test {
   }
   // Which voice a note is kept under, -1 for none.
   int holderOf(int note) const { return numberOf(instrument->heldNotes.valueOr(note, nullptr)); }
-  int channelVoice(int channel) const { return numberOf(instrument->channelVoices.valueOr(channel, nullptr)); }
+  int channelVoice(int channel) const {
+    return numberOf(instrument->channelVoices.valueOr(channel, nullptr));
+  }
   int channelNote(int channel) const { return instrument->channelNotes.valueOr(channel, -1); }
   std::vector<int> gates() {
     std::vector<int> list;

@@ -1,11 +1,11 @@
-#include "render/KeyedSlots.h"
-
 #include <gtest/gtest.h>
 
 #include <map>
 #include <random>
 #include <utility>
 #include <vector>
+
+#include "render/KeyedSlots.h"
 
 namespace morv {
 namespace {

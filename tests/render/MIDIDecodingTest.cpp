@@ -25,14 +25,18 @@ class DecodingInstrument : public ZRDSPInstrument {
   }
   void setGateWithNote(int, int, int, int, double) noexcept override { calls->push_back("wrong form"); }
   void setGateWithNote(int, int, int, int, int) noexcept override { calls->push_back("wrong form"); }
-  void setPitchbend(int channel, int value) noexcept override { calls->push_back(text("bend %i %i", channel, value)); }
+  void setPitchbend(int channel, int value) noexcept override {
+    calls->push_back(text("bend %i %i", channel, value));
+  }
   void setMIDICC(int channel, int controller, int value) noexcept override {
     calls->push_back(text("cc %i %i %i", channel, controller, value));
   }
   void setChannelPressure(int channel, int value) noexcept override {
     calls->push_back(text("pressure %i %i", channel, value));
   }
-  void setPolyAftertouch(int note, int value) noexcept override { calls->push_back(text("poly %i %i", note, value)); }
+  void setPolyAftertouch(int note, int value) noexcept override {
+    calls->push_back(text("poly %i %i", note, value));
+  }
   void setAllNotesOff() noexcept override { calls->push_back("allNotesOff"); }
   void setSustain(int value) noexcept override { calls->push_back(text("sustain %i", value)); }
 
@@ -141,7 +145,9 @@ TEST_F(MIDIDecodingTest, PedalIsDownFrom64On) {
   EXPECT_EQ(send(0xB0, 64, 127), Calls{"sustain 1"});
 }
 
-TEST_F(MIDIDecodingTest, ExpressionBecomesTheModulationWheel) { EXPECT_EQ(send(0xB4, 11, 77), Calls{"cc 4 1 77"}); }
+TEST_F(MIDIDecodingTest, ExpressionBecomesTheModulationWheel) {
+  EXPECT_EQ(send(0xB4, 11, 77), Calls{"cc 4 1 77"});
+}
 
 TEST_F(MIDIDecodingTest, EveryOtherControllerPassesAsItIs) {
   for (int controller = 0; controller < 128; ++controller) {
@@ -173,7 +179,9 @@ TEST_F(MIDIDecodingTest, BendIsFourteenBits) {
   EXPECT_EQ(send(0xE0, 1, 2), Calls{"bend 0 257"});
 }
 
-TEST_F(MIDIDecodingTest, BendTakesSevenBitsOfEachByte) { EXPECT_EQ(send(0xE0, 0x81, 0x82), Calls{"bend 0 257"}); }
+TEST_F(MIDIDecodingTest, BendTakesSevenBitsOfEachByte) {
+  EXPECT_EQ(send(0xE0, 0x81, 0x82), Calls{"bend 0 257"});
+}
 
 TEST_F(MIDIDecodingTest, BendWithALastByteOf255FallsAway) {
   EXPECT_EQ(send(0xE0, 0, 255), Calls{});

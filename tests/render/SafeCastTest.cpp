@@ -1,9 +1,9 @@
-#include "render/SafeCast.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
+
+#include "render/SafeCast.h"
 
 namespace morv {
 namespace {

@@ -1,10 +1,10 @@
-#include "render/ZQ3DSPKernel.h"
-
 #include <gtest/gtest.h>
 #include <sys/utsname.h>
 
 #include <string>
 #include <vector>
+
+#include "render/ZQ3DSPKernel.h"
 
 namespace morv {
 namespace {
@@ -109,13 +109,15 @@ TEST(VoicesForDevice, FourIsAFixedNumberWhateverWasAskedFor) {
 }
 
 TEST(VoicesForDevice, OtherDevicesKeepTheVoices) {
-  for (const char* device : {"iPad3,4", "iPad3,6", "iPad1,1", "iPad4,1", "iPad13,4", "iPad20,1", "iPhone2,1"}) {
+  for (const char* device :
+       {"iPad3,4", "iPad3,6", "iPad1,1", "iPad4,1", "iPad13,4", "iPad20,1", "iPhone2,1"}) {
     EXPECT_EQ(ZQ3DSPKernel::voicesForDevice(device, 8), 8) << device;
   }
 }
 
 TEST(VoicesForDevice, NamesOfAnyOtherFormKeepTheVoices) {
-  for (const char* device : {"aarch64", "riscv64", "", ",", "iPad2", "iPad2,", "iPad2,x", "iPad3,99999999999"}) {
+  for (const char* device :
+       {"aarch64", "riscv64", "", ",", "iPad2", "iPad2,", "iPad2,x", "iPad3,99999999999"}) {
     EXPECT_EQ(ZQ3DSPKernel::voicesForDevice(device, 8), 8) << device;
   }
 }

@@ -1,7 +1,5 @@
 // How a block drives the instrument: buffers, tempo, mute, parameters.
 
-#include "render/ZRDSPInstrumentKernel.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "render/ZRDSPInstrumentKernel.h"
 #include "tests/render/InstrumentTesting.h"
 
 namespace morv {
@@ -23,7 +22,8 @@ class TestKernel : public ZRDSPInstrumentKernel {
 class LoggingInstrument : public ZRDSPInstrument {
  public:
   LoggingInstrument() : ZRDSPInstrument(44100.0F) {}
-  void runInstrument(float* left, float* right, int frames, float blockTempo, double sampleTime) noexcept override {
+  void runInstrument(float* left, float* right, int frames, float blockTempo,
+                     double sampleTime) noexcept override {
     calls.push_back(text("run %i %g %g", frames, static_cast<double>(blockTempo), sampleTime));
     lastLeft = left;
     lastRight = right;
