@@ -36,7 +36,12 @@ class NoteStateGuard {
     const std::uint32_t bits = pending_.exchange(kNone, std::memory_order_acquire);
     if (bits != kNone) apply(bits);
   }
-  void endBlock() noexcept MORV_NONBLOCKING { state_.store(kIdle, std::memory_order_release); }
+  void endBlock() noexcept MORV_NONBLOCKING {
+    // Forgotten ahead of the state: a thread that rendered once must not take the next block, begun by another
+    // thread, for its own.
+    renderThread_.store(std::thread::id(), std::memory_order_relaxed);
+    state_.store(kIdle, std::memory_order_release);
+  }
 
   // Any thread. `apply(bits)` runs on this thread or on the render thread.
   template <typename Apply>
@@ -48,14 +53,16 @@ class NoteStateGuard {
     }
     const std::uint32_t replaced = (bits & (kGateOff | kGateOn)) != 0 ? kGateOff | kGateOn : kNone;
     std::uint32_t before = pending_.load(std::memory_order_relaxed);
-    while (!pending_.compare_exchange_weak(before, (before & ~replaced) | bits, std::memory_order_release)) {
+    // All in one order over both variables: of two threads that ask at once, either the one that carries out
+    // sees the other's bits, or the other sees it idle.
+    while (!pending_.compare_exchange_weak(before, (before & ~replaced) | bits)) {
     }
-    while (pending_.load(std::memory_order_relaxed) != kNone) {
+    while (pending_.load() != kNone) {
       int expected = kIdle;
-      if (!state_.compare_exchange_strong(expected, kForeign, std::memory_order_acquire)) return;
-      const std::uint32_t taken = pending_.exchange(kNone, std::memory_order_acquire);
+      if (!state_.compare_exchange_strong(expected, kForeign)) return;
+      const std::uint32_t taken = pending_.exchange(kNone);
       if (taken != kNone) apply(taken);
-      state_.store(kIdle, std::memory_order_release);
+      state_.store(kIdle);
     }
   }
 

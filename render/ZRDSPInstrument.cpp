@@ -39,6 +39,7 @@ void ZRDSPInstrument::_finishInit(unsigned flags) {
   noteOrder.clear();
   _initGlobalParameters(flags);
   outputDistortion.flags = kExponentialDisplayFlags;
+  outputFilter = std::make_unique<ZRBiquadFilter>(ZRBiquadType::peaking, 1000.0F, 1, 2, sampleRate * 8.0F);
   setRandomSeed(1);
 }
 

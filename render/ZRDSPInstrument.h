@@ -17,6 +17,7 @@
 #include "render/KeyedSlots.h"
 #include "render/NoteStateGuard.h"
 #include "render/ZRDSPEntity.h"
+#include "voice/ZRBiquadFilter.h"
 #include "voice/ZRDSPVoice.h"
 
 namespace morv {
@@ -144,6 +145,7 @@ class ZRDSPInstrument : public ZRDSPEntity {
   std::map<ZRDSPEffect*, std::unique_ptr<ZRDSPParameter>> sendParameters;
   ZRDSPInstrumentEffectRouting effectRouting = ZRDSPInstrumentEffectRouting::insert;
   std::shared_ptr<ZRDSPModMatrix> modMatrix;
+  std::unique_ptr<ZRBiquadFilter> outputFilter;  // made for the rate of construction; no stage runs it
   int numVoices = 0;
 
   // Note state.
@@ -168,8 +170,8 @@ class ZRDSPInstrument : public ZRDSPEntity {
   int lastReleasedNote = 0;
   std::uint8_t nrpnMSB = 0;
   std::uint8_t nrpnLSB = 0;
-  int arpCounter = 0;      // samples
-  int arpStepSamples = 0;  // samples
+  float arpCounter = 0;      // samples
+  float arpStepSamples = 0;  // samples
 
   // Rendering state.
   float tempo = 120;  // beats per minute
@@ -204,7 +206,7 @@ class ZRDSPInstrument : public ZRDSPEntity {
   int findPolyVoice() noexcept;
   void startPolyNote(ZRDSPVoice& voice, int channel, int gate, int note, int velocity) noexcept;
   void endPolyNote(ZRDSPVoice* voice, int channel, int note) noexcept;
-  void playUnison(int channel, int gate, int note, int velocity) noexcept;
+  int playUnison(int channel, int gate, int note, int velocity) noexcept;
   void startUnisonVoice(ZRDSPVoice& voice, int channel, int gate, int note, int velocity) noexcept;
   void endUnisonVoice(ZRDSPVoice& voice, int channel, int note) noexcept;
   void fallBackUnisonVoice(ZRDSPVoice& voice, int channel, int note, int velocity) noexcept;

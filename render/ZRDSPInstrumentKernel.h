@@ -49,7 +49,7 @@ class ZRDSPInstrumentKernel : public DSPKernel {
   float sampleRate = 44100.0F;   // Hz
   int channelCount = 0;
   int maxFrames = 0;
-  bool muted = false;
+  Relaxed<bool> muted{false};
   float muteState = 0;        // 0 open, 1 silent
   float muteCoefficient = 0;  // one-pole coefficient per block; at 0 the gain follows `muted` at once
   int lastNote = 0;           // last note number that passed the note-on filter

@@ -48,7 +48,7 @@ void ZRDSPInstrument::setGateWithNote(int channel, int gate, int note, int veloc
   currentVoiceMode = truncatedInt(voiceMode.value);
   if (isOnForeignChannel(channel) || voices.empty()) return;
   if (currentVoiceMode != 0) {
-    playUnison(channel, gate, note, velocity);
+    note = playUnison(channel, gate, note, velocity);
   } else if (gate != 0) {
     const int found = findPolyVoice();
     startPolyNote(*voices[static_cast<std::size_t>(found)], channel, gate, note, velocity);
@@ -124,8 +124,8 @@ void ZRDSPInstrument::endPolyNote(ZRDSPVoice* voice, int channel, int note) noex
   }
 }
 
-// All voices play one note. The stack of held notes and the priority decide which.
-void ZRDSPInstrument::playUnison(int channel, int gate, int note, int velocity) noexcept {
+// All voices play one note. The stack of held notes and the priority decide which; returns it.
+int ZRDSPInstrument::playUnison(int channel, int gate, int note, int velocity) noexcept {
   const bool isOn = gate != 0;
   if (isOn) {
     noteOrder.append(note);
@@ -164,6 +164,7 @@ void ZRDSPInstrument::playUnison(int channel, int gate, int note, int velocity) 
   } else {
     voiceIndex += isOn ? 1 : -1;
   }
+  return note;
 }
 
 void ZRDSPInstrument::startUnisonVoice(ZRDSPVoice& voice, int channel, int gate, int note,
