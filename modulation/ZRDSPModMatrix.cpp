@@ -1,8 +1,6 @@
 #include "modulation/ZRDSPModMatrix.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdlib>
 
 #include "render/BlockLimits.h"
 
@@ -15,25 +13,6 @@ constexpr std::ptrdiff_t kStrideStagger = 80;
 
 std::size_t bufferCapacity(int blockSize) {
   return static_cast<std::size_t>(std::max(blockSize, kMaxBlockFrames) + kStrideStagger);
-}
-
-float depthOf(const modMatrixRow& row) noexcept {
-  return row.depth != nullptr ? row.depth->value.load() : 1.0F;
-}
-
-// Whether a second source is one of the built-in ones that carry MIDI values of 0 to 127.
-bool isMidiValued(int modSource, bool isGlobalPass) noexcept {
-  switch (modSource) {
-    case kSourceNote:
-    case kSourceVelocity:
-    case kSourceModWheel:
-    case kSourcePressure:
-      return true;
-    case kSourceSlide:
-      return !isGlobalPass;
-    default:
-      return false;
-  }
 }
 
 }  // namespace
@@ -68,6 +47,7 @@ void ZRDSPModMatrix::_initBuffers() {
   destinationStorage_ = ZeroedFloats(static_cast<std::size_t>(stride_) * kMaxModRows);
   scratchA_ = ZeroedFloats(capacity);
   scratchB_ = ZeroedFloats(capacity);
+  writtenFrames_.fill(0);
   for (int i = 0; i < kNumBuiltInSources; ++i) {
     sourceStorage_.emplace_back(capacity);
     sourceBuffers_[static_cast<std::size_t>(i)] = sourceStorage_.back().data();
@@ -193,120 +173,9 @@ void ZRDSPModMatrix::resetActiveRows() {
   }
 }
 
-float* ZRDSPModMatrix::sourceBuffer(int source) noexcept {
-  if (source < 0) return matrixCore_ != nullptr ? matrixCore_->globalSourceBuffer(-source) : nullptr;
-  return source < kMaxModRows ? sourceBuffers_[static_cast<std::size_t>(source)] : nullptr;
-}
-
-float* ZRDSPModMatrix::destinationBuffer(int address) noexcept {
-  if (address < 0 || address >= kMaxModRows) return nullptr;
-  return destinationStorage_.data() + address * stride_;
-}
-
 bool ZRDSPModMatrix::isRouted(int address) const noexcept {
   return matrixCore_ != nullptr && address >= 0 && address < kMaxModRows &&
          matrixCore_->routed.test(static_cast<std::size_t>(address));
-}
-
-// Destinations of rows with a depth are cleared outright. Those of rows at depth zero are cleared only if
-// their sum is not zero: the row may have been turned down since, or a module may have written into the
-// buffer.
-void ZRDSPModMatrix::clearDestinations(int frames) noexcept {
-  std::bitset<kMaxModRows> cleared;
-  for (int r = 0; r < matrixCore_->usedRows; ++r) {
-    const modMatrixRow* row = matrixCore_->rows[static_cast<std::size_t>(r)].get();
-    if (row == nullptr) continue;
-    const float d = depthOf(*row);
-    depths_[static_cast<std::size_t>(r)] = d;
-    float* buffer = destinationBuffer(row->destinationIndex);
-    if (!row->active || buffer == nullptr) continue;
-    const auto destination = static_cast<std::size_t>(row->destinationIndex);
-    if (cleared[destination]) continue;
-    if (d == 0.0F) {
-      float sum = 0;
-      for (int i = 0; i < frames; ++i) sum += buffer[i];
-      if (sum == 0.0F) continue;
-    }
-    std::fill_n(buffer, frames, 0.0F);
-    cleared[destination] = true;
-  }
-}
-
-// Writes the transformed source to `out`. False when the transform has no operation there; `out` then stays.
-bool ZRDSPModMatrix::_applyTransform(ZRDSPModMatrixTransform transform, const float* source, float* out,
-                                     int frames, bool isGlobalPass) noexcept {
-  const auto each = [&](auto&& f) {
-    for (int i = 0; i < frames; ++i) out[i] = f(source[i]);
-    return true;
-  };
-  switch (transform) {
-    case ZRDSPModMatrixTransform::plain:
-      return each([](float x) { return x; });
-    case ZRDSPModMatrixTransform::toBipolar:
-      return each([](float x) { return 2.0F * x - 1.0F; });
-    case ZRDSPModMatrixTransform::toUnipolar:
-      return each([](float x) { return 0.5F * x + 0.5F; });
-    case ZRDSPModMatrixTransform::square:
-    case ZRDSPModMatrixTransform::squareAgain:
-      return each([](float x) { return x * x; });
-    case ZRDSPModMatrixTransform::fourthPower:
-      return each([](float x) { return (x * x) * (x * x); });
-    case ZRDSPModMatrixTransform::midi:
-      return each([](float x) { return x / 127.0F; });
-    case ZRDSPModMatrixTransform::midiSquare:
-      return each([](float x) { return std::copysign((x / 127.0F) * (x / 127.0F), x); });
-    case ZRDSPModMatrixTransform::eightySquare:
-      return !isGlobalPass && each([](float x) { return (x / 80.0F) * (x / 80.0F); });
-    case ZRDSPModMatrixTransform::undefined:
-      break;
-  }
-  return false;
-}
-
-void ZRDSPModMatrix::runRow(const modMatrixRow& row, float* source, bool isGlobalPass, int frames) noexcept {
-  float* destination = destinationBuffer(row.destinationIndex);
-  if (destination == nullptr) return;
-  float* a = scratchA_.data();
-  // Without an operation there is nothing to add: the scratch would hold another row's samples.
-  if (!_applyTransform(row.transform, source, a, frames, isGlobalPass)) return;
-  const int modSource = row.modSource;
-  if (modSource != 0) {
-    const float* second = sourceBuffer(modSource);
-    if (second == nullptr) return;
-    float* b = scratchB_.data();
-    _applyTransform(isMidiValued(modSource, isGlobalPass) ? ZRDSPModMatrixTransform::midi
-                                                          : ZRDSPModMatrixTransform::plain,
-                    second, b, frames, false);
-    const float modAmount = row.modAmount;
-    for (int i = 0; i < frames; ++i) a[i] *= b[i] * modAmount;
-  }
-  const float amount = row.amount;
-  const float gain = row.depth != nullptr ? row.depth->normalizedValue() * amount : amount;
-  for (int i = 0; i < frames; ++i) destination[i] += a[i] * gain;
-}
-
-void ZRDSPModMatrix::runGlobalMatrix(int frames) noexcept {
-  for (int r = 0; r < matrixCore_->usedRows; ++r) {
-    const modMatrixRow* row = matrixCore_->rows[static_cast<std::size_t>(r)].get();
-    if (row == nullptr || !row->isGlobal || !row->active || depths_[static_cast<std::size_t>(r)] == 0.0F)
-      continue;
-    float* source = matrixCore_->globalSourceBuffer(std::abs(row->source));
-    if (source != nullptr) runRow(*row, source, true, frames);
-  }
-}
-
-void ZRDSPModMatrix::runMatrix(int frames) noexcept {
-  if (matrixCore_ == nullptr) return;
-  clearDestinations(frames);
-  if (!enabled) return;
-  runGlobalMatrix(frames);
-  for (int r = 0; r < matrixCore_->usedRows; ++r) {
-    const modMatrixRow* row = matrixCore_->rows[static_cast<std::size_t>(r)].get();
-    if (row == nullptr || row->isGlobal || !row->active || depths_[static_cast<std::size_t>(r)] == 0.0F)
-      continue;
-    float* source = sourceBuffer(row->source);
-    if (source != nullptr) runRow(*row, source, false, frames);
-  }
 }
 
 }  // namespace morv

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <bitset>
 #include <map>
 #include <memory>
 #include <string>
@@ -90,9 +91,25 @@ class ZRDSPModMatrix {
   void runMatrix(int frames) noexcept MORV_NONBLOCKING;
 
   // Sample buffers of this voice. A source that does not exist gives none; every destination address below
-  // 475 has a buffer, others give none.
-  float* sourceBuffer(int source) noexcept MORV_NONBLOCKING;
-  float* destinationBuffer(int address) noexcept MORV_NONBLOCKING;
+  // 475 has a buffer, others give none. Asking for a destination to write into makes the next block look
+  // whether it needs clearing; who only reads takes `readDestination`.
+  float* sourceBuffer(int source) noexcept MORV_NONBLOCKING {
+    if (source < 0) return matrixCore_ != nullptr ? matrixCore_->globalSourceBuffer(-source) : nullptr;
+    return source < kMaxModRows ? sourceBuffers_[static_cast<std::size_t>(source)] : nullptr;
+  }
+  float* destinationBuffer(int address) noexcept MORV_NONBLOCKING {
+    return destinationBuffer(address, static_cast<int>(stride_));
+  }
+  float* destinationBuffer(int address, int framesWritten) noexcept MORV_NONBLOCKING {
+    if (address < 0 || address >= kMaxModRows) return nullptr;
+    int& written = writtenFrames_[static_cast<std::size_t>(address)];
+    if (framesWritten > written) written = framesWritten;
+    return bufferAt(address);
+  }
+  const float* readDestination(int address) const noexcept MORV_NONBLOCKING {
+    if (address < 0 || address >= kMaxModRows) return nullptr;
+    return destinationStorage_.data() + address * stride_;
+  }
   // Whether any row feeds this destination. One that none feeds reads as zero unless its own module writes
   // it.
   bool isRouted(int address) const noexcept MORV_NONBLOCKING;
@@ -106,11 +123,10 @@ class ZRDSPModMatrix {
   void setBlockSize(int newBlockSize);
   void _createMatrixCore();
   void _initBuffers();
-  void runGlobalMatrix(int frames) noexcept;
-  bool _applyTransform(ZRDSPModMatrixTransform transform, const float* source, float* out, int frames,
-                       bool isGlobalPass) noexcept;
   void clearDestinations(int frames) noexcept;
-  void runRow(const modMatrixRow& row, float* source, bool isGlobalPass, int frames) noexcept;
+  void runGlobalMatrix(int frames) noexcept;
+  void runRow(const modMatrixRow& row, const float* source, bool isGlobalPass, int frames) noexcept;
+  float* bufferAt(int address) noexcept { return destinationStorage_.data() + address * stride_; }
 
   static std::shared_ptr<ZRDSPModMatrix> _instance;
 
@@ -122,7 +138,11 @@ class ZRDSPModMatrix {
   std::map<int, std::string> sourceNames_;
   std::map<std::string, modMatrixRow*> rowsByIdentifier_;
   std::shared_ptr<ModMatrixCore> matrixCore_;
-  std::array<float, kMaxModRows> depths_{};  // of this block, by row
+  std::array<int, kMaxModRows>
+      writtenFrames_{};  // of each destination, how many frames may be other than zero
+  std::array<const modMatrixRow*, kMaxModRows> liveRows_{};  // of this block: active, with a depth
+  int liveRowCount_ = 0;
+  std::bitset<kMaxModRows> fresh_;  // destinations that this block cleared and nobody has written yet
   ZeroedFloats scratchA_;
   ZeroedFloats scratchB_;
 };

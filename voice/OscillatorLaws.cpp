@@ -26,14 +26,19 @@ float gaussianNoise(Random& random) noexcept {
   return gaussianNoise(r1, r2);
 }
 
+// The powers are left out where they are 1, as they mostly are.
 float octaveFactor(float octaves, float modulation) noexcept {
+  if (octaves == 0.0F && std::fabs(modulation) < 1.0F) return 1.0F;
   return std::pow(2.0F, octaves) * ZRDSPEntity::pitchShift(12.0F * std::trunc(modulation));
 }
 
 float semitoneFactor(float semitones, float modulation) noexcept {
+  if (semitones == 0.0F && std::fabs(modulation) < 1.0F) return 1.0F;
   return ZRDSPEntity::pitchShift(semitones) * ZRDSPEntity::pitchShift(std::trunc(modulation));
 }
 
-float centsFactor(float cents) noexcept { return ZRDSPEntity::pitchShift(cents / 100.0F); }
+float centsFactor(float cents) noexcept {
+  return cents == 0.0F ? 1.0F : ZRDSPEntity::pitchShift(cents / 100.0F);
+}
 
 }  // namespace morv

@@ -38,6 +38,13 @@ struct PulseWaveSettings {
   float level = 1;
 };
 
+struct AmpSettings {
+  float gain = 1;
+  float volume = 0;
+  float left = 0;  // gains of the pan
+  float right = 0;
+};
+
 // The voice's hot loops. They exist once for plain x86-64 and once for AVX2 with fused multiply-add; the
 // better one that the machine has is chosen when the program starts. Approximations are single precision with
 // a relative error below 3e-7 over the range given. Any thread; no allocation; 0 frames are legal.
@@ -49,7 +56,7 @@ struct VoiceKernels {
   void (*tanhInPlace)(float* x, int frames) noexcept = nullptr;
   // out = sgn(y)(1 - e^-|y|) with y = gain x. `out` may be `in`.
   void (*softLimit)(const float* in, float gain, float* out, int frames) noexcept = nullptr;
-  // out = sin(pi p) for p from -1 to 1. `out` may be `p`.
+  // out = sin(pi p); beyond a million cycles some value from -1 to 1. `out` may be `p`.
   void (*sinPi)(const float* p, float* out, int frames) noexcept = nullptr;
   // out = base 2^(cents / 1200). `out` may be `cents`. Results are held inside the range of normal floats.
   void (*centsFactors)(const float* cents, float base, float* out, int frames) noexcept = nullptr;
@@ -66,6 +73,15 @@ struct VoiceKernels {
   // times 0.95.
   void (*pulseWave)(const PulseWaveSettings& settings, const float* one, const float* two,
                     const float* modulation, float* out, int frames) noexcept = nullptr;
+  // x = y with y following x by y = c (y - x) + x, each y held inside -1 to 1. `state` is the y before the
+  // block.
+  void (*smoothBounded)(float* x, float c, float* state, int frames) noexcept = nullptr;
+  // The amplifier from one input: in *= gain + max; volumes += volume; out = in volumes.
+  void (*amplify)(const AmpSettings& settings, const float* max, float* volumes, float* in, float* out,
+                  int frames) noexcept = nullptr;
+  // The same with each multiplication acting twice, added into left and right by the pan's gains.
+  void (*amplifyTwicePanned)(const AmpSettings& settings, const float* max, float* volumes, float* in,
+                             float* left, float* right, int frames) noexcept = nullptr;
   // Linear interpolation at positions of 0 to just below the table's length; one value beyond it is read.
   void (*readTable)(const float* table, const float* positions, float* out, int frames) noexcept = nullptr;
   // Adds such a read times a gain.

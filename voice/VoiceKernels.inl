@@ -71,11 +71,86 @@ void softLimit(const float* in, float gain, float* out, int frames) noexcept {
 // Folded into a quarter turn to both sides, where an odd polynomial has a relative error of 5.3e-9.
 void sinPi(const float* p, float* out, int frames) noexcept {
   for (int i = 0; i < frames; ++i) {
-    float x = p[i];
+    float x = bounded(p[i], -2.0e6F, 2.0e6F);
+    x -= 2.0F * static_cast<float>(roundedInt(0.5F * x));
     x = x > 0.5F ? 1.0F - x : x;
     x = x < -0.5F ? -1.0F - x : x;
     const float u = x * x;
     out[i] = x * (3.1415926F + u * (-5.1677097F + u * (2.5500698F + u * (-0.59824234F + u * 7.7560750e-2F))));
+  }
+}
+
+using Lanes = float __attribute__((vector_size(32)));
+using LaneMask = std::int32_t __attribute__((vector_size(32)));
+
+inline Lanes loadRow(const float* p) noexcept {
+  Lanes row;
+  std::memcpy(&row, p, sizeof(row));
+  return row;
+}
+
+inline void storeRow(float* p, Lanes row) noexcept { std::memcpy(p, &row, sizeof(row)); }
+
+// Eight samples at a time: with b = (1 - c) x the follower is y = c y' + b, whose sums of b over 1, 2, 4 and
+// 8 samples come from each other by doubling. A tile in which y leaves the bound is done again one by one.
+void smoothBounded(float* x, float c, float* state, int frames) noexcept {
+  float powers[8];
+  powers[0] = c;
+  for (int k = 1; k < 8; ++k) powers[k] = powers[k - 1] * c;
+  const Lanes weights = loadRow(powers);
+  const Lanes zero{};
+  float y = *state;
+  int i = 0;
+  for (; i + 8 <= frames; i += 8) {
+    const Lanes in = loadRow(x + i);
+    Lanes b = in - c * in;
+    b += powers[0] * __builtin_shufflevector(zero, b, 0, 8, 9, 10, 11, 12, 13, 14);
+    b += powers[1] * __builtin_shufflevector(zero, b, 0, 0, 8, 9, 10, 11, 12, 13);
+    b += powers[3] * __builtin_shufflevector(zero, b, 0, 0, 0, 0, 8, 9, 10, 11);
+    const Lanes out = weights * y + b;
+    const LaneMask beyond = (out > 1.0F) | (out < -1.0F);
+    bool isBeyond = false;
+    for (int k = 0; k < 8; ++k) isBeyond |= beyond[k] != 0;
+    if (isBeyond) [[unlikely]] {
+      for (int k = 0; k < 8; ++k) {
+        y = bounded(c * (y - x[i + k]) + x[i + k], -1.0F, 1.0F);
+        x[i + k] = y;
+      }
+      continue;
+    }
+    storeRow(x + i, out);
+    y = out[7];
+  }
+  for (; i < frames; ++i) {
+    y = bounded(c * (y - x[i]) + x[i], -1.0F, 1.0F);
+    x[i] = y;
+  }
+  *state = y;
+}
+
+void amplify(const AmpSettings& settings, const float* max, float* volumes, float* in, float* out,
+             int frames) noexcept {
+  const AmpSettings s = settings;
+  for (int i = 0; i < frames; ++i) {
+    const float x = in[i] * (s.gain + max[i]);
+    const float v = volumes[i] + s.volume;
+    in[i] = x;
+    volumes[i] = v;
+    out[i] = x * v;
+  }
+}
+
+void amplifyTwicePanned(const AmpSettings& settings, const float* max, float* volumes, float* in, float* left,
+                        float* right, int frames) noexcept {
+  const AmpSettings s = settings;
+  for (int i = 0; i < frames; ++i) {
+    const float g = s.gain + max[i];
+    const float v = volumes[i] + s.volume;
+    const float x = in[i] * g * g * v * v;
+    in[i] = x;
+    volumes[i] = v;
+    left[i] += x * s.left;
+    right[i] += x * s.right;
   }
 }
 
@@ -98,11 +173,11 @@ void oscillatorSteps(const OscillatorStepSettings& settings, const float* modula
   const OscillatorStepSettings s = settings;
   for (int i = 0; i < frames; ++i) {
     float f = s.base + modulation[i];
-    f = f <= 0.0F ? 1.0F : f;
+    f = f > 0.0F ? f : 1.0F;
     float cents = s.cents * centsFactors[i];
     cents = cents != cents ? 1.0F : cents;
     f = f * s.octave * s.semitone * cents;
-    f = f > 20000.0F ? 20000.0F : f;
+    f = f < 20000.0F ? f : 20000.0F;
     steps[i] = f * s.size / s.rate * s.scale;
     subSteps[i] = f / s.subDivisor * s.subDetune * s.size / s.rate;
   }
@@ -168,19 +243,9 @@ void semCoefficients(const float* cutoffs, const float* resonances, double scale
   }
 }
 
-// Eight lanes side by side. The filter is one long chain from sample to sample, so a lane alone would leave
+// Eight filters side by side. The filter is one long chain from sample to sample, so one alone would leave
 // the machine waiting.
-using Lanes = float __attribute__((vector_size(32)));
-using LaneMask = std::int32_t __attribute__((vector_size(32)));
 static_assert(VoiceKernels::kLanes == 8);
-
-inline Lanes loadRow(const float* p) noexcept {
-  Lanes row;
-  std::memcpy(&row, p, sizeof(row));
-  return row;
-}
-
-inline void storeRow(float* p, Lanes row) noexcept { std::memcpy(p, &row, sizeof(row)); }
 
 inline Lanes select(LaneMask mask, Lanes a, Lanes b) noexcept {
   return __builtin_bit_cast(
@@ -300,6 +365,9 @@ constexpr VoiceKernels kernelsNamed(const char* name) {
   kernels.tanhInPlace = tanhInPlace;
   kernels.softLimit = softLimit;
   kernels.sinPi = sinPi;
+  kernels.smoothBounded = smoothBounded;
+  kernels.amplify = amplify;
+  kernels.amplifyTwicePanned = amplifyTwicePanned;
   kernels.centsFactors = centsFactors;
   kernels.oscillatorSteps = oscillatorSteps;
   kernels.secondPhases = secondPhases;

@@ -39,7 +39,7 @@ float ZRDSPFilter::scaledCutoff() const noexcept {
 
 const float* ZRDSPFilter::modulationOf(const ZRDSPParameter& parameter) const noexcept {
   if (modMatrix == nullptr || !modMatrix->isRouted(parameter.address)) return nullptr;
-  return modMatrix->destinationBuffer(parameter.address);
+  return modMatrix->readDestination(parameter.address);
 }
 
 }  // namespace morv

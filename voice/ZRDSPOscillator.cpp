@@ -63,7 +63,7 @@ void ZRDSPOscillator::runGenerator(int frames, float tempo) noexcept {
 }
 
 const float* ZRDSPOscillator::destinationOf(const ZRDSPParameter& parameter) const noexcept {
-  return modMatrix != nullptr ? modMatrix->destinationBuffer(parameter.address) : nullptr;
+  return modMatrix != nullptr ? modMatrix->readDestination(parameter.address) : nullptr;
 }
 
 float ZRDSPOscillator::firstDestinationSampleOf(const ZRDSPParameter& parameter) const noexcept {

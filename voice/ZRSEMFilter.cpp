@@ -6,6 +6,7 @@
 #include <numbers>
 
 #include "render/BlockLimits.h"
+#include "voice/Uniform.h"
 
 namespace morv {
 namespace {
@@ -33,15 +34,6 @@ void fillLimited(float base, const float* modulation, float* out, int frames) no
     return;
   }
   for (int i = 0; i < frames; ++i) out[i] = kLimit(base + modulation[i]);
-}
-
-// Whether a modulation holds still over the block.
-bool isUniform(const float* modulation, int frames) noexcept {
-  if (modulation == nullptr) return true;
-  const float first = modulation[0];
-  bool differs = false;
-  for (int i = 1; i < frames; ++i) differs |= modulation[i] != first;
-  return !differs;
 }
 
 constexpr float kSilence = 0.0F;

@@ -159,7 +159,7 @@ void ZRTurboVoice::setGate(int newGate) noexcept {
 }
 
 float ZRTurboVoice::firstDestinationSample(const ZRDSPParameter& parameter) const noexcept {
-  return modMatrix->destinationBuffer(parameter.address)[0];
+  return modMatrix->readDestination(parameter.address)[0];
 }
 
 // Control work, once per block, also while the voice is silent. The pan's coefficient is meant per sample and
@@ -302,6 +302,7 @@ void ZRTurboVoice::runGenerators(ZRDSPVoice* const* bank, int count, float* left
       sounding[at] = voice;
       lanes[at] = voice->filter->laneFor(signal, signal, frames);
     }
+    if (lane == 0) continue;
     voiceKernels().semFilterBank(lanes.data(), lane, frames);
     for (int i = 0; i < lane; ++i)
       sounding[static_cast<std::size_t>(i)]->runOutput(left, right, frames, tempo);

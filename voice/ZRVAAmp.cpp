@@ -8,6 +8,7 @@
 #include "modulation/ZRDSPModMatrix.h"
 #include "render/BlockLimits.h"
 #include "voice/Smoothing.h"
+#include "voice/VoiceKernels.h"
 
 namespace morv {
 namespace {
@@ -55,21 +56,21 @@ void ZRVAAmp::setModMatrix(ZRDSPModMatrix* matrix) {
 
 void ZRVAAmp::runAmp(int frames, float tempo) noexcept {
   if (modMatrix == nullptr) return;
-  runAmp(modMatrix->destinationBuffer(input.address), nullptr, modMatrix->sourceBuffer(outputSource), nullptr,
-         frames, tempo);
+  runAmp(modMatrix->destinationBuffer(input.address, frames), nullptr, modMatrix->sourceBuffer(outputSource),
+         nullptr, frames, tempo);
 }
 
 void ZRVAAmp::runAmp(float* out1, float* out2, int frames, float tempo) noexcept {
   if (modMatrix == nullptr) return;
-  runAmp(modMatrix->destinationBuffer(input.address), modMatrix->destinationBuffer(input2.address), out1,
-         out2, frames, tempo);
+  runAmp(modMatrix->destinationBuffer(input.address, frames),
+         modMatrix->destinationBuffer(input2.address, frames), out1, out2, frames, tempo);
 }
 
 // Multiplies the inputs, one behind the other, by `max` and its modulation.
 void ZRVAAmp::applyMax(float* in1, float* in2, int frames) noexcept {
   float* gains = gains_.data();
   const float gain = max.normalizedValue();
-  const float* modulation = modMatrix != nullptr ? modMatrix->destinationBuffer(max.address) : nullptr;
+  const float* modulation = modMatrix != nullptr ? modMatrix->readDestination(max.address) : nullptr;
   if (modulation != nullptr) {
     for (int i = 0; i < frames; ++i) gains[i] = gain + modulation[i];
   } else {
@@ -87,21 +88,47 @@ const float* ZRVAAmp::volumeGains(int frames) noexcept {
     std::fill_n(gains_.data(), frames, gain);
     return gains_.data();
   }
-  float* destination = modMatrix->destinationBuffer(volume.address);
+  float* destination = modMatrix->destinationBuffer(volume.address, frames);
   for (int i = 0; i < frames; ++i) destination[i] += gain;
   return destination;
 }
 
-// Equal power: cosine and sine of a quarter turn from left to right. Both channels come from one signal.
-void ZRVAAmp::addPanned(const float* in, float* out1, float* out2, int frames) const noexcept {
-  const float modulation = modMatrix != nullptr ? modMatrix->destinationBuffer(pan.address)[0] : 0.0F;
+// Equal power: cosine and sine of a quarter turn from left to right, by the pan of the block's first sample.
+ZRVAAmp::PanGains ZRVAAmp::panGains() noexcept {
+  const float modulation = modMatrix != nullptr ? modMatrix->readDestination(pan.address)[0] : 0.0F;
   const float position = pan.value + modulation + 1.0F;
-  const double theta = std::numbers::pi / 4.0 * static_cast<double>(position);
-  addScaled(in, static_cast<float>(std::cos(theta)), out1, frames);
-  addScaled(in, static_cast<float>(std::sin(theta)), out2, frames);
+  if (position != pannedPosition_) {
+    pannedPosition_ = position;
+    const double theta = std::numbers::pi / 4.0 * static_cast<double>(position);
+    panGains_ = {static_cast<float>(std::cos(theta)), static_cast<float>(std::sin(theta))};
+  }
+  return panGains_;
+}
+
+// The two forms that a voice runs, each in one pass over the block.
+bool ZRVAAmp::runInOnePass(float* in1, const float* in2, float* out1, float* out2, int frames) noexcept {
+  const bool isMono = in2 == nullptr && out2 == nullptr;
+  const bool isDoubled = in1 == in2 && out2 != nullptr && !stereoVolume && !bypassPan;
+  if (modMatrix == nullptr || (!isMono && !isDoubled)) return false;
+  AmpSettings settings;
+  settings.gain = max.normalizedValue();
+  settings.volume = volume.normalizedValue();
+  smoothedMax = maxSmoothing * (smoothedMax - settings.gain) + settings.gain;
+  const float* gains = modMatrix->readDestination(max.address);
+  float* volumes = modMatrix->destinationBuffer(volume.address, frames);
+  if (isMono) {
+    voiceKernels().amplify(settings, gains, volumes, in1, out1, frames);
+  } else {
+    const PanGains panned = panGains();
+    settings.left = panned.left;
+    settings.right = panned.right;
+    voiceKernels().amplifyTwicePanned(settings, gains, volumes, in1, out1, out2, frames);
+  }
+  return true;
 }
 
 void ZRVAAmp::runAmp(float* in1, float* in2, float* out1, float* out2, int frames, float /*tempo*/) noexcept {
+  if (runInOnePass(in1, in2, out1, out2, frames)) return;
   applyMax(in1, in2, frames);
   const float* volumes = volumeGains(frames);
   if (out2 == nullptr) {
@@ -111,10 +138,13 @@ void ZRVAAmp::runAmp(float* in1, float* in2, float* out1, float* out2, int frame
   multiply(in1, volumes, frames);
   if (in2 != nullptr) {
     const bool ownVolume = stereoVolume && modMatrix != nullptr;
-    multiply(in2, ownVolume ? modMatrix->destinationBuffer(volumeR.address) : volumes, frames);
+    multiply(in2, ownVolume ? modMatrix->readDestination(volumeR.address) : volumes, frames);
   }
   if (!bypassPan) {
-    addPanned(in1, out1, out2, frames);
+    // Both channels come from the first input: a mono signal is placed between left and right.
+    const PanGains panned = panGains();
+    addScaled(in1, panned.left, out1, frames);
+    addScaled(in1, panned.right, out2, frames);
     return;
   }
   addScaled(in1, 1.0F, out1, frames);

@@ -53,9 +53,16 @@ class ZRVAAmp : public ZRDSPEntity {
  private:
   void applyMax(float* in1, float* in2, int frames) noexcept;
   const float* volumeGains(int frames) noexcept;
-  void addPanned(const float* in, float* out1, float* out2, int frames) const noexcept;
+  struct PanGains {
+    float left;
+    float right;
+  };
+  PanGains panGains() noexcept;
+  bool runInOnePass(float* in1, const float* in2, float* out1, float* out2, int frames) noexcept;
 
   ZeroedFloats gains_;
+  float pannedPosition_ = -1;  // position that the gains below are for
+  PanGains panGains_{1, 0};
 };
 
 }  // namespace morv

@@ -7,8 +7,9 @@
 #include "modulation/ZRDSPModMatrix.h"
 #include "render/BlockLimits.h"
 #include "voice/OscillatorLaws.h"
-#include "voice/SinePolynomial.h"
 #include "voice/Smoothing.h"
+#include "voice/Uniform.h"
+#include "voice/VoiceKernels.h"
 
 namespace morv {
 namespace {
@@ -23,12 +24,6 @@ std::size_t bufferFrames(int framesPerBlock) {
 }
 
 void fill(ZeroedFloats& buffer, float value) { std::fill_n(buffer.data(), buffer.size(), value); }
-
-bool isUniform(const float* values, int frames) noexcept {
-  int different = 0;
-  for (int i = 1; i < frames; ++i) different |= static_cast<int>(values[i] != values[0]);
-  return different == 0;
-}
 
 // Band-limited wave from the history of its parabola: difference of neighbours, scaled to a height of one.
 void differentiate(const float* history, float scale, float* out, int frames) noexcept {
@@ -116,19 +111,22 @@ void ZRVAOscillator::fillSteps(int frames, float tempo) noexcept {
   const float* frequencies = destinationOf(oscFreq);
   const float* centsModulation = destinationOf(oscCents);
   const float cents = oscCents.value;
-  if (isUniform(centsModulation, frames)) {
-    const float factor = centsFactor(cents + centsModulation[0]);
-    for (int i = 0; i < frames; ++i) steps[i] = (f0 + frequencies[i]) * octaves * semitones * factor;
-  } else {
-    float lastModulation = centsModulation[0];
-    float factor = centsFactor(cents + lastModulation);
-    for (int i = 0; i < frames; ++i) {
-      if (centsModulation[i] != lastModulation) {
-        lastModulation = centsModulation[i];
-        factor = centsFactor(cents + lastModulation);
-      }
-      steps[i] = (f0 + frequencies[i]) * octaves * semitones * factor;
+  const auto stepFor = [&](float modulation, float factor) {
+    return (f0 + modulation) * octaves * semitones * factor;
+  };
+  if (isUniform(centsModulation, frames) && isUniform(frequencies, frames)) {
+    frequency = stepFor(frequencies[0], centsFactor(cents + centsModulation[0]));
+    std::fill_n(steps, frames, 2.0F * frequency / sampleRate);
+    return;
+  }
+  float lastModulation = centsModulation[0];
+  float factor = centsFactor(cents + lastModulation);
+  for (int i = 0; i < frames; ++i) {
+    if (centsModulation[i] != lastModulation) {
+      lastModulation = centsModulation[i];
+      factor = centsFactor(cents + lastModulation);
     }
+    steps[i] = stepFor(frequencies[i], factor);
   }
   frequency = steps[frames - 1];
   const float rate = sampleRate;
@@ -185,16 +183,20 @@ void ZRVAOscillator::runPhaseIncrement(int frames, float tempo) noexcept {
   }
 }
 
-void ZRVAOscillator::fillHistories(int frames) noexcept {
+// The parabolas of the block behind the last sample of the block before; of those that the wave does not take
+// only the last sample, from which the next block goes on.
+void ZRVAOscillator::fillHistories(bool first, bool second, bool third, int frames) noexcept {
   const float* phases = phaseBuffer.data();
   const float* secondPhases = secondPhaseBuffer.data();
   const float* signs = signBuffer.data();
   float* a = historyA.data() + 1;
   float* b = historyB.data() + 1;
   float* c = historyC.data() + 1;
-  for (int i = 0; i < frames; ++i) a[i] = phases[i] * phases[i];
-  for (int i = 0; i < frames; ++i) b[i] = secondPhases[i] * secondPhases[i];
-  for (int i = 0; i < frames; ++i) c[i] = (1.0F - b[i]) * signs[i];
+  const int last = frames - 1;
+  for (int i = first ? 0 : last; i < frames; ++i) a[i] = phases[i] * phases[i];
+  for (int i = second ? 0 : last; i < frames; ++i) b[i] = secondPhases[i] * secondPhases[i];
+  for (int i = third ? 0 : last; i < frames; ++i)
+    c[i] = (1.0F - secondPhases[i] * secondPhases[i]) * signs[i];
 }
 
 void ZRVAOscillator::runWave(int wave, float* left, float* right, int frames) noexcept {
@@ -203,8 +205,8 @@ void ZRVAOscillator::runWave(int wave, float* left, float* right, int frames) no
   const float* secondPhases = secondPhaseBuffer.data();
   const float* signs = signBuffer.data();
   if (wave == 0) {
-    for (int i = 0; i < frames; ++i) left[i] = sinePi(phases[i]);
-    for (int i = 0; i < frames; ++i) right[i] = sinePi(secondPhases[i]);
+    voiceKernels().sinPi(phases, left, frames);
+    voiceKernels().sinPi(secondPhases, right, frames);
   } else if (wave == 1 || wave == 2) {
     differentiate(historyA.data(), scale, left, frames);
     differentiate(historyB.data(), scale, right, frames);
@@ -232,22 +234,15 @@ void ZRVAOscillator::runWave(int wave, float* left, float* right, int frames) no
 }
 
 // One-pole follower of the wave, bounded in its state, then the level.
+// One-pole follower of the wave, bounded in its state, then the level.
 void ZRVAOscillator::smoothOutput(float* left, int frames) noexcept {
-  const float c = lfoSmoothing;
-  float state = lfoOutput;
-  for (int i = 0; i < frames; ++i) {
-    const float y = left[i];
-    state = c * (state - y) + y;
-    // A branch, as it is hardly ever taken and keeps the bound out of the chain from sample to sample.
-    if (std::abs(state) > 1.0F) [[unlikely]]
-      state = std::copysign(1.0F, state);
-    left[i] = state;
-  }
-  lfoOutput = state;
+  voiceKernels().smoothBounded(left, lfoSmoothing, &lfoOutput, frames);
   const float gain = level.value;
   const float* modulation = destinationOf(level);
-  if (modulation == nullptr) {
-    for (int i = 0; i < frames; ++i) left[i] *= gain;
+  if (isUniform(modulation, frames)) {
+    const float uniform = gain + (modulation != nullptr ? modulation[0] : 0.0F);
+    if (uniform == 1.0F) return;
+    for (int i = 0; i < frames; ++i) left[i] *= uniform;
   } else {
     for (int i = 0; i < frames; ++i) left[i] *= gain + modulation[i];
   }
@@ -256,10 +251,13 @@ void ZRVAOscillator::smoothOutput(float* left, int frames) noexcept {
 void ZRVAOscillator::runGenerator(float* left, float* right, int frames, float tempo) noexcept {
   if (frames <= 0) return;
   runPhaseIncrement(frames, tempo);
-  fillHistories(frames);
   if (pulseMode == 0) {
-    runWave(oscWave.intValue() + static_cast<int>(firstDestinationSampleOf(oscWave)), left, right, frames);
+    const int wave = oscWave.intValue() + truncatedInt(firstDestinationSampleOf(oscWave));
+    const bool isPlain = wave < 0 || wave > 5;
+    fillHistories(wave == 1 || wave == 2 || isPlain, wave >= 1 && wave <= 3, wave == 3, frames);
+    runWave(wave, left, right, frames);
   } else {
+    fillHistories(true, true, false, frames);
     const float scale = sampleRate / (4.0F * frequency);
     differentiate(historyA.data(), scale, left, frames);
     if (pulseMode == 1) {

@@ -72,7 +72,7 @@ class ZRVAOscillator : public ZRDSPOscillator {
   void fillSteps(int frames, float tempo) noexcept;
   template <bool kLfo, bool kPulse, bool kWidthModulated>
   void advancePhases(int frames) noexcept;
-  void fillHistories(int frames) noexcept;
+  void fillHistories(bool first, bool second, bool third, int frames) noexcept;
   void runWave(int wave, float* left, float* right, int frames) noexcept;
   void smoothOutput(float* left, int frames) noexcept;
 

@@ -5,11 +5,13 @@
 
 #include "modulation/ZRDSPModMatrix.h"
 #include "voice/OscillatorLaws.h"
+#include "voice/Uniform.h"
 #include "voice/VoiceKernels.h"
 
 namespace morv {
 namespace {
 
+constexpr float kMaxFrequencyHz = 20000.0F;  // what the steps' kernel holds the frequency to
 constexpr float kTableGain = 0.95F;
 constexpr float kMaxWidth = 0.98F;
 constexpr int kHighestCopy = WavetableSet::kSubtables - 1;
@@ -26,19 +28,6 @@ float wrapped(float position, float size) noexcept {
   position = std::fmod(position, size);
   if (position < 0.0F) position += size;
   return position >= 0.0F && position < size ? position : 0.0F;
-}
-
-bool holdsStill(const float* values, int frames) noexcept {
-  const float first = values[0];
-  bool differs = false;
-  for (int i = 1; i < frames; ++i) differs |= values[i] != first;
-  return !differs;
-}
-
-bool areBelow(const float* values, float bound, int frames) noexcept {
-  bool isBelow = true;
-  for (int i = 0; i < frames; ++i) isBelow &= values[i] >= 0.0F && values[i] < bound;
-  return isBelow;
 }
 
 // Linear interpolation at a position of 0 to just below the table's length; reads one value beyond it.
@@ -129,12 +118,15 @@ void ZRWavetableOscillator::runFrequency(int frames) noexcept {
 
   const float* modulation = destinationOf(oscFreq);
   const float* cents = destinationOf(oscCents);
+  const float longest = kMaxFrequencyHz / settings.rate;
+  stepsAreShort_ = modulation != nullptr && settings.scale >= 0.0F && longest * settings.scale < 1.0F &&
+                   longest / settings.subDivisor * settings.subDetune < 1.0F;
   if (modulation == nullptr) {
     const float f = settings.base * settings.octave * settings.semitone * settings.cents;
     std::fill_n(increments_.data(), frames, f * settings.size / settings.rate * settings.scale);
     std::fill_n(subIncrements_.data(), frames,
                 f / settings.subDivisor * settings.subDetune * settings.size / settings.rate);
-  } else if (holdsStill(modulation, frames) && holdsStill(cents, frames)) {
+  } else if (isUniform(modulation, frames) && isUniform(cents, frames)) {
     const float factor = centsFactor(cents[0]);
     voiceKernels().oscillatorSteps(settings, modulation, &factor, increments_.data(), subIncrements_.data(),
                                    1);
@@ -155,7 +147,7 @@ void ZRWavetableOscillator::runFrequency(int frames) noexcept {
 void ZRWavetableOscillator::runWidths(int frames) noexcept {
   const float width = oscPulsewidth.value;
   const float* modulation = destinationOf(oscPulsewidth);
-  const bool isStill = modulation == nullptr || holdsStill(modulation, frames);
+  const bool isStill = isUniform(modulation, frames);
   const int worked = isStill ? 1 : frames;
   for (int i = 0; i < worked; ++i) {
     const float sum = width + (modulation != nullptr ? modulation[i] : 0.0F);
@@ -183,9 +175,7 @@ void ZRWavetableOscillator::runPhases(int frames) noexcept {
   const float size = static_cast<float>(tableSize);
   float one = phaseOne;
   float three = phaseThree;
-  const bool isSmooth = !phaseIsModulated_ && areBelow(increments_.data(), size, frames) &&
-                        areBelow(subIncrements_.data(), size, frames);
-  if (isSmooth) {
+  if (stepsAreShort_ && !phaseIsModulated_) {
     // Branches, as they are seldom taken and so stay out of the chain from sample to sample.
     for (int n = 0; n < frames; ++n) {
       const auto i = static_cast<std::size_t>(n);
@@ -221,13 +211,22 @@ void ZRWavetableOscillator::runPhases(int frames) noexcept {
   phaseThree = three;
 }
 
-void ZRWavetableOscillator::runGenerator(float* left, float* /*right*/, int frames,
-                                         float /*tempo*/) noexcept {
+// The band-limited copy for a note: one more for every factor of 1.44 above 0.9 times the base table's pitch.
+void ZRWavetableOscillator::chooseCopy() noexcept {
+  const bool isKnown = noteFrequency == chosenFrequency_ && tableSize == chosenSize_;
+  if (isKnown) return;
+  chosenFrequency_ = noteFrequency;
+  chosenSize_ = tableSize;
   const double copies = (std::log10(static_cast<double>(noteFrequency)) - log10Low - log10Ratio) / log10Step;
   const double copy = copies > 0.0 ? std::min(std::floor(copies), static_cast<double>(kHighestCopy)) : 0.0;
   tablePosition = static_cast<float>(copy / kHighestCopy);
   readOffset_ = static_cast<int>(copy * tableSize + 1.0);
+}
+
+void ZRWavetableOscillator::runGenerator(float* left, float* /*right*/, int frames,
+                                         float /*tempo*/) noexcept {
   if (frames <= 0) return;
+  chooseCopy();
   runFrequency(frames);
   runWidths(frames);
   runPhaseModulation(frames);

@@ -90,6 +90,7 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
  private:
   using Block = std::array<float, kMaxBlockFrames + 1>;
 
+  void chooseCopy() noexcept;
   void runFrequency(int frames) noexcept;
   void runWidths(int frames) noexcept;
   void runPhaseModulation(int frames) noexcept;
@@ -112,9 +113,12 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
   Random random_;
   WTOscState firstState_;
   WTOscState secondState_;
+  float chosenFrequency_ = -1;  // what the copy was chosen for
+  int chosenSize_ = 0;
   int readOffset_ = 1;  // first sample of the chosen copy that is read
   float lastWidth_ = 0.5F;
   bool phaseIsModulated_ = false;
+  bool stepsAreShort_ = false;  // every step of the block is above 0 and below a cycle
   Block increments_{};
   Block subIncrements_{};
   Block widths_{};

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "hosts/cli/Result.h"
+
+namespace morv::cli {
+
+// Greatest input file that is read; a score or a list of knob moves of that size is none.
+inline constexpr std::size_t kMaxInputBytes = std::size_t{64} << 20U;
+
+// All bytes of a file. The reason names the file: it cannot be opened or read, is no file, or is too large.
+Result<std::vector<std::uint8_t>> readInputFile(const std::string& path);
+
+}  // namespace morv::cli

@@ -1,0 +1,187 @@
+#include "hosts/cli/RenderCommand.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <system_error>
+#include <vector>
+
+#include "hosts/HostBlockCutter.h"
+#include "hosts/cli/AudioFileWriter.h"
+#include "hosts/cli/AutomationFile.h"
+#include "hosts/cli/LevelMeter.h"
+#include "hosts/cli/MidiFile.h"
+#include "hosts/cli/Numbers.h"
+#include "hosts/cli/ParameterNames.h"
+#include "hosts/cli/RenderOptions.h"
+#include "hosts/cli/Score.h"
+#include "hosts/cli/Terminal.h"
+#include "platform/DiagnosticRing.h"
+#include "platform/MainQueue.h"
+#include "platform/SettingsStore.h"
+#include "unit/ZQ3Unit.h"
+
+namespace morv::cli {
+namespace {
+
+// One run of the command, step by step; each step answers `ok` or has said what is wrong.
+class RenderRun {
+ public:
+  explicit RenderRun(RenderOptions options) : options_(std::move(options)) {}
+
+  ExitCode run() {
+    if (const auto code = readInputs(); code != ExitCode::ok) return code;
+    if (const auto code = prepareUnit(); code != ExitCode::ok) return code;
+    if (const auto code = findLength(); code != ExitCode::ok) return code;
+    return renderToFile();
+  }
+
+ private:
+  ExitCode readInputs() {
+    auto midi = MidiFile::read(options_.midiPath);
+    if (!midi) return fail(ExitCode::badInput, midi.reason());
+    score_.emplace(*midi, options_.sampleRateHz);
+    if (options_.automationPath) {
+      auto automation = AutomationFile::read(*options_.automationPath);
+      if (!automation) return fail(ExitCode::badInput, automation.reason());
+      automation_ = automation->rows();
+    }
+    for (const std::string& input : {options_.midiPath, options_.automationPath.value_or("")}) {
+      std::error_code error;
+      if (!input.empty() && std::filesystem::equivalent(input, options_.outPath, error)) {
+        return failUsage("render", "'" + options_.outPath + "' is both read and written");
+      }
+    }
+    return ExitCode::ok;
+  }
+
+  ExitCode prepareUnit() {
+    for (const auto& set : options_.sets) {
+      const auto parameter = findParameter(*unit_.parameterTree(), set.identifier);
+      if (!parameter) return failUsage("render", "option '--set': " + parameter.reason());
+      sets_.push_back({0, *parameter, set.value});
+      remarkRange(**parameter, set.value);
+    }
+    for (const auto& row : automation_) {
+      const auto parameter = findParameter(*unit_.parameterTree(), row.identifier);
+      if (!parameter) {
+        return fail(ExitCode::badInput,
+                    *options_.automationPath + ":" + std::to_string(row.line) + ": " + parameter.reason());
+      }
+      score_->addMove(row.seconds, *parameter, row.value);
+      remarkRange(**parameter, row.value);
+    }
+    unit_.outputBus()->format.sampleRate = options_.sampleRateHz;
+    unit_.setMaximumFramesToRender(options_.blockFrames);
+    std::string error;
+    if (!unit_.allocateRenderResources(&error)) return fail(ExitCode::failure, error);
+    if (options_.seed) unit_.setRandomSeed(*options_.seed);
+    queue_.runDue(0);  // the unit takes the settings that it wrote at its start
+    for (const auto& setting : options_.settings) applySetting(setting, unit_);
+    queue_.runDue(0);
+    queue_.runDue(0);  // once more for a setting that the unit corrects
+    for (const auto& set : sets_) set.parameter->setValue(set.value);
+    return ExitCode::ok;
+  }
+
+  // Values go through as they are; a slip of the pen deserves a word, but one is enough.
+  void remarkRange(const AUParameter& parameter, float value) {
+    const std::string remark = rangeRemark(parameter, value);
+    if (!remark.empty() && remarked_.insert(&parameter).second) warn(remark);
+  }
+
+  ExitCode findLength() {
+    frames_ = score_->lengthInFrames(options_.seconds, options_.tailSeconds, options_.blockFrames);
+    const std::uint64_t greatest = AudioFileWriter::maximumFrames(options_.format);
+    if (frames_ <= greatest) return ExitCode::ok;
+    const std::string reason = "a render of " + printFixed(secondsOf(frames_), 0) + " s is more than the " +
+                               printFixed(secondsOf(greatest), 0) + " s that a WAV file holds";
+    if (options_.seconds) return failUsage("render", reason);
+    return fail(ExitCode::badInput, options_.midiPath + ": " + reason + "; --seconds gives a length");
+  }
+
+  ExitCode renderToFile() {
+    auto writer = AudioFileWriter::create(options_.outPath, options_.sampleRateHz, options_.format);
+    if (!writer) return fail(ExitCode::outputFailed, writer.reason());
+    const auto start = std::chrono::steady_clock::now();
+    const auto written = renderBlocks(*writer);
+    if (!written) return fail(ExitCode::outputFailed, written.reason());
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+    const auto finished = writer->finish();
+    if (!finished) return fail(ExitCode::outputFailed, finished.reason());
+    report(taken.count());
+    return ExitCode::ok;
+  }
+
+  Result<bool> renderBlocks(AudioFileWriter& writer) {
+    HostBlockCutter cutter(unit_, options_.blockFrames);
+    std::vector<float> left(options_.blockFrames);
+    std::vector<float> right(options_.blockFrames);
+    for (std::uint64_t done = 0; done < frames_; done += options_.blockFrames) {
+      const auto blockStart = static_cast<AUEventSampleTime>(done);
+      const AUEventSampleTime blockEnd = blockStart + options_.blockFrames;
+      queue_.runDue(secondsOf(done));
+      for (const auto& move : score_->takeMoves(blockEnd)) move.parameter->setValue(move.value);
+      cutter.setTempo(options_.tempo ? *options_.tempo : score_->tempoAt(blockStart));
+      cutter.render(static_cast<double>(done), options_.blockFrames, left.data(), right.data(),
+                    score_->takeEvents(blockEnd));
+      DiagnosticRing::shared().drain(options_.verbose ? stderr : nullptr);
+      meter_.add(left.data(), left.size());
+      meter_.add(right.data(), right.size());
+      auto written = writer.write(left.data(), right.data(), options_.blockFrames);
+      if (!written) return written;
+      showProgress(done + options_.blockFrames);
+    }
+    return true;
+  }
+
+  void showProgress(std::uint64_t done) {
+    if (!isTerminal_) return;
+    const auto percent = static_cast<int>(done * 100 / frames_);
+    if (percent == shownPercent_) return;
+    shownPercent_ = percent;
+    std::fprintf(stderr, "\rrendering %3d %%%s", percent, percent == 100 ? "\r\033[K" : "");
+  }
+
+  void report(double takenSeconds) const {
+    const double seconds = secondsOf(frames_);
+    const std::string speed = takenSeconds > 0 ? printFixed(seconds / takenSeconds, 1) : std::string("many");
+    std::fprintf(stderr, "%s: %s s, peak %s dBFS, RMS %s dBFS, %s times real time\n",
+                 options_.outPath.c_str(), printFixed(seconds, 3).c_str(),
+                 printFixed(meter_.peakDb(), 2).c_str(), printFixed(meter_.rmsDb(), 2).c_str(),
+                 speed.c_str());
+  }
+
+  double secondsOf(std::uint64_t frames) const { return static_cast<double>(frames) / options_.sampleRateHz; }
+
+  RenderOptions options_;
+  SettingsStore standardSettings_;
+  SettingsStore sharedSettings_;
+  MainQueue queue_;
+  ZQ3Unit unit_{{&standardSettings_, &sharedSettings_, &queue_}};
+  std::optional<Score> score_;
+  std::vector<AutomationFile::Row> automation_;
+  std::vector<Score::Move> sets_;
+  std::set<const AUParameter*> remarked_;
+  std::uint64_t frames_ = 0;
+  LevelMeter meter_;
+  const bool isTerminal_ = isatty(STDERR_FILENO) == 1;
+  int shownPercent_ = -1;
+};
+
+}  // namespace
+
+ExitCode renderCommand(std::span<const std::string> words) {
+  auto options = RenderOptions::parse(words);
+  if (!options) return failUsage("render", options.reason());
+  if (options->help) return print(RenderOptions::helpText());
+  return RenderRun(std::move(*options)).run();
+}
+
+}  // namespace morv::cli

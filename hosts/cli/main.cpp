@@ -1,0 +1,53 @@
+#include <cstdio>
+#include <exception>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "hosts/cli/ExitCode.h"
+#include "hosts/cli/NearestNames.h"
+#include "hosts/cli/ParametersCommand.h"
+#include "hosts/cli/RenderCommand.h"
+#include "hosts/cli/Terminal.h"
+
+namespace morv::cli {
+namespace {
+
+constexpr const char* kHelp =
+    "Usage: morv COMMAND [OPTION]...\n"
+    "MORV, a polyphonic software synthesiser.\n"
+    "\n"
+    "  render       play a MIDI file and write its sound to a WAV file\n"
+    "  parameters   list the instrument's parameters\n"
+    "\n"
+    "  --help       print this text; 'morv COMMAND --help' tells about a command\n"
+    "  --version    print the version\n"
+    "\n"
+    "Exit codes: 0 done, 1 failure, 2 wrong usage, 3 bad input file, 4 output cannot be written, 5 device.\n";
+
+ExitCode run(std::span<const std::string> words) {
+  if (words.empty()) return failUsage("", "which command?");
+  const std::string& command = words.front();
+  if (command == "--help") return print(kHelp);
+  if (command == "--version") return print("morv " MORV_VERSION "\n");
+  if (command == "render") return renderCommand(words.subspan(1));
+  if (command == "parameters") return parametersCommand(words.subspan(1));
+  if (command.starts_with("-")) return failUsage("", "unknown option '" + command + "'");
+  const auto nearest = nearestNames(command, {"render", "parameters"}, 1);
+  return failUsage("", "unknown command '" + command + "'; the nearest is " + nearest.front());
+}
+
+}  // namespace
+}  // namespace morv::cli
+
+int main(int argc, char** argv) {
+  using morv::cli::ExitCode;
+  ExitCode code = ExitCode::failure;
+  try {
+    const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
+    code = morv::cli::run(words);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "morv: %s\n", error.what());
+  }
+  return static_cast<int>(code);
+}

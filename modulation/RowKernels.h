@@ -1,0 +1,30 @@
+#pragma once
+
+#include "modulation/ModMatrixCore.h"
+#include "platform/NonBlocking.h"
+
+namespace morv {
+
+// The matrix's hot loops over one block. They exist once for plain x86-64 and once for AVX2; the better one
+// that the machine has is chosen when the program starts. Both round in the same places. Any thread; 0 frames
+// are legal.
+struct RowKernels {
+  const char* name = nullptr;
+  // out = f(source) gain, or out += f(source) gain when `adds` is set, with f the transform. A transform
+  // without an operation counts as plain; ask `hasOperation` first.
+  void (*route)(ZRDSPModMatrixTransform transform, const float* source, float gain, float* out, bool adds,
+                int frames) noexcept = nullptr;
+  // out = f(source).
+  void (*apply)(ZRDSPModMatrixTransform transform, const float* source, float* out,
+                int frames) noexcept = nullptr;
+  // a *= b gain.
+  void (*scale)(float* a, const float* b, float gain, int frames) noexcept = nullptr;
+  float (*sum)(const float* values, int frames) noexcept = nullptr;
+};
+
+const RowKernels& rowKernels() noexcept;
+const RowKernels& baselineRowKernels() noexcept;
+// Null where the machine has no AVX2.
+const RowKernels* avx2RowKernels() noexcept;
+
+}  // namespace morv

@@ -1,0 +1,95 @@
+#include "platform/MainQueue.h"
+
+#include <algorithm>
+
+namespace morv {
+
+MainQueue::Token MainQueue::post(Task task) { return add(0, std::move(task)); }
+
+MainQueue::Token MainQueue::postAfter(double seconds, Task task) { return add(seconds, std::move(task)); }
+
+MainQueue::Token MainQueue::add(double seconds, Task task) {
+  const std::lock_guard lock(mutex_);
+  const bool delayed = seconds > 0;
+  const Token token = nextToken_++;
+  tasks_.emplace(std::pair(delayed ? now_ + seconds : now_, token), Entry{std::move(task), delayed});
+  return token;
+}
+
+bool MainQueue::cancel(Token token) {
+  const std::lock_guard lock(mutex_);
+  const auto found = std::find_if(tasks_.begin(), tasks_.end(),
+                                  [token](const auto& entry) { return entry.first.second == token; });
+  if (found == tasks_.end()) return false;
+  tasks_.erase(found);
+  return true;
+}
+
+void MainQueue::runDue(double now) {
+  Token firstTokenOfLaterPosts = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    if (running_) return;
+    running_ = true;
+    firstTokenOfLaterPosts = nextToken_;
+  }
+  runRenderMessages();
+  while (runNextTask(now, firstTokenOfLaterPosts)) {
+  }
+  const std::lock_guard lock(mutex_);
+  now_ = std::max(now_, now);
+  running_ = false;
+}
+
+bool MainQueue::runNextTask(double now, Token firstTokenOfLaterPosts) {
+  Task task;
+  {
+    const std::lock_guard lock(mutex_);
+    const auto end = tasks_.upper_bound(std::pair(std::max(now, now_), UINT64_MAX));
+    const auto found = std::find_if(tasks_.begin(), end, [firstTokenOfLaterPosts](const auto& entry) {
+      return entry.second.delayed || entry.first.second < firstTokenOfLaterPosts;
+    });
+    if (found == end) return false;
+    now_ = std::max(now_, found->first.first);
+    task = std::move(found->second.task);
+    tasks_.erase(found);
+  }
+  task();
+  return true;
+}
+
+double MainQueue::now() const {
+  const std::lock_guard lock(mutex_);
+  return now_;
+}
+
+std::int32_t MainQueue::addRenderHandler(std::function<void(std::int32_t value)> handler) {
+  const std::lock_guard lock(mutex_);
+  renderHandlers_.emplace(nextKind_, std::move(handler));
+  return nextKind_++;
+}
+
+void MainQueue::removeRenderHandler(std::int32_t kind) {
+  const std::lock_guard lock(mutex_);
+  renderHandlers_.erase(kind);
+}
+
+bool MainQueue::postFromRender(std::int32_t kind, std::int32_t value) noexcept {
+  return renderMessages_.push({kind, value});
+}
+
+void MainQueue::runRenderMessages() {
+  RenderMessageRing::Message message;
+  for (std::size_t i = 0; i < RenderMessageRing::kCapacity && renderMessages_.take(&message); ++i) {
+    std::function<void(std::int32_t)> handler;
+    {
+      const std::lock_guard lock(mutex_);
+      const auto found = renderHandlers_.find(message.kind);
+      if (found == renderHandlers_.end()) continue;
+      handler = found->second;
+    }
+    handler(message.value);
+  }
+}
+
+}  // namespace morv

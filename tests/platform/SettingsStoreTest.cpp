@@ -1,0 +1,106 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "platform/SettingsStore.h"
+
+namespace morv {
+namespace {
+
+TEST(SettingsStore, ReadsAMissingKeyAsNothing) {
+  const SettingsStore store;
+
+  EXPECT_FALSE(store.has("midiMode"));
+  EXPECT_FALSE(store.boolForKey("midiMode"));
+  EXPECT_EQ(store.integerForKey("midiMode"), 0);
+  EXPECT_EQ(store.doubleForKey("midiMode"), 0.0);
+  EXPECT_EQ(store.stringForKey("midiMode"), "");
+}
+
+TEST(SettingsStore, KeepsEachKindOfValue) {
+  SettingsStore store;
+
+  store.setBool("b", true);
+  store.setInteger("i", -7);
+  store.setDouble("d", 2.75);
+  store.setString("s", "cloud");
+
+  EXPECT_TRUE(store.boolForKey("b"));
+  EXPECT_EQ(store.integerForKey("i"), -7);
+  EXPECT_EQ(store.doubleForKey("d"), 2.75);
+  EXPECT_EQ(store.stringForKey("s"), "cloud");
+}
+
+TEST(SettingsStore, ReadsOneKindAsAnother) {
+  SettingsStore store;
+  store.setBool("b", true);
+  store.setInteger("i", 3);
+  store.setDouble("d", -2.75);
+  store.setString("s", "12");
+
+  EXPECT_EQ(store.integerForKey("b"), 1);
+  EXPECT_EQ(store.doubleForKey("b"), 1.0);
+  EXPECT_TRUE(store.boolForKey("i"));
+  EXPECT_EQ(store.doubleForKey("i"), 3.0);
+  EXPECT_EQ(store.integerForKey("d"), -2);
+  EXPECT_TRUE(store.boolForKey("d"));
+  EXPECT_EQ(store.integerForKey("s"), 0);
+  EXPECT_EQ(store.stringForKey("i"), "");
+}
+
+TEST(SettingsStore, CutsRealsThatNoIntegerHolds) {
+  SettingsStore store;
+  store.setDouble("high", 1e300);
+  store.setDouble("low", -1e300);
+  store.setDouble("none", std::numeric_limits<double>::quiet_NaN());
+
+  EXPECT_EQ(store.integerForKey("high"), INT64_MAX);
+  EXPECT_EQ(store.integerForKey("low"), INT64_MIN);
+  EXPECT_EQ(store.integerForKey("none"), 0);
+}
+
+TEST(SettingsStore, TellsObserversOfEachChangeAndOnlyOfChanges) {
+  SettingsStore store;
+  std::vector<std::string> seen;
+  store.addObserver([&](const std::string& key) { seen.push_back(key); });
+
+  store.setInteger("a", 1);
+  store.setInteger("a", 1);
+  store.setInteger("a", 2);
+  store.setDouble("a", 2.0);
+  store.remove("a");
+  store.remove("a");
+
+  EXPECT_THAT(seen, testing::ElementsAre("a", "a", "a", "a"));
+}
+
+TEST(SettingsStore, LetsAnObserverReadAndWriteTheStore) {
+  SettingsStore store;
+  store.addObserver([&](const std::string& key) {
+    if (key == "source") store.setInteger("copy", store.integerForKey("source"));
+  });
+
+  store.setInteger("source", 5);
+
+  EXPECT_EQ(store.integerForKey("copy"), 5);
+}
+
+TEST(SettingsStore, StopsTellingARemovedObserver) {
+  SettingsStore store;
+  int first = 0;
+  int second = 0;
+  const auto token = store.addObserver([&](const std::string&) { ++first; });
+  store.addObserver([&](const std::string&) { ++second; });
+
+  store.removeObserver(token);
+  store.setBool("a", true);
+
+  EXPECT_EQ(first, 0);
+  EXPECT_EQ(second, 1);
+}
+
+}  // namespace
+}  // namespace morv

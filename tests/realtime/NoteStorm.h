@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+
+namespace morv {
+
+// What came of a storm.
+struct StormResult {
+  long blocks = 0;
+  double seconds = 0;
+  long badSamples = 0;    // not finite
+  long trappedCalls = 0;  // allocations, locks, waits, I/O inside render calls
+  const char* lastTrapped = "";
+  float peak = 0;
+  int mostVoices = 0;  // entries of the held-note map
+};
+
+// Renders `seconds` of random MIDI of every type and random parameter events, in blocks of 1 to 4096 frames,
+// all drawn from the seed, with every render call inside a RenderTrap.
+StormResult runNoteStorm(std::uint64_t seed, double seconds);
+
+}  // namespace morv

@@ -1,0 +1,40 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "tests/realtime/NoteStorm.h"
+#include "tests/realtime/RenderTrap.h"
+
+namespace morv {
+namespace {
+
+class NoteStorm : public testing::TestWithParam<int> {};
+
+TEST_P(NoteStorm, KeepsEverySampleFiniteAndNeverAllocatesLocksOrWaits) {
+  const auto seed = static_cast<std::uint64_t>(GetParam());
+
+  const StormResult result = runNoteStorm(seed, 10.0);
+
+  EXPECT_EQ(result.badSamples, 0) << "seed " << seed;
+  EXPECT_EQ(result.trappedCalls, 0) << "seed " << seed << " last " << result.lastTrapped;
+  EXPECT_GT(result.peak, 0.01F) << "seed " << seed;
+  EXPECT_GE(result.mostVoices, 4) << "seed " << seed;
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, NoteStorm, testing::Range(1, 9));
+
+TEST(RenderTrap, CatchesAnAllocationWhereItIsArmed) {
+  const long before = RenderTrap::caught();
+
+  {
+    const RenderTrap trap;
+    void* volatile memory = std::malloc(16);
+    std::free(memory);
+  }
+
+  EXPECT_EQ(RenderTrap::caught() - before, RenderTrap::isArmed() ? 2 : 0);
+}
+
+}  // namespace
+}  // namespace morv

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/MainQueue.h"
+#include "platform/SettingsStore.h"
+#include "unit/ZQ3Unit.h"
+
+namespace morv {
+
+// Settings and a main queue of a test's own, and a unit whose engine is in reach.
+struct UnitSurroundings {
+  SettingsStore standard;
+  SettingsStore shared;
+  MainQueue queue;
+  AudioUnitServices services{&standard, &shared, &queue};
+};
+
+class OpenUnit : public ZQ3Unit {
+ public:
+  explicit OpenUnit(UnitSurroundings& surroundings) : ZQ3Unit(surroundings.services) {}
+
+  ZQ3DSPKernel& kernel() { return _kernel; }
+  ZRDSPInstrument& instrument() { return *_kernel.instrument; }
+  BufferedOutputBus& output() { return _outputBuffer; }
+};
+
+}  // namespace morv

@@ -1,0 +1,243 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "tests/unit/UnitSurroundings.h"
+
+namespace morv {
+namespace {
+
+constexpr std::uint32_t kFrames = 256;
+constexpr float kUntouched = 7.0F;
+
+class ZQ3UnitRender : public testing::Test {
+ protected:
+  static AURenderEvent midi(std::uint8_t status, std::uint8_t first, std::uint8_t second) {
+    AURenderEvent event{};
+    event.MIDI = {nullptr, 0, AURenderEventMIDI, 3, 0, {status, first, second}};
+    return event;
+  }
+  AUAudioUnitStatus render(const AURenderEvent* events = nullptr, std::uint32_t frames = kFrames) {
+    const AudioTimeStamp timestamp{sampleTime_};
+    const auto bytes = frames * static_cast<std::uint32_t>(sizeof(float));
+    AudioBufferList output;
+    output.mNumberBuffers = 2;
+    output.mBuffers[0] = {1, bytes, left_.data()};
+    output.mBuffers[1] = {1, bytes, right_.data()};
+    AudioUnitRenderActionFlags flags = 0;
+    sampleTime_ += frames;
+    return block_(&flags, &timestamp, frames, 0, &output, events, nullptr);
+  }
+  float peak() const {
+    float greatest = 0;
+    for (std::size_t i = 0; i < kFrames; ++i) {
+      greatest = std::max({greatest, std::abs(left_[i]), std::abs(right_[i])});
+    }
+    return greatest;
+  }
+  // Greatest sample over a number of blocks.
+  float peakOver(int blocks) {
+    float greatest = 0;
+    for (int i = 0; i < blocks; ++i) {
+      render();
+      greatest = std::max(greatest, peak());
+    }
+    return greatest;
+  }
+
+  UnitSurroundings around_;
+  OpenUnit unit_{around_};
+  AUInternalRenderBlock block_ = unit_.internalRenderBlock();
+  std::vector<float> left_ = std::vector<float>(4096, kUntouched);
+  std::vector<float> right_ = std::vector<float>(4096, kUntouched);
+  double sampleTime_ = 0;
+};
+
+TEST_F(ZQ3UnitRender, LeavesTheOutputAsItCameWithoutResources) {
+  EXPECT_EQ(render(), 0);
+
+  EXPECT_THAT(left_, testing::Each(kUntouched));
+  EXPECT_THAT(right_, testing::Each(kUntouched));
+}
+
+TEST_F(ZQ3UnitRender, TakesTheTempoEvenWithoutResources) {
+  unit_.musicalContextBlock = [](double* tempo) {
+    *tempo = 133.25;
+    return true;
+  };
+
+  render();
+
+  EXPECT_EQ(unit_.tempo(), 133.25F);
+  EXPECT_EQ(unit_.kernel().tempo.load(), 133.25F);
+}
+
+TEST_F(ZQ3UnitRender, KeepsTheTempoOfAHostThatTellsNone) {
+  unit_.setTempo(90.0F);
+  render();
+  EXPECT_EQ(unit_.kernel().tempo.load(), 90.0F);
+
+  unit_.musicalContextBlock = [](double*) { return false; };
+  render();
+
+  EXPECT_EQ(unit_.tempo(), 90.0F);
+  EXPECT_EQ(unit_.kernel().tempo.load(), 90.0F);
+}
+
+TEST_F(ZQ3UnitRender, IsExactlySilentWhenFresh) {
+  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
+
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(render(), 0);
+    EXPECT_EQ(peak(), 0.0F);
+  }
+}
+
+TEST_F(ZQ3UnitRender, SoundsForANote) {
+  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
+  const AURenderEvent on = midi(0x90, 60, 100);
+
+  render(&on);
+
+  EXPECT_GT(peakOver(40), 0.001F);
+}
+
+TEST_F(ZQ3UnitRender, IsExactlySilentFromTheBlockThatFollowsTheMute) {
+  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
+  const AURenderEvent on = midi(0x90, 60, 100);
+  render(&on);
+  ASSERT_GT(peakOver(40), 0.001F);
+
+  unit_.setIsMuted(true);
+  EXPECT_EQ(peakOver(10), 0.0F);
+  unit_.unmute();
+
+  EXPECT_GT(peakOver(10), 0.001F);
+}
+
+TEST_F(ZQ3UnitRender, CarriesOutParameterEvents) {
+  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
+  AURenderEvent ramp{};
+  ramp.parameter = {nullptr, 100, AURenderEventParameterRamp, 5000, unit_.outputVolumeParameter()->address(),
+                    0.25F};
+
+  render(&ramp);
+
+  EXPECT_EQ(unit_.outputVolumeParameter()->value(), 0.25F);
+}
+
+TEST_F(ZQ3UnitRender, LendsItsOwnMemoryToBuffersWithoutAny) {
+  unit_.setMaximumFramesToRender(kFrames);
+  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
+  const AudioTimeStamp timestamp{0};
+  AudioBufferList output;
+  output.mNumberBuffers = 2;
+  AudioUnitRenderActionFlags flags = 0;
+
+  block_(&flags, &timestamp, kFrames, 0, &output, nullptr, nullptr);
+
+  for (int channel = 0; channel < 2; ++channel) {
+    const AudioBuffer& buffer = output.mBuffers.at(static_cast<std::size_t>(channel));
+    ASSERT_NE(buffer.mData, nullptr);
+    EXPECT_EQ(buffer.mDataByteSize, kFrames * sizeof(float));
+    EXPECT_EQ(buffer.mNumberChannels, 1U);
+    const auto* samples = static_cast<const float*>(buffer.mData);
+    EXPECT_TRUE(std::all_of(samples, samples + kFrames, [](float sample) { return sample == 0.0F; }));
+  }
+  EXPECT_NE(output.mBuffers[0].mData, output.mBuffers[1].mData);
+}
+
+TEST_F(ZQ3UnitRender, TouchesOnlyTheFramesAskedFor) {
+  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
+
+  render(nullptr, 10);
+
+  EXPECT_EQ(left_[9], 0.0F);
+  EXPECT_EQ(left_[10], kUntouched);
+  EXPECT_EQ(right_[10], kUntouched);
+}
+
+TEST_F(ZQ3UnitRender, ShowsEveryMidiMessageToTheMonitorFirst) {
+  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
+  std::vector<std::tuple<int, int, int>> heard;
+  unit_.setMidiControllerHandler(
+      [&](int controller, int value, int channel) { heard.emplace_back(controller, value, channel); });
+  const AURenderEvent controller = midi(0xB2, 74, 12);
+
+  render(&controller);
+
+  EXPECT_THAT(heard, testing::ElementsAre(std::tuple(74, 12, 3)));
+}
+
+TEST_F(ZQ3UnitRender, FlushesDenormalsInsideTheCallOnly) {
+  volatile float tiny = 1e-40F;
+  float inside = 1.0F;
+  unit_.musicalContextBlock = [&](double*) {
+    inside = tiny * 2.0F;
+    return false;
+  };
+
+  render();
+  const float outside = tiny * 2.0F;
+
+  EXPECT_EQ(inside, 0.0F);
+  EXPECT_NE(outside, 0.0F);
+}
+
+TEST_F(ZQ3UnitRender, AllocationHandsRateAndBlockToTheEngine) {
+  unit_.outputBus()->format.sampleRate = 96000.0;
+  unit_.setMaximumFramesToRender(512);
+
+  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
+
+  EXPECT_TRUE(unit_.renderResourcesAllocated());
+  EXPECT_EQ(unit_.instrument().sampleRate, 96000.0F);
+  EXPECT_EQ(unit_.instrument().blockSize, 512);
+  EXPECT_EQ(unit_.output().maxFrames, 512U);
+}
+
+TEST_F(ZQ3UnitRender, ARefusedAllocationChangesNothing) {
+  const float rate = unit_.instrument().sampleRate;
+  unit_.outputBus()->format.sampleRate = 0;
+  std::string error;
+
+  EXPECT_FALSE(unit_.allocateRenderResources(&error));
+
+  EXPECT_THAT(error, testing::HasSubstr("sample rate"));
+  EXPECT_FALSE(unit_.renderResourcesAllocated());
+  EXPECT_EQ(unit_.instrument().sampleRate, rate);
+  EXPECT_EQ(unit_.output().pcmBuffer, nullptr);
+}
+
+TEST_F(ZQ3UnitRender, DeallocationStopsTheOutputAndKeepsTheInstrument) {
+  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
+  const ZRDSPInstrument* instrument = &unit_.instrument();
+
+  unit_.deallocateRenderResources();
+  render();
+
+  EXPECT_THAT(left_, testing::Each(kUntouched));
+  EXPECT_EQ(unit_.output().pcmBuffer, nullptr);
+  EXPECT_EQ(&unit_.instrument(), instrument);
+}
+
+TEST_F(ZQ3UnitRender, MayBeAllocatedAgainAtAnotherRate) {
+  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
+  unit_.deallocateRenderResources();
+  unit_.outputBus()->format.sampleRate = 48000.0;
+
+  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
+
+  EXPECT_EQ(unit_.instrument().sampleRate, 48000.0F);
+  EXPECT_EQ(render(), 0);
+  EXPECT_EQ(peak(), 0.0F);
+}
+
+}  // namespace
+}  // namespace morv

@@ -1,0 +1,130 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/unit/UnitSurroundings.h"
+
+namespace morv {
+namespace {
+
+TEST(ZQ3UnitSettings, WritesTheDefaultsAtTheFirstStart) {
+  UnitSurroundings around;
+  const OpenUnit unit(around);
+
+  EXPECT_TRUE(around.standard.boolForKey("didInitAUPrefs"));
+  EXPECT_TRUE(around.standard.boolForKey("midiMode"));
+  EXPECT_EQ(around.standard.integerForKey("midiMode"), 1);
+  EXPECT_TRUE(around.standard.has("midiNotePriority"));
+  EXPECT_EQ(around.standard.integerForKey("midiNotePriority"), 0);
+  EXPECT_EQ(around.shared.doubleForKey("midiMPEBendRange"), 48.0);
+  EXPECT_FALSE(around.standard.has("midiChannel"));
+}
+
+TEST(ZQ3UnitSettings, KeepsAtALaterStartWhatTheUserSet) {
+  UnitSurroundings around;
+  { const OpenUnit first(around); }
+  around.standard.setBool("midiMode", false);
+  around.standard.setInteger("midiNotePriority", 2);
+  around.shared.setDouble("midiMPEBendRange", 12.0);
+
+  const OpenUnit second(around);
+
+  EXPECT_FALSE(around.standard.boolForKey("midiMode"));
+  EXPECT_EQ(around.standard.integerForKey("midiNotePriority"), 2);
+  EXPECT_EQ(around.shared.doubleForKey("midiMPEBendRange"), 12.0);
+}
+
+TEST(ZQ3UnitSettings, HandsBendRangeAndNotePriorityToTheInstrumentOnTheMainQueue) {
+  UnitSurroundings around;
+  OpenUnit unit(around);
+  around.queue.runDue(0);
+
+  around.shared.setDouble("midiMPEBendRange", 24.0);
+  around.shared.setInteger("midiNotePriority", 2);
+  EXPECT_EQ(unit.instrument().mpeBendRange.load(), 48.0F);
+  around.queue.runDue(1);
+
+  EXPECT_EQ(unit.instrument().mpeBendRange.load(), 24.0F);
+  EXPECT_EQ(unit.instrument().notePriority.load(), 2);
+}
+
+TEST(ZQ3UnitSettings, ReadsNoNotePriorityFromTheStandardStore) {
+  UnitSurroundings around;
+  OpenUnit unit(around);
+
+  around.standard.setInteger("midiNotePriority", 2);
+  around.queue.runDue(0);
+
+  EXPECT_EQ(unit.instrument().notePriority.load(), 0);
+}
+
+TEST(ZQ3UnitSettings, AMissingBendRangeGivesZeroUntilTheNoticeOfItsDefault) {
+  UnitSurroundings around;
+  OpenUnit unit(around);
+  around.queue.runDue(0);
+
+  around.shared.remove("midiMPEBendRange");
+  around.queue.runDue(1);
+  EXPECT_EQ(unit.instrument().mpeBendRange.load(), 0.0F);
+  EXPECT_EQ(around.shared.doubleForKey("midiMPEBendRange"), 48.0);
+  around.queue.runDue(2);
+
+  EXPECT_EQ(unit.instrument().mpeBendRange.load(), 48.0F);
+}
+
+TEST(ZQ3UnitSettings, TellsWhatItIs) {
+  UnitSurroundings around;
+  const OpenUnit unit(around);
+
+  EXPECT_EQ(unit.componentName(), "MORV");
+  EXPECT_EQ(unit.audioUnitName(), "MORV");
+  EXPECT_EQ(unit.audioUnitShortName(), "MORV");
+  EXPECT_TRUE(unit.supportsMPE());
+  EXPECT_TRUE(unit.isMusicDeviceOrEffect());
+  EXPECT_EQ(unit.virtualMIDICableCount(), 1);
+}
+
+TEST(ZQ3UnitSettings, HasOneStereoOutputAndNoInput) {
+  UnitSurroundings around;
+  OpenUnit unit(around);
+
+  EXPECT_EQ(unit.outputBusses()->busType(), AUAudioUnitBusType::output);
+  EXPECT_THAT(unit.outputBusses()->busses(), testing::ElementsAre(unit.outputBus()));
+  EXPECT_EQ(unit.outputBus()->format.sampleRate, 44100.0);
+  EXPECT_EQ(unit.outputBus()->format.channelCount, 2U);
+  EXPECT_EQ(unit.outputBus()->maximumChannelCount, 2U);
+  EXPECT_EQ(unit.inputBusses(), nullptr);
+  EXPECT_EQ(unit.maximumFramesToRender(), 1024U);
+}
+
+TEST(ZQ3UnitSettings, GivesTheFirstVoicesMatrix) {
+  UnitSurroundings around;
+  OpenUnit unit(around);
+
+  EXPECT_EQ(unit.getModMatrix(), unit.instrument().voices.front()->modMatrix.get());
+  EXPECT_NE(unit.getModMatrix(), nullptr);
+}
+
+TEST(ZQ3UnitSettings, GatesTheFirstVoiceAlone) {
+  UnitSurroundings around;
+  OpenUnit unit(around);
+
+  unit.setGate(1);
+
+  EXPECT_EQ(unit.instrument().voices[0]->gate, 1);
+  EXPECT_EQ(unit.instrument().voices[1]->gate, 0);
+}
+
+TEST(ZQ3UnitSettings, KeepsATempoForItselfAndTheKernel) {
+  UnitSurroundings around;
+  OpenUnit unit(around);
+  EXPECT_EQ(unit.tempo(), 0.0F);
+  EXPECT_EQ(unit.kernel().tempo.load(), 120.0F);
+
+  unit.setTempo(97.5F);
+
+  EXPECT_EQ(unit.tempo(), 97.5F);
+  EXPECT_EQ(unit.kernel().tempo.load(), 97.5F);
+}
+
+}  // namespace
+}  // namespace morv

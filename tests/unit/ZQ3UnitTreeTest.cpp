@@ -1,0 +1,161 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <set>
+#include <string>
+
+#include "tests/unit/UnitSurroundings.h"
+
+namespace morv {
+namespace {
+
+// Two parameters at known addresses, one of them the address that takes no value.
+class TwoKnobEffect : public ZRDSPEffect {
+ public:
+  static constexpr int kHeld = 896;
+  static constexpr int kFree = 897;
+
+  explicit TwoKnobEffect(float sampleRateHz) : ZRDSPEffect(sampleRateHz) {
+    identifier = "twoknob";
+    name = "Two Knobs";
+    initParameter("held", "Held", kHeld, 0, 1, {}, ZRDSPParameterUnit::generic, 0.5F, &held);
+    initParameter("free", "Free", kFree, 0, 1, {}, ZRDSPParameterUnit::generic, 0.5F, &free);
+  }
+  void runEffect(const float*, const float*, float*, float*, int, float) noexcept override {}
+  void reset() override {}
+
+  ZRDSPParameter held;
+  ZRDSPParameter free;
+};
+
+class ZQ3UnitTree : public testing::Test {
+ protected:
+  // Adds the effect with its common parameters out of the way of the two, and builds the tree anew.
+  std::shared_ptr<AUParameterTree> treeWithEffect() {
+    ZRDSPEntity::addr = 5000;
+    unit_.instrument().addEffect<TwoKnobEffect>(44100.0F, 0);
+    effect_ = static_cast<TwoKnobEffect*>(unit_.instrument().effects.back().get());
+    return unit_.generateParameterTree();
+  }
+  AUParameter& parameter(const std::string& identifier) {
+    return *unit_.parameterTree()->parameterForKeyPath("morv." + identifier);
+  }
+
+  UnitSurroundings around_;
+  OpenUnit unit_{around_};
+  TwoKnobEffect* effect_ = nullptr;
+};
+
+TEST_F(ZQ3UnitTree, BeginsWithTheInstrumentsGroup) {
+  const auto& group = *unit_.parameterTree()->children().front();
+  const auto records = unit_.instrument().parameters();
+
+  EXPECT_EQ(group.identifier(), "morv");
+  EXPECT_EQ(group.displayName(), "MORV");
+  ASSERT_EQ(group.children().size(), records.size());
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    const AUParameter& shown = *group.children()[i];
+    EXPECT_EQ(shown.identifier(), records[i]->identifier);
+    EXPECT_EQ(shown.displayName(), records[i]->name);
+    EXPECT_EQ(static_cast<std::int64_t>(shown.address()), records[i]->address);
+    EXPECT_EQ(shown.minValue(), records[i]->minValue);
+    EXPECT_EQ(shown.maxValue(), records[i]->maxValue);
+    EXPECT_EQ(shown.unit(), static_cast<std::int32_t>(records[i]->unit));
+    EXPECT_EQ(shown.flags(), records[i]->flags);
+    EXPECT_EQ(shown.value(), records[i]->value.load());
+  }
+}
+
+TEST_F(ZQ3UnitTree, HoldsEachAddressOnce) {
+  std::set<AUParameterAddress> addresses;
+
+  for (const AUParameter* each : unit_.parameterTree()->allParameters()) addresses.insert(each->address());
+
+  EXPECT_EQ(addresses.size(), unit_.parameterTree()->allParameters().size());
+}
+
+TEST_F(ZQ3UnitTree, KnowsTheOutputVolume) { EXPECT_EQ(unit_.outputVolumeParameter(), &parameter("volume")); }
+
+TEST_F(ZQ3UnitTree, ShowsTheStringsOfTheVoiceMode) {
+  EXPECT_THAT(parameter("voiceMode").valueStrings(), testing::ElementsAre("Poly", "Unison"));
+}
+
+TEST_F(ZQ3UnitTree, WritesAVoiceParameterToEveryVoice) {
+  AUParameter& cutoff = parameter("filterCutoff");
+
+  cutoff.setValue(432.0F);
+
+  for (const auto& voice : unit_.instrument().voices) {
+    EXPECT_EQ(voice->parameterValueForAddress(static_cast<int>(cutoff.address())), 432.0F);
+  }
+}
+
+TEST_F(ZQ3UnitTree, WritesGlobalsToTheInstrument) {
+  parameter("volume").setValue(0.125F);
+  parameter("midiMode").setValue(0.0F);
+
+  EXPECT_EQ(unit_.instrument().volume.value.load(), 0.125F);
+  EXPECT_EQ(unit_.instrument().midiMode.intValue(), 0);
+}
+
+TEST_F(ZQ3UnitTree, ReadsWhatTheEngineHolds) {
+  parameter("volume").setValue(0.5F);
+  unit_.instrument().volume = 0.25F;
+
+  EXPECT_EQ(parameter("volume").value(), 0.25F);
+}
+
+TEST_F(ZQ3UnitTree, ShowsTheVoiceNumberThatTheEngineCutDown) {
+  parameter("voiceNumber").setValue(99.0F);
+
+  EXPECT_EQ(parameter("voiceNumber").value(), 8.0F);
+}
+
+TEST_F(ZQ3UnitTree, HasOneGroupForEachEffectBehindTheInstrument) {
+  const auto tree = treeWithEffect();
+
+  ASSERT_EQ(tree->children().size(), unit_.instrument().effects.size() + 1);
+  EXPECT_EQ(tree->children().back()->identifier(), "twoknob");
+  EXPECT_EQ(tree->children().back()->displayName(), "Two Knobs");
+  EXPECT_NE(tree->parameterForKeyPath("twoknob.held"), nullptr);
+}
+
+TEST_F(ZQ3UnitTree, WritesEffectParametersToTheEffect) {
+  const auto tree = treeWithEffect();
+
+  tree->parameterForKeyPath("twoknob.free")->setValue(0.7F);
+
+  EXPECT_EQ(effect_->free.value.load(), 0.7F);
+}
+
+TEST_F(ZQ3UnitTree, StoresZeroAtEffectAddress896WhateverIsAsked) {
+  const auto tree = treeWithEffect();
+
+  tree->parameterWithAddress(TwoKnobEffect::kHeld)->setValue(0.7F);
+
+  EXPECT_EQ(effect_->held.value.load(), 0.0F);
+}
+
+TEST_F(ZQ3UnitTree, ReadsEffectParametersFromTheTreeItself) {
+  const auto tree = treeWithEffect();
+  AUParameter& free = *tree->parameterForKeyPath("twoknob.free");
+  free.setValue(0.7F);
+
+  effect_->free = 0.1F;
+
+  EXPECT_EQ(free.value(), 0.7F);
+}
+
+TEST_F(ZQ3UnitTree, OutlivesItsUnitWithTheEngineThatItDrives) {
+  auto unit = std::make_unique<OpenUnit>(around_);
+  const auto tree = unit->generateParameterTree();
+  unit.reset();
+
+  tree->parameterForKeyPath("morv.volume")->setValue(0.375F);
+
+  EXPECT_EQ(tree->parameterForKeyPath("morv.volume")->value(), 0.375F);
+}
+
+}  // namespace
+}  // namespace morv

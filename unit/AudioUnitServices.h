@@ -1,0 +1,16 @@
+#pragma once
+
+#include "platform/MainQueue.h"
+#include "platform/SettingsStore.h"
+
+namespace morv {
+
+// What a unit asks of its surroundings. They belong to whoever makes the unit and outlive it; several units
+// may share them.
+struct AudioUnitServices {
+  SettingsStore* standardSettings = nullptr;  // of the program
+  SettingsStore* sharedSettings = nullptr;    // of the suite that unit and view share
+  MainQueue* mainQueue = nullptr;
+};
+
+}  // namespace morv

@@ -1,0 +1,11 @@
+#include "unit/RenderCallbacks.h"
+
+#include "unit/ZRAudioUnit.h"
+
+namespace morv {
+
+void voiceTriggered(int note, int /*channel*/, void* owner) noexcept {
+  static_cast<ZRAudioUnit*>(owner)->postVoiceTriggered(note);
+}
+
+}  // namespace morv

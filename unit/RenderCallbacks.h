@@ -1,0 +1,11 @@
+#pragma once
+
+#include "platform/NonBlocking.h"
+
+namespace morv {
+
+// Has the main queue tell the delegate of the unit `owner` (a ZRAudioUnit) that a voice began to play `note`.
+// Fits the kernel's slot for it. Render thread.
+void voiceTriggered(int note, int channel, void* owner) noexcept MORV_NONBLOCKING;
+
+}  // namespace morv

@@ -1,0 +1,133 @@
+#include "unit/ZQ3Unit.h"
+
+#include "platform/DiagnosticRing.h"
+#include "platform/ScopedFlushDenormals.h"
+
+namespace morv {
+namespace {
+
+constexpr double kInitialSampleRateHz = 44100.0;
+constexpr std::uint32_t kChannels = 2;
+constexpr int kInitialMaximumFrames = 1024;
+constexpr int kVoices = 8;
+constexpr double kDefaultMPEBendRange = 48.0;  // semitones
+
+// The one effect parameter, by address, that takes no value but 0.
+constexpr AUParameterAddress kAddressHeldAtZero = 896;
+
+constexpr const char* kDidInitAUPrefs = "didInitAUPrefs";
+constexpr const char* kMidiMode = "midiMode";
+constexpr const char* kMidiNotePriority = "midiNotePriority";
+constexpr const char* kMidiMPEBendRange = "midiMPEBendRange";
+
+}  // namespace
+
+ZQ3Unit::ZQ3Unit(const AudioUnitServices& services) : ZRAudioUnit(services) {
+  DiagnosticRing::shared().post("Initializing Audio Component: MORV\n");
+  const AVAudioFormat format{kInitialSampleRateHz, kChannels};
+  _kernel.init(static_cast<int>(format.channelCount), format.sampleRate, kInitialMaximumFrames, kVoices);
+  _kernel.owner = static_cast<ZRAudioUnit*>(this);
+  _kernel.midiMonitorBlock = midiMonitorBlock();
+  _outputBuffer.init(format, kChannels);
+  outputBusArray_ = std::make_unique<AUAudioUnitBusArray>(AUAudioUnitBusType::output,
+                                                          std::vector<AUAudioUnitBus*>{outputBus()});
+  setParameterTree(ZQ3Unit::generateParameterTree());
+  outputVolumeParameter_ = parameterTree()->parameterForKeyPath("morv.volume");
+  setMaximumFramesToRender(kInitialMaximumFrames);
+  musicalContextBlock = nullptr;
+  _initPrefsIfNecesarry();
+}
+
+ZQ3Unit::~ZQ3Unit() = default;
+
+void ZQ3Unit::_initPrefsIfNecesarry() {
+  SettingsStore& standard = standardDefaults();
+  if (standard.boolForKey(kDidInitAUPrefs)) return;
+  standard.setBool(kMidiMode, true);
+  standard.setBool(kDidInitAUPrefs, true);
+  standard.setInteger(kMidiNotePriority, 0);
+  defaults().setDouble(kMidiMPEBendRange, kDefaultMPEBendRange);
+}
+
+void ZQ3Unit::prefsChanged() {
+  const double bendRange = defaults().doubleForKey(kMidiMPEBendRange);
+  if (bendRange == 0.0) defaults().setDouble(kMidiMPEBendRange, kDefaultMPEBendRange);
+  _kernel.instrument->mpeBendRange = static_cast<float>(bendRange);
+  _kernel.instrument->setNotePriority(static_cast<int>(defaults().integerForKey(kMidiNotePriority)));
+}
+
+std::shared_ptr<AUParameterTree> ZQ3Unit::generateParameterTree() {
+  ZRDSPInstrument& instrument = *_kernel.instrument;
+  const auto kernel = std::make_shared<ZQ3DSPKernel>(_kernel);
+  AUParameterTree::Children groups;
+  groups.push_back(createGroupWithId(instrument.identifier, instrument.name, instrument.parameters(), 0));
+  groups.back()->setImplementorValueObserver([kernel](const AUParameter& parameter, AUValue value) {
+    kernel->setParameter(parameter.address(), value, 0);
+    if (parameter.identifier() == kMidiMode) kernel->setParameter(parameter.address(), value, 0);
+  });
+  groups.back()->setImplementorValueProvider(
+      [kernel](const AUParameter& parameter) { return kernel->getParameter(parameter.address(), 0); });
+  for (const auto& each : instrument.effects) {
+    groups.push_back(createGroupWithId(each->identifier, each->name, each->parameters(), 0));
+    groups.back()->setImplementorValueObserver(
+        [kernel, effect = each.get()](const AUParameter& parameter, AUValue value) {
+          const AUValue written = parameter.address() == kAddressHeldAtZero ? 0.0F : value;
+          effect->setParameterValueForAddress(static_cast<int>(parameter.address()), written);
+        });
+  }
+  return AUParameterTree::createTreeWithChildren(std::move(groups));
+}
+
+ZRDSPModMatrix* ZQ3Unit::getModMatrix() const { return _kernel.instrument->getModMatrix(0); }
+
+void ZQ3Unit::setTempo(float beatsPerMinute) noexcept {
+  ZRAudioUnit::setTempo(beatsPerMinute);
+  _kernel.tempo = beatsPerMinute;
+}
+
+void ZQ3Unit::setGate(int gate) noexcept { _kernel.setGate(gate); }
+
+void ZQ3Unit::setRandomSeed(std::uint64_t seed) { _kernel.instrument->setRandomSeed(seed); }
+
+bool ZQ3Unit::allocateRenderResources(std::string* error) {
+  if (!ZRAudioUnit::allocateRenderResources(error)) return false;
+  _outputBuffer.allocateRenderResources(maximumFramesToRender());
+  _kernel.prepare(outputBus()->format.sampleRate, static_cast<int>(maximumFramesToRender()));
+  _kernel.reset();
+  setRenderResourcesAllocated(true);
+  return true;
+}
+
+void ZQ3Unit::deallocateRenderResources() {
+  _outputBuffer.deallocateRenderResources();
+  ZRAudioUnit::deallocateRenderResources();
+}
+
+AUInternalRenderBlock ZQ3Unit::internalRenderBlock() {
+  return {[](void* unit, AudioUnitRenderActionFlags*, const AudioTimeStamp* timestamp,
+             std::uint32_t frameCount, std::int64_t, AudioBufferList* outputData, const AURenderEvent* events,
+             const AURenderPullInputBlock*) noexcept -> AUAudioUnitStatus {
+            return static_cast<ZQ3Unit*>(unit)->_render(timestamp, frameCount, outputData, events);
+          },
+          this};
+}
+
+AUAudioUnitStatus ZQ3Unit::_render(const AudioTimeStamp* timestamp, std::uint32_t frameCount,
+                                   AudioBufferList* outputData, const AURenderEvent* events) noexcept {
+  const ScopedFlushDenormals flush;
+  if (musicalContextBlock) {
+    double hostTempo = 0;
+    if (musicalContextBlock(&hostTempo)) {
+      setTempo(static_cast<float>(hostTempo));
+      _kernel.tempo = static_cast<float>(hostTempo);
+    }
+  }
+  if (!renderResourcesAllocated()) return 0;
+  _kernel.muted = isMuted();
+  _outputBuffer.prepareOutputBufferList(outputData, frameCount, true);
+  _kernel.setBuffers(nullptr, outputData);
+  _kernel.processWithEvents(timestamp, frameCount, events);
+  return 0;
+}
+
+}  // namespace morv

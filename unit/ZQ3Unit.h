@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/Export.h"
+#include "platform/NonBlocking.h"
+#include "render/BufferedOutputBus.h"
+#include "render/ZQ3DSPKernel.h"
+#include "unit/ZRAudioUnit.h"
+
+namespace morv {
+
+// The instrument as a host sees it: one stereo output, a tree of parameters, MIDI in.
+//
+// Construction, allocation and the settings: main thread. The render block: one render thread, between
+// allocation and deallocation. Tempo, mute, gate and parameter values: any thread.
+class MORV_EXPORT ZQ3Unit : public ZRAudioUnit {
+ public:
+  // Builds the engine at 44100 Hz (which the derived constants keep) and the tree, and writes the settings'
+  // defaults at the first start.
+  explicit ZQ3Unit(const AudioUnitServices& services);
+  ~ZQ3Unit() override;
+
+  // Takes rate and greatest block from the output bus and `maximumFramesToRender`. False with a reason, and
+  // the unit as it was, if they are out of range.
+  bool allocateRenderResources(std::string* error) override;
+  // Frees the output's own buffers; the engine stays as it is.
+  void deallocateRenderResources() override;
+
+  // One call renders one block: takes the host's tempo, carries out the events, all ahead of the first
+  // sample, and writes the output. Without render resources it only takes the tempo. Answers 0 always.
+  AUInternalRenderBlock internalRenderBlock() override;
+
+  // One group for the instrument ("morv") and one for each effect.
+  std::shared_ptr<AUParameterTree> generateParameterTree() override;
+  // The first voice's matrix, whose rows count for all voices.
+  ZRDSPModMatrix* getModMatrix() const override;
+  // Hands bend range and note priority to the instrument. A bend range of 0 is replaced in the settings by
+  // 48, which the notice of that change brings here.
+  void prefsChanged() override;
+  void setTempo(float beatsPerMinute) noexcept MORV_NONBLOCKING override;
+  // Gate of the first voice.
+  void setGate(int gate) noexcept;
+  // Makes all random draws of the engine from here on a function of the seed. Not while rendering.
+  void setRandomSeed(std::uint64_t seed);
+
+  std::string componentName() const { return "MORV"; }
+  std::string audioUnitName() const { return "MORV"; }
+  std::string audioUnitShortName() const { return "MORV"; }
+  bool supportsMPE() const noexcept { return true; }
+  bool isMusicDeviceOrEffect() const noexcept { return true; }
+  int virtualMIDICableCount() const noexcept { return 1; }
+
+  // Its format's sample rate is the host's to set between allocations.
+  AUAudioUnitBus* outputBus() noexcept { return &*_outputBuffer.bus; }
+  const AUAudioUnitBusArray* outputBusses() const override { return outputBusArray_.get(); }
+  // None: an instrument takes no audio.
+  const AUAudioUnitBusArray* inputBusses() const noexcept { return nullptr; }
+  AUParameter* outputVolumeParameter() const noexcept { return outputVolumeParameter_; }
+
+ protected:
+  void _initPrefsIfNecesarry();
+  AUAudioUnitStatus _render(const AudioTimeStamp* timestamp, std::uint32_t frameCount,
+                            AudioBufferList* outputData,
+                            const AURenderEvent* events) noexcept MORV_NONBLOCKING;
+
+  ZQ3DSPKernel _kernel;
+  BufferedOutputBus _outputBuffer;
+
+ private:
+  std::unique_ptr<AUAudioUnitBusArray> outputBusArray_;
+  AUParameter* outputVolumeParameter_ = nullptr;
+};
+
+}  // namespace morv

@@ -1,0 +1,97 @@
+#include "unit/ZRAudioUnit.h"
+
+#include <utility>
+
+#include "platform/DiagnosticRing.h"
+#include "render/ZRDSPParameter.h"
+
+namespace morv {
+namespace {
+
+constexpr const char* kGroupIdentifier = "group.org.morv";
+constexpr unsigned kFirstStatusWithoutChannel = 241;
+constexpr unsigned kControllerType = 176;
+constexpr std::uint16_t kControllerBytes = 3;
+
+}  // namespace
+
+ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services)
+    : services_(services), groupIdentifier_(kGroupIdentifier), self_(std::make_shared<ZRAudioUnit*>(this)) {
+  overridesMIDISettingParametersWithPrefs = true;
+  voiceTriggeredKind_ = mainQueue().addRenderHandler([this](std::int32_t note) {
+    if (ZRAudioUnitDelegate* told = delegate()) told->audioUnitDidTriggerVoiceForNote(this, note);
+    DiagnosticRing::shared().post("did trigger note: %i\n", note);
+  });
+  observe(standardDefaults(), &standardToken_);
+  observe(defaults(), &sharedToken_);
+}
+
+ZRAudioUnit::~ZRAudioUnit() {
+  defaults().removeObserver(sharedToken_);
+  standardDefaults().removeObserver(standardToken_);
+  mainQueue().removeRenderHandler(voiceTriggeredKind_);
+}
+
+void ZRAudioUnit::observe(SettingsStore& store, SettingsStore::ObserverToken* token) {
+  *token = store.addObserver(
+      [queue = services_.mainQueue, weak = std::weak_ptr<ZRAudioUnit*>(self_)](const std::string&) {
+        queue->post([weak] {
+          if (const auto self = weak.lock()) (*self)->prefsChanged();
+        });
+      });
+}
+
+std::shared_ptr<AUParameterTree> ZRAudioUnit::generateParameterTree() {
+  return AUParameterTree::createTreeWithChildren({});
+}
+
+std::shared_ptr<AUParameterGroup> ZRAudioUnit::createGroupWithId(
+    const std::string& identifier, const std::string& name,
+    const std::vector<ZRDSPParameter*>& ZRDSPParameters, std::int64_t groupAddressOffset) {
+  std::vector<std::unique_ptr<AUParameter>> children;
+  children.reserve(ZRDSPParameters.size());
+  for (const ZRDSPParameter* record : ZRDSPParameters) {
+    AUParameter::Description description;
+    description.identifier = record->identifier;
+    description.displayName = record->name;
+    description.address = static_cast<AUParameterAddress>(record->address + groupAddressOffset);
+    description.minValue = record->minValue;
+    description.maxValue = record->maxValue;
+    description.unit = static_cast<std::int32_t>(record->unit);
+    description.flags = record->flags;
+    if (!(record->minValue < 0.0F)) description.valueStrings = record->valueStrings;
+    children.push_back(std::make_unique<AUParameter>(std::move(description)));
+    children.back()->setValue(record->value);
+  }
+  auto group = std::make_shared<AUParameterGroup>(identifier, name, std::move(children));
+  parameterGroups_.push_back(group);
+  return group;
+}
+
+ZRDSPModMatrix* ZRAudioUnit::getModMatrix() const { return nullptr; }
+
+void ZRAudioUnit::prefsChanged() { DiagnosticRing::shared().post("[ZRAUdioUnit] prefs changed\n"); }
+
+const ZRAudioUnit::MIDIMonitorBlock& ZRAudioUnit::midiMonitorBlock() {
+  if (!midiMonitorBlock_) {
+    midiMonitorBlock_ = [this](AUEventSampleTime, std::uint8_t, std::uint16_t length,
+                               const std::uint8_t* bytes) { return monitorMidi(length, bytes); };
+  }
+  return midiMonitorBlock_;
+}
+
+int ZRAudioUnit::monitorMidi(std::uint16_t length, const std::uint8_t* bytes) noexcept {
+  if (length < kControllerBytes || bytes[0] >= kFirstStatusWithoutChannel) return 0;
+  const unsigned type = bytes[0] & 0xF0U;
+  const unsigned channel = (bytes[0] & 0x0FU) + 1U;
+  if (type == kControllerType && midiControllerHandler_) {
+    midiControllerHandler_(bytes[1], bytes[2], static_cast<int>(channel));
+  }
+  return 0;
+}
+
+void ZRAudioUnit::postVoiceTriggered(int note) noexcept {
+  mainQueue().postFromRender(voiceTriggeredKind_, note);
+}
+
+}  // namespace morv
