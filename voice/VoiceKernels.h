@@ -47,7 +47,7 @@ struct AmpSettings {
 
 // The voice's hot loops. They exist once for plain x86-64 and once for AVX2 with fused multiply-add; the
 // better one that the machine has is chosen when the program starts. Approximations are single precision with
-// a relative error below 3e-7 over the range given. Any thread; no allocation; 0 frames are legal.
+// a relative error below 4e-7 over the range given. Any thread; no allocation; 0 frames are legal.
 struct VoiceKernels {
   static constexpr int kLanes = 8;
 

@@ -182,11 +182,13 @@ void amplifyTwicePanned(const AmpSettings& settings, const float* max, float* vo
 }
 
 void centsFactors(const float* cents, float base, float* out, int frames) noexcept {
-  constexpr float kBound = 125.0F;  // octaves
+  constexpr float kOctave = 1200.0F;
+  constexpr float kBound = 125.0F * kOctave;
   for (int i = 0; i < frames; ++i) {
-    const float octaves = bounded(cents[i] * (1.0F / 1200.0F), -kBound, kBound);
-    const std::int32_t k = roundedInt(octaves);
-    const float r = octaves - static_cast<float>(k);
+    // Whole octaves come off in cents, where that is exact; of octaves a wide interval would lose digits.
+    const float c = bounded(cents[i], -kBound, kBound);
+    const std::int32_t k = roundedInt(c * (1.0F / kOctave));
+    const float r = (c - static_cast<float>(k) * kOctave) * (1.0F / kOctave);
     const float p =
         1.0F + r * (0.69314721F +
                     r * (0.24022646F + r * (5.5503221e-2F +

@@ -140,7 +140,8 @@ void ZRWavetableOscillator::runFrequency(int frames) noexcept {
   if (modulation != nullptr) {
     rawFrequency = settings.base + modulation[frames - 1];
   }
-  modulatedFrequency = increments_[static_cast<std::size_t>(frames) - 1] * settings.rate / settings.size;
+  modulatedFrequency =
+      increments_[static_cast<std::size_t>(frames) - 1] * settings.rate / settings.size / settings.scale;
 }
 
 void ZRWavetableOscillator::runWidths(int frames) noexcept {

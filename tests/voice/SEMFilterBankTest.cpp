@@ -1,0 +1,234 @@
+// The bank that filters up to eight voices side by side, held to the exact filter.
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <functional>
+#include <string>
+#include <tuple>
+
+#include "tests/voice/FilterTesting.h"
+#include "tests/voice/VoiceTesting.h"
+#include "voice/ZRSEMFilter.h"
+
+namespace morv {
+namespace {
+
+using testing::at;
+using testing::errorDb;
+using testing::FedMatrix;
+using testing::Signal;
+
+constexpr double kWantedDb = -100.0;
+
+std::vector<const VoiceKernels*> allKernels() {
+  std::vector<const VoiceKernels*> list = {&baselineVoiceKernels()};
+  if (avx2VoiceKernels() != nullptr) list.push_back(avx2VoiceKernels());
+  return list;
+}
+
+using Case = std::tuple<const VoiceKernels*, float, float>;
+
+// An exact filter and one in the bank with the same settings and modulation.
+class SEMFilterBankTest : public ::testing::TestWithParam<Case> {
+ protected:
+  SEMFilterBankTest() : exact(44100.0F, &counter), banked(44100.0F, &counterAgain) {
+    exact.setModMatrix(&fed.matrix);
+    banked.setModMatrix(&fed.matrix);
+    for (ZRSEMFilter* f : {&exact, &banked}) {
+      f->filterCutoff = 3000.0F;
+      f->filterMode = std::get<1>(GetParam());
+      f->filterResonance = std::get<2>(GetParam());
+    }
+  }
+
+  void run(const Signal& in, int blockFrames) {
+    const int total = static_cast<int>(in.size());
+    expected.resize(in.size());
+    actual.resize(in.size());
+    Signal other(at(blockFrames));
+    for (int n = 0; n < total; n += blockFrames) {
+      const int frames = std::min(blockFrames, total - n);
+      if (modulate) modulate(n, frames);
+      fed.run(frames);
+      exact.runFilter(in.data() + n, nullptr, expected.data() + n, other.data(), frames);
+      const SEMFilterLane lane = banked.laneFor(in.data() + n, actual.data() + n, frames);
+      std::get<0>(GetParam())->semFilterBank(&lane, 1, frames);
+    }
+  }
+
+  int counter = 0;
+  int counterAgain = 0;
+  FedMatrix fed;
+  ZRSEMFilter exact;
+  ZRSEMFilter banked;
+  std::function<void(int, int)> modulate;
+  Signal expected, actual;
+};
+
+std::string caseName(const ::testing::TestParamInfo<Case>& info) {
+  const bool isBaseline = std::get<0>(info.param) == &baselineVoiceKernels();
+  return std::string(isBaseline ? "Baseline" : "Avx2") + "Mode" +
+         std::to_string(std::lround(10 * std::get<1>(info.param))) + "Resonance" +
+         std::to_string(std::lround(10 * std::get<2>(info.param)));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, SEMFilterBankTest,
+                         ::testing::Combine(::testing::ValuesIn(allKernels()),
+                                            ::testing::Values(0.0F, 0.5F, 1.0F, 1.5F, 2.3F),
+                                            ::testing::Values(0.0F, 0.3F, 1.0F)),
+                         caseName);
+
+TEST_P(SEMFilterBankTest, StandsStillWithin100Decibels) {
+  run(testing::makeNoise(44100), 64);
+
+  EXPECT_LT(errorDb(actual, expected), kWantedDb);
+}
+
+TEST_P(SEMFilterBankTest, RingsOnWithin100Decibels) {
+  Signal click(8192, 0.0F);
+  click[0] = 4.0F;
+
+  run(click, 64);
+
+  EXPECT_LT(errorDb(actual, expected), kWantedDb);
+}
+
+TEST_P(SEMFilterBankTest, FollowsASweepOfCutoffResonanceAndModeWithin100Decibels) {
+  modulate = [&](int from, int frames) {
+    Signal cutoff(at(frames)), resonance(at(frames)), mode(at(frames));
+    for (int i = 0; i < frames; ++i) {
+      const double t = (from + i) / 44100.0;
+      cutoff[at(i)] = static_cast<float>(0.7 * std::sin(2 * std::numbers::pi * 5 * t));
+      resonance[at(i)] = static_cast<float>(0.4 * std::sin(2 * std::numbers::pi * 3 * t));
+      mode[at(i)] = static_cast<float>(0.8 * std::sin(2 * std::numbers::pi * 2 * t));
+    }
+    fed.feed(exact.filterCutoff, cutoff);
+    fed.feed(exact.filterResonance, resonance);
+    fed.feed(exact.filterMode, mode);
+  };
+
+  run(testing::makeNoise(44100, 0.8F), 64);
+
+  EXPECT_LT(errorDb(actual, expected), kWantedDb);
+}
+
+TEST_P(SEMFilterBankTest, AnyBlockLengthRunsOnFromTheLast) {
+  for (const int blockFrames : {1, 2, 3, 5, 7, 8, 9, 12, 15, 16, 17, 4096}) {
+    exact.z1 = exact.z2 = banked.z1 = banked.z2 = 0;
+    run(testing::makeNoise(5000), blockFrames);
+    EXPECT_LT(errorDb(actual, expected), kWantedDb) << blockFrames;
+  }
+}
+
+class SEMFilterBankLanes : public ::testing::TestWithParam<const VoiceKernels*> {
+ protected:
+  static constexpr int kFrames = 64;
+  struct Lane {
+    Signal in, out, alphas, alpha0s, rhos, modes;
+    float z1 = 0, z2 = 0;
+
+    SEMFilterLane view() {
+      return {in.data(), out.data(), alphas.data(), alpha0s.data(), rhos.data(), modes.data(), &z1, &z2};
+    }
+  };
+
+  // Settings that differ from lane to lane and from sample to sample.
+  static Lane makeLane(int number) {
+    Random random(static_cast<std::uint64_t>(number) + 1);
+    Lane lane;
+    for (int i = 0; i < kFrames; ++i) {
+      const float g = 0.05F + 3.0F * random.unit31();
+      const float twiceR = 0.04F + random.unit31();
+      lane.in.push_back(2.0F * random.unit31() - 1.0F);
+      lane.alphas.push_back(g);
+      lane.alpha0s.push_back(1.0F / (1.0F + twiceR * g + g * g));
+      lane.rhos.push_back(twiceR + g);
+      lane.modes.push_back(2.5F * random.unit31());
+    }
+    lane.out.assign(kFrames, 99.0F);
+    lane.z1 = 0.3F * random.unit31();
+    lane.z2 = 0.3F * random.unit31();
+    return lane;
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Machines, SEMFilterBankLanes, ::testing::ValuesIn(allKernels()),
+                         [](const auto& test) { return test.index == 0 ? "Baseline" : "Avx2"; });
+
+TEST_P(SEMFilterBankLanes, EachGivesTheSameBitsWhateverTheOthersHold) {
+  std::vector<int> lengths = {64};
+  for (int frames = 1; frames <= 17; ++frames) lengths.push_back(frames);
+  for (const int frames : lengths) {
+    for (int count = 1; count <= 8; ++count) {
+      std::vector<Lane> bank;
+      std::vector<SEMFilterLane> views;
+      for (int l = 0; l < count; ++l) bank.push_back(makeLane(l));
+      for (Lane& lane : bank) views.push_back(lane.view());
+      GetParam()->semFilterBank(views.data(), count, frames);
+
+      for (int l = 0; l < count; ++l) {
+        Lane alone = makeLane(l);
+        const SEMFilterLane view = alone.view();
+        GetParam()->semFilterBank(&view, 1, frames);
+        ASSERT_TRUE(testing::sameBits(bank[at(l)].out, alone.out)) << frames << " frames, lane " << l;
+        ASSERT_EQ(bank[at(l)].z1, alone.z1);
+        ASSERT_EQ(bank[at(l)].z2, alone.z2);
+        for (int i = frames; i < kFrames; ++i) ASSERT_EQ(alone.out[at(i)], 99.0F);
+      }
+    }
+  }
+}
+
+TEST_P(SEMFilterBankLanes, AnOutputMayBeItsInput) {
+  Lane apart = makeLane(3);
+  Lane inPlace = makeLane(3);
+  const SEMFilterLane a = apart.view();
+  SEMFilterLane b = inPlace.view();
+  b.out = inPlace.in.data();
+
+  GetParam()->semFilterBank(&a, 1, 61);
+  GetParam()->semFilterBank(&b, 1, 61);
+
+  EXPECT_TRUE(std::equal(apart.out.begin(), apart.out.begin() + 61, inPlace.in.begin()));
+}
+
+TEST_P(SEMFilterBankLanes, NoLanesAndNoFramesAreLegal) {
+  Lane lane = makeLane(1);
+  const float z1 = lane.z1;
+  const SEMFilterLane view = lane.view();
+
+  GetParam()->semFilterBank(&view, 0, 16);
+  GetParam()->semFilterBank(&view, 1, 0);
+
+  EXPECT_EQ(lane.z1, z1);
+  EXPECT_EQ(lane.out, Signal(kFrames, 99.0F));
+}
+
+TEST_P(SEMFilterBankLanes, CoefficientsHoldTheirErrorFromEndToEnd) {
+  constexpr double kRelative = 6e-7;  // float roundings of the reciprocals on top of the tangent's error
+  for (const double rate : {44100.0, 8000.0, 192000.0}) {
+    constexpr int kCount = 20001;
+    Signal cutoffs(kCount), resonances(kCount), alphas(kCount), alpha0s(kCount), rhos(kCount);
+    for (int i = 0; i < kCount; ++i) {
+      cutoffs[at(i)] = 0.00001F + 0.99998F * static_cast<float>(i) / (kCount - 1);
+      resonances[at(i)] = static_cast<float>(i % 101) / 100.0F;
+    }
+    GetParam()->semCoefficients(cutoffs.data(), resonances.data(), rate / 2 - 20, 10, rate, alphas.data(),
+                                alpha0s.data(), rhos.data(), kCount);
+    std::array<double, 3> worst{};
+    for (int i = 0; i < kCount; ++i) {
+      const double f = static_cast<double>(cutoffs[at(i)]) * (rate / 2 - 20) + 10;
+      const double g = std::tan(std::numbers::pi * f / rate);
+      const double R = 1.0 / (2.0 * (25.0 * static_cast<double>(resonances[at(i)]) + 0.5));
+      const std::array expected = {g, 1.0 / (1.0 + 2 * R * g + g * g), 2 * R + g};
+      const std::array got = {alphas[at(i)], alpha0s[at(i)], rhos[at(i)]};
+      for (std::size_t k = 0; k < 3; ++k)
+        worst[k] = std::max(worst[k], std::abs(static_cast<double>(got[k]) / expected[k] - 1.0));
+    }
+    for (const double error : worst) EXPECT_LT(error, kRelative) << rate;
+  }
+}
+
+}  // namespace
+}  // namespace morv
