@@ -5,7 +5,6 @@
 #include <cmath>
 #include <vector>
 
-#include "platform/Random.h"
 #include "tests/render/InstrumentTesting.h"
 
 namespace morv {
@@ -19,33 +18,7 @@ constexpr double kFollowerRounding = 1.2e-4;
 // A coefficient is rounded to float once, its logarithm before that.
 constexpr double kCoefficientRounding = 1e-7;
 
-class InstrumentRender : public InstrumentFixture {
- protected:
-  InstrumentRender() {
-    // Without `prepare` the volume follower is at once where it is sent.
-    instrument->volume = 1.0F;
-  }
-  void render(int frames = 16) {
-    left.assign(8192, 99.0F);
-    right.assign(8192, 99.0F);
-    instrument->runInstrument(left.data(), right.data(), frames, 120.0F, 0.0);
-  }
-  void setLevels(float leftLevel, float rightLevel) {
-    for (std::size_t i = 0; i < instrument->voices.size(); ++i) {
-      voice(static_cast<int>(i)).levelLeft = leftLevel;
-      voice(static_cast<int>(i)).levelRight = rightLevel;
-    }
-  }
-  std::vector<float> detunes() {
-    std::vector<float> list;
-    for (std::size_t i = 0; i < instrument->voices.size(); ++i) {
-      const auto& seen = voice(static_cast<int>(i)).seenDetune;
-      if (!seen.empty()) list.push_back(seen.back());
-    }
-    return list;
-  }
-  std::vector<float> left, right;
-};
+class InstrumentRender : public RenderFixture {};
 
 TEST_F(InstrumentRender, VoicesRunOneBehindTheOther) {
   render();
@@ -159,120 +132,6 @@ TEST_F(InstrumentRender, ABlockThatJustFitsIsRendered) {
 
   EXPECT_EQ(takeDiagnostics(), "");
   EXPECT_EQ(left[kMaxBlockFrames - 1], 1.0F);
-}
-
-TEST_F(InstrumentRender, SlopIsOneSlowWalkThroughAllVoices) {
-  instrument->prepare(44100.0F, 1024);
-  instrument->setRandomSeed(77);
-  instrument->voiceDetune = 0.5F;
-  Random draws(Random::derive(77, 0));
-  const double c = std::exp(std::log(0.01) / (10250.0 * (44100.0 / 1024.0) * 0.001));
-  double walk = 0;
-
-  for (int block = 0; block < 200; ++block) {
-    render();
-    for (int i = 0; i < 4; ++i) {
-      const double r = draws.unit31();
-      walk = c * (walk - r) + r;
-      const double hz = (walk - 0.5) * 100.0 * 0.5;
-      // A step rounds the walk by 3e-8 and the coefficient keeps a sixth of a thousand steps alive.
-      ASSERT_NEAR(voice(i).seenDetune.back(), hz, 50 * 1e-5) << block << " " << i;
-    }
-  }
-  EXPECT_NEAR(instrument->slopValue, walk, 1e-5);
-}
-
-TEST_F(InstrumentRender, EachStepOfTheWalkIsOneFusedStep) {
-  instrument->slopCoefficient = 0.75F;
-  instrument->setRandomSeed(3);
-  instrument->voiceDetune = 1.0F;
-  Random draws(Random::derive(3, 0));
-  float walk = 0;
-
-  for (int block = 0; block < 50; ++block) {
-    render(1);
-    for (int i = 0; i < 4; ++i) {
-      const float r = draws.unit31();
-      walk = std::fma(0.75F, walk - r, r);
-      ASSERT_EQ(voice(i).seenDetune.back(), static_cast<float>((static_cast<double>(walk) - 0.5) * 100.0));
-    }
-  }
-}
-
-TEST_F(InstrumentRender, WithoutDetuneVoicesStandAtZeroInEveryBlock) {
-  instrument->prepare(44100.0F, 1024);
-
-  for (int block = 0; block < 5; ++block) {
-    render();
-    EXPECT_EQ(detunes(), (std::vector<float>{0, 0, 0, 0}));
-  }
-  EXPECT_GT(instrument->slopValue, 0.0F) << "the walk goes on";
-}
-
-TEST_F(InstrumentRender, VoicesThatDoNotRunTakeNoStepOfTheWalk) {
-  instrument->slopCoefficient = 0.5F;
-  instrument->voiceNumber = 1.0F;
-  instrument->setRandomSeed(9);
-  Random draws(Random::derive(9, 0));
-  const float r = draws.unit31();
-
-  render();
-
-  EXPECT_EQ(instrument->slopValue, std::fma(0.5F, 0.0F - r, r));
-}
-
-TEST_F(InstrumentRender, ADetuneThatAVoiceBroughtIsAddedToAndEveryVoiceIsPutBackToZero) {
-  voice(1).detuneOffset = 3.0F;
-
-  render();
-
-  EXPECT_EQ(voice(1).seenDetune.back(), 3.0F);
-  for (int i = 0; i < 4; ++i) EXPECT_EQ(voice(i).detuneOffset, 0.0F) << i;
-  useUnison();
-  voice(1).detuneOffset = 3.0F;
-  render();
-  EXPECT_EQ(voice(1).seenDetune.back(), 0.0F);
-  EXPECT_EQ(voice(1).detuneOffset, 0.0F);
-}
-
-class UnisonSpread : public InstrumentRender {
- protected:
-  std::vector<float> spreadOf(float voices, float detune = 1.0F) {
-    build(8);
-    useUnison();
-    instrument->voiceNumber = voices;
-    instrument->voiceDetune = detune;
-    render();
-    return detunes();
-  }
-};
-
-TEST_F(UnisonSpread, OneVoiceStandsAtZero) { EXPECT_EQ(spreadOf(1), (std::vector<float>{0})); }
-
-TEST_F(UnisonSpread, TheLowerHalfGoesDownTheUpperUpAndTheMiddleStays) {
-  EXPECT_EQ(spreadOf(2), (std::vector<float>{0, 0}));
-  EXPECT_EQ(spreadOf(3), (std::vector<float>{0, -1, 2}));
-  EXPECT_EQ(spreadOf(4), (std::vector<float>{0, -1, 0, 3}));
-  EXPECT_EQ(spreadOf(5), (std::vector<float>{0, -1, -2, 3, 4}));
-  EXPECT_EQ(spreadOf(8), (std::vector<float>{0, -1, -2, -3, 0, 5, 6, 7}));
-}
-
-TEST_F(UnisonSpread, BrokenNumbersOfVoicesHaveABrokenMiddle) {
-  EXPECT_EQ(spreadOf(3.5F), (std::vector<float>{0, -1, 2, 3}));
-}
-
-TEST_F(UnisonSpread, DetuneScalesTheSpread) {
-  EXPECT_EQ(spreadOf(4, 0.5F), (std::vector<float>{0, -0.5F, 0, 1.5F}));
-  EXPECT_EQ(spreadOf(4, 0.0F), (std::vector<float>{0, 0, 0, 0}));
-}
-
-TEST_F(UnisonSpread, UnisonTakesNoStepOfTheWalk) {
-  instrument->slopCoefficient = 0.5F;
-  useUnison();
-
-  render();
-
-  EXPECT_EQ(instrument->slopValue, 0.0F);
 }
 
 TEST_F(InstrumentRender, VoicesGetTheTimelineAheadOfTheirBlockInPolyAndBehindItInUnison) {
