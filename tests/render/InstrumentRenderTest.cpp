@@ -93,6 +93,7 @@ TEST_F(InstrumentRender, OnlyTheVoicesBelowTheNumberInUseRun) {
 
   EXPECT_EQ(runningAt(1.0F), 1U);
   EXPECT_EQ(runningAt(2.0F), 2U);
+  EXPECT_EQ(runningAt(2.25F), 3U);
   EXPECT_EQ(runningAt(2.5F), 3U);
   EXPECT_EQ(runningAt(0.0F), 0U);
   EXPECT_EQ(runningAt(-3.0F), 0U);
