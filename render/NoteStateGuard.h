@@ -37,8 +37,8 @@ class NoteStateGuard {
     if (bits != kNone) apply(bits);
   }
   void endBlock() noexcept MORV_NONBLOCKING {
-    // Forgotten ahead of the state: a thread that rendered once must not take the next block, begun by another
-    // thread, for its own.
+    // Forgotten ahead of the state: a thread that rendered once must not take the next block, begun by
+    // another thread, for its own.
     renderThread_.store(std::thread::id(), std::memory_order_relaxed);
     state_.store(kIdle, std::memory_order_release);
   }

@@ -220,4 +220,33 @@ class InstrumentFixture : public ::testing::Test {
   std::unique_ptr<ZRDSPInstrument> instrument;
 };
 
+// Renders blocks of recording voices at full volume.
+class RenderFixture : public InstrumentFixture {
+ protected:
+  RenderFixture() {
+    // Without `prepare` the volume follower is at once where it is sent.
+    instrument->volume = 1.0F;
+  }
+  void render(int frames = 16) {
+    left.assign(8192, 99.0F);
+    right.assign(8192, 99.0F);
+    instrument->runInstrument(left.data(), right.data(), frames, 120.0F, 0.0);
+  }
+  void setLevels(float leftLevel, float rightLevel) {
+    for (std::size_t i = 0; i < instrument->voices.size(); ++i) {
+      voice(static_cast<int>(i)).levelLeft = leftLevel;
+      voice(static_cast<int>(i)).levelRight = rightLevel;
+    }
+  }
+  std::vector<float> detunes() {
+    std::vector<float> list;
+    for (std::size_t i = 0; i < instrument->voices.size(); ++i) {
+      const auto& seen = voice(static_cast<int>(i)).seenDetune;
+      if (!seen.empty()) list.push_back(seen.back());
+    }
+    return list;
+  }
+  std::vector<float> left, right;
+};
+
 }  // namespace morv

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -23,6 +24,9 @@ struct Play {
   Settings settings;
   unsigned seed;
 };
+
+// Names the play in the list of tests.
+void PrintTo(const Play& play, std::ostream* out) { *out << play.name; }
 
 class RandomPlay : public InstrumentFixture, public ::testing::WithParamInterface<Play> {
  protected:
