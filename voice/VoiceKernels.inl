@@ -41,7 +41,9 @@ void tanhInPlace(float* x, int frames) noexcept {
 // 2^k for a whole number held in a float, -126 to 127.
 inline float powerOfTwo(std::int32_t k) noexcept { return __builtin_bit_cast(float, (k + 127) << 23); }
 
+// Not-a-number counts as 0; it comes out at the end by way of the remainder.
 inline std::int32_t roundedInt(float x) noexcept {
+  x = x == x ? x : 0.0F;
   return static_cast<std::int32_t>(x + (x < 0.0F ? -0.5F : 0.5F));
 }
 
