@@ -146,6 +146,28 @@ TEST(ZRWavetableOscillatorRates, HighRatesRunTheSameWay) {
     ASSERT_NEAR(static_cast<double>(actual[i]), expected[i], 2e-6) << i;
 }
 
+TEST(ZRWavetableOscillatorRates, TenSecondsOfVibratoDoNotDrift) {
+  constexpr double kMostCents = 0.1;
+  Rig rig;
+  rig.osc.oscFreq = 440.0F;
+  Signal cents(63);
+  Signal left(63);
+  double moved = 0;
+  for (int n = 0; n < 7000; ++n) {
+    for (int i = 0; i < 63; ++i) {
+      const double t = (n * 63 + i) / 44100.0;
+      cents[at(i)] = static_cast<float>(80 * std::sin(2 * std::numbers::pi * 5 * t));
+      moved += 440.0 * std::exp2(static_cast<double>(cents[at(i)]) / 1200.0) * 1024 / 44100;
+    }
+    rig.fed.feed(rig.osc.oscCents, cents);
+    rig.fed.run(63);
+    rig.osc.runGenerator(left.data(), nullptr, 63, 120.0F);
+  }
+
+  const double off = std::remainder(static_cast<double>(rig.osc.phaseOne) - moved, 1024.0);
+  EXPECT_LT(std::abs(1200 * std::log2(1 + off / moved)), kMostCents);
+}
+
 TEST(ZRWavetableOscillatorOutputs, TheRightBufferIsNotWritten) {
   Rig rig;
   Signal left(32, 5.0F);
