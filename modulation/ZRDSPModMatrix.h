@@ -110,6 +110,10 @@ class ZRDSPModMatrix {
     if (address < 0 || address >= kMaxModRows) return nullptr;
     return destinationStorage_.data() + address * stride_;
   }
+  // Whether a destination is known to hold nothing but zeros. False also where that is merely not known.
+  bool isClear(int address) const noexcept MORV_NONBLOCKING {
+    return address < 0 || address >= kMaxModRows || writtenFrames_[static_cast<std::size_t>(address)] == 0;
+  }
   // Whether any row feeds this destination. One that none feeds reads as zero unless its own module writes
   // it.
   bool isRouted(int address) const noexcept MORV_NONBLOCKING;

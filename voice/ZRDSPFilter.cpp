@@ -38,7 +38,7 @@ float ZRDSPFilter::scaledCutoff() const noexcept {
 }
 
 const float* ZRDSPFilter::modulationOf(const ZRDSPParameter& parameter) const noexcept {
-  if (modMatrix == nullptr || !modMatrix->isRouted(parameter.address)) return nullptr;
+  if (modMatrix == nullptr || modMatrix->isClear(parameter.address)) return nullptr;
   return modMatrix->readDestination(parameter.address);
 }
 

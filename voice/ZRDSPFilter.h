@@ -40,7 +40,7 @@ class ZRDSPFilter : public ZRDSPEntity {
   // The cutoff on the scale of 0 to 1 that modulation is added to: 0.95 of its quotient by the range's end,
   // 0.001 at 0 and below, 1 beyond the end.
   float scaledCutoff() const noexcept MORV_NONBLOCKING;
-  // The modulation of a parameter over the block, or null where no row of the matrix feeds it.
+  // The modulation of a parameter over the block, or null where there is none.
   const float* modulationOf(const ZRDSPParameter& parameter) const noexcept MORV_NONBLOCKING;
 
  private:

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "modulation/ZRDSPModMatrix.h"
+#include "voice/Uniform.h"
 
 namespace morv {
 namespace {
@@ -64,6 +65,11 @@ void ZRDSPOscillator::runGenerator(int frames, float tempo) noexcept {
 
 const float* ZRDSPOscillator::destinationOf(const ZRDSPParameter& parameter) const noexcept {
   return modMatrix != nullptr ? modMatrix->readDestination(parameter.address) : nullptr;
+}
+
+bool ZRDSPOscillator::holdsStill(const ZRDSPParameter& parameter, int frames) const noexcept {
+  return modMatrix == nullptr || modMatrix->isClear(parameter.address) ||
+         isUniform(modMatrix->readDestination(parameter.address), frames);
 }
 
 float ZRDSPOscillator::firstDestinationSampleOf(const ZRDSPParameter& parameter) const noexcept {

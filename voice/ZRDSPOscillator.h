@@ -45,6 +45,8 @@ class ZRDSPOscillator : public ZRDSPEntity {
  protected:
   // The parameter's modulation for this block; null without a matrix.
   const float* destinationOf(const ZRDSPParameter& parameter) const noexcept MORV_NONBLOCKING;
+  // Whether it holds still over the block; so does an absent one. `frames` above 0.
+  bool holdsStill(const ZRDSPParameter& parameter, int frames) const noexcept MORV_NONBLOCKING;
   // Its first sample; 0 without a matrix.
   float firstDestinationSampleOf(const ZRDSPParameter& parameter) const noexcept MORV_NONBLOCKING;
 };

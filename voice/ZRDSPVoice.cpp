@@ -22,13 +22,18 @@ const double kSemitone = std::pow(2.0, 1.0 / 12.0);
 
 // Writes y = c (y - target) + target for each sample and returns the last y. Once a step leaves y where it
 // was, all later steps do too, and the rest is a fill.
-float follow(float* out, int frames, float y, float target, float c) noexcept {
+float follow(float* out, HeldFill& held, int frames, float y, float target, float c) noexcept {
   for (int i = 0; i < frames; ++i) {
     const float next = c * (y - target) + target;
     if (next == y) {
-      std::fill(out + i, out + frames, y);
+      if (i == 0) {
+        held.fill(out, y, frames);
+      } else {
+        std::fill(out + i, out + frames, y);
+      }
       return y;
     }
+    if (i == 0) held.forget();
     y = next;
     out[i] = y;
   }
@@ -205,9 +210,10 @@ void ZRDSPVoice::fillNoteSource(float* out, int frames) noexcept {
   const float time = portamentoTime.value;
   if (!(time > 0.0F) || glideStartFrequency == noteFrequency) {
     glidePhase = 0;
-    std::fill_n(out, frames, noteFrequency);
+    noteFill_.fill(out, noteFrequency, frames);
     return;
   }
+  noteFill_.forget();
   const double start = glideStartFrequency;
   const double interval = static_cast<float>(
       12.0 * std::log2(static_cast<double>(noteFrequency) / static_cast<double>(glideStartFrequency)));
@@ -235,15 +241,16 @@ void ZRDSPVoice::runGenerator(float* /*left*/, float* /*right*/, int frames, flo
     noteStarted = false;
   }
   ZRDSPModMatrix& matrix = *modMatrix;
-  smoothedPressure =
-      follow(matrix.sourceBuffer(kSourcePressure), frames, smoothedPressure, pressure, fastSmoothing);
-  smoothedPitchbend = follow(matrix.sourceBuffer(kSourcePitchWheel), frames, smoothedPitchbend,
+  smoothedPressure = follow(matrix.sourceBuffer(kSourcePressure), pressureFill_, frames, smoothedPressure,
+                            pressure, fastSmoothing);
+  smoothedPitchbend = follow(matrix.sourceBuffer(kSourcePitchWheel), bendFill_, frames, smoothedPitchbend,
                              pitchbendDelta + addedPitchbend, mediumSmoothing);
-  smoothedSlide = follow(matrix.sourceBuffer(kSourceSlide), frames, smoothedSlide, slide, fastSmoothing);
-  smoothedGate = follow(matrix.sourceBuffer(kSourceGate), frames, smoothedGate, static_cast<float>(gate),
-                        mediumSmoothing);
-  smoothedVelocity =
-      follow(matrix.sourceBuffer(kSourceVelocity), frames, smoothedVelocity, velocity, slowSmoothing);
+  smoothedSlide =
+      follow(matrix.sourceBuffer(kSourceSlide), slideFill_, frames, smoothedSlide, slide, fastSmoothing);
+  smoothedGate = follow(matrix.sourceBuffer(kSourceGate), gateFill_, frames, smoothedGate,
+                        static_cast<float>(gate), mediumSmoothing);
+  smoothedVelocity = follow(matrix.sourceBuffer(kSourceVelocity), velocityFill_, frames, smoothedVelocity,
+                            velocity, slowSmoothing);
   fillNoteSource(matrix.sourceBuffer(kSourceNote), frames);
   if (frames > modWheelFilled_) {
     std::fill(matrix.sourceBuffer(kSourceModWheel) + modWheelFilled_,

@@ -8,6 +8,7 @@
 #include "modulation/ZRDSPModMatrix.h"
 #include "platform/NonBlocking.h"
 #include "render/ZRDSPEntity.h"
+#include "voice/HeldFill.h"
 
 namespace morv {
 
@@ -124,6 +125,8 @@ class ZRDSPVoice : public ZRDSPEntity {
   float mediumSmoothing;
   float slowSmoothing;
   bool noteStarted = false;
+  // What the sources of this class hold.
+  HeldFill pressureFill_, bendFill_, slideFill_, gateFill_, velocityFill_, noteFill_;
   int modWheelFilled_ = 0;  // frames of source 3 that hold the present value
   std::vector<std::unique_ptr<ZRDSPParameter>> routingDepths_;
 };

@@ -106,6 +106,7 @@ bool ZRSEMFilter::fillCoefficients(int frames) noexcept {
   if (!varies) frames = std::min(frames, 1);
   fillLimited<limitCutoff>(scaledCutoff(), cutoffModulation, cutoffs_.data(), frames);
   fillLimited<limitResonance>(filterResonance.value, resonanceModulation, resonances_.data(), frames);
+  resonanceFill_.forget();
   for (int i = 0; i < frames; ++i) {
     const auto at = static_cast<std::size_t>(i);
     if (cutoffs_[at] != lastCutoff || resonances_[at] != lastResonance)
@@ -153,21 +154,32 @@ SEMFilterLane ZRSEMFilter::laneFor(const float* in, float* out, int frames) noex
   const float* cutoffModulation = modulationOf(filterCutoff);
   const float* resonanceModulation = modulationOf(filterResonance);
   const float* modeModulation = modulationOf(filterMode);
-  if (isUniform(cutoffModulation, frames) && isUniform(resonanceModulation, frames)) {
+  const bool resonanceIsStill = isUniform(resonanceModulation, frames);
+  if (resonanceIsStill && isUniform(cutoffModulation, frames)) {
     _updateCoefficients(0);
-    std::fill_n(laneAlphas_.data(), frames, static_cast<float>(alpha));
-    std::fill_n(laneAlpha0s_.data(), frames, static_cast<float>(alpha0));
-    std::fill_n(laneRhos_.data(), frames, static_cast<float>(rho));
+    alphaFill_.fill(laneAlphas_.data(), static_cast<float>(alpha), frames);
+    alpha0Fill_.fill(laneAlpha0s_.data(), static_cast<float>(alpha0), frames);
+    rhoFill_.fill(laneRhos_.data(), static_cast<float>(rho), frames);
   } else {
     fillLimited<limitCutoff>(scaledCutoff(), cutoffModulation, cutoffs_.data(), frames);
-    fillLimited<limitResonance>(filterResonance.value, resonanceModulation, resonances_.data(), frames);
+    if (resonanceIsStill) {
+      const float resonance = limitResonance(filterResonance.value + sampleOf(resonanceModulation, 0));
+      resonanceFill_.fill(resonances_.data(), resonance, frames);
+    } else {
+      fillLimited<limitResonance>(filterResonance.value, resonanceModulation, resonances_.data(), frames);
+      resonanceFill_.forget();
+    }
     voiceKernels().semCoefficients(cutoffs_.data(), resonances_.data(), nyquist - 20.0, 10.0, nyquist * 2.0,
                                    laneAlphas_.data(), laneAlpha0s_.data(), laneRhos_.data(), frames);
+    alphaFill_.forget();
+    alpha0Fill_.forget();
+    rhoFill_.forget();
   }
   const float mode = filterMode.value;
   if (modeModulation == nullptr) {
-    std::fill_n(laneModes_.data(), frames, mode);
+    modeFill_.fill(laneModes_.data(), mode, frames);
   } else {
+    modeFill_.forget();
     for (int i = 0; i < frames; ++i) laneModes_[static_cast<std::size_t>(i)] = mode + modeModulation[i];
   }
   return {in, out, laneAlphas_.data(), laneAlpha0s_.data(), laneRhos_.data(), laneModes_.data(), &z1, &z2};

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "voice/HeldFill.h"
 #include "voice/VoiceKernels.h"
 #include "voice/ZRDSPFilter.h"
 
@@ -66,6 +67,11 @@ class ZRSEMFilter : public ZRDSPFilter {
   std::vector<float> laneAlpha0s_;
   std::vector<float> laneRhos_;
   std::vector<float> laneModes_;
+  HeldFill alphaFill_;
+  HeldFill alpha0Fill_;
+  HeldFill rhoFill_;
+  HeldFill modeFill_;
+  HeldFill resonanceFill_;
 };
 
 }  // namespace morv

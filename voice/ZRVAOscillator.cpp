@@ -8,7 +8,6 @@
 #include "render/BlockLimits.h"
 #include "voice/OscillatorLaws.h"
 #include "voice/Smoothing.h"
-#include "voice/Uniform.h"
 #include "voice/VoiceKernels.h"
 
 namespace morv {
@@ -114,7 +113,7 @@ void ZRVAOscillator::fillSteps(int frames, float tempo) noexcept {
   const auto stepFor = [&](float modulation, float factor) {
     return (f0 + modulation) * octaves * semitones * factor;
   };
-  if (isUniform(centsModulation, frames) && isUniform(frequencies, frames)) {
+  if (holdsStill(oscCents, frames) && holdsStill(oscFreq, frames)) {
     frequency = stepFor(frequencies[0], centsFactor(cents + centsModulation[0]));
     std::fill_n(steps, frames, 2.0F * frequency / sampleRate);
     return;
@@ -239,7 +238,7 @@ void ZRVAOscillator::smoothOutput(float* left, int frames) noexcept {
   voiceKernels().smoothBounded(left, lfoSmoothing, &lfoOutput, frames);
   const float gain = level.value;
   const float* modulation = destinationOf(level);
-  if (isUniform(modulation, frames)) {
+  if (holdsStill(level, frames)) {
     const float uniform = gain + (modulation != nullptr ? modulation[0] : 0.0F);
     if (uniform == 1.0F) return;
     for (int i = 0; i < frames; ++i) left[i] *= uniform;

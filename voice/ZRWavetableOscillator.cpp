@@ -5,7 +5,6 @@
 
 #include "modulation/ZRDSPModMatrix.h"
 #include "voice/OscillatorLaws.h"
-#include "voice/Uniform.h"
 #include "voice/VoiceKernels.h"
 
 namespace morv {
@@ -126,7 +125,7 @@ void ZRWavetableOscillator::runFrequency(int frames) noexcept {
     std::fill_n(increments_.data(), frames, f * settings.size / settings.rate * settings.scale);
     std::fill_n(subIncrements_.data(), frames,
                 f / settings.subDivisor * settings.subDetune * settings.size / settings.rate);
-  } else if (isUniform(modulation, frames) && isUniform(cents, frames)) {
+  } else if (holdsStill(oscFreq, frames) && holdsStill(oscCents, frames)) {
     const float factor = centsFactor(cents[0]);
     voiceKernels().oscillatorSteps(settings, modulation, &factor, increments_.data(), subIncrements_.data(),
                                    1);
@@ -147,7 +146,7 @@ void ZRWavetableOscillator::runFrequency(int frames) noexcept {
 void ZRWavetableOscillator::runWidths(int frames) noexcept {
   const float width = oscPulsewidth.value;
   const float* modulation = destinationOf(oscPulsewidth);
-  const bool isStill = isUniform(modulation, frames);
+  const bool isStill = holdsStill(oscPulsewidth, frames);
   const int worked = isStill ? 1 : frames;
   for (int i = 0; i < worked; ++i) {
     const float sum = width + (modulation != nullptr ? modulation[i] : 0.0F);

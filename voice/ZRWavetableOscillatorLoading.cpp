@@ -30,11 +30,13 @@ float* ZRWavetableOscillator::tableForWriting(int wave) {
 }
 
 void ZRWavetableOscillator::generateWaveInTable(ZROscillatorWave wave, float* table) {
+  if (ownWaves_ == nullptr) tableForWriting(0);
   ownWaves_->generateWaveInTable(wave, table, &random_);
   tableCount = ownWaves_->tableCount;
 }
 
 void ZRWavetableOscillator::generateWaveInTable(ZROscillatorWave wave, float* table, int harmonics) {
+  if (ownWaves_ == nullptr) tableForWriting(0);
   ownWaves_->generateWaveInTable(wave, table, harmonics, &random_);
   tableCount = ownWaves_->tableCount;
 }
