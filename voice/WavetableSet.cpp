@@ -98,8 +98,9 @@ void _removePartialsFromWaveform(float* buffer, int size, int firstRemoved) {
 }
 
 void _buildSubtablesForTable(float* table, int subtables, int size, float sampleRateHz) {
+  const int half = size / 2;
   const auto top =
-      static_cast<int>(static_cast<double>(size / 2) * kSubtableTopHz / static_cast<double>(sampleRateHz));
+      static_cast<int>(static_cast<double>(half) * kSubtableTopHz / static_cast<double>(sampleRateHz));
   for (int k = 1; k < subtables; ++k) {
     float* copy = table + static_cast<std::ptrdiff_t>(k) * size;
     std::copy_n(table, size, copy);

@@ -82,7 +82,8 @@ void ZRWavetableOscillator::_init() {
 
 void ZRWavetableOscillator::resetPhase() noexcept {
   phaseOne = 0;
-  phaseTwo = static_cast<float>(tableSize / 2);
+  const int half = tableSize / 2;
+  phaseTwo = static_cast<float>(half);
   phaseThree = 0;
 }
 
