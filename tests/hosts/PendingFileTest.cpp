@@ -112,6 +112,19 @@ TEST(PendingFile, RefusesTargetsThatCannotBe) {
   EXPECT_THAT(folder.names(), ElementsAre("sub"));
 }
 
+TEST(PendingFile, TakesTheLongestNameThatAFileMayBear) {
+  const TemporaryFolder folder;
+  const std::string name(255, 'x');
+  auto file = PendingFile::create(folder.path(name));
+  ASSERT_TRUE(file) << file.reason();
+
+  ASSERT_TRUE((*file)->commit());
+
+  EXPECT_THAT(folder.names(), ElementsAre(name));
+  EXPECT_THAT(PendingFile::create(folder.path(name + "x")).reason(), HasSubstr("File name too long"));
+  EXPECT_THAT(folder.names(), ElementsAre(name));
+}
+
 TEST(PendingFile, TellsOfATargetThatCannotBeReplaced) {
   const TemporaryFolder folder;
   auto file = PendingFile::create(folder.path("a.wav"));
