@@ -103,6 +103,9 @@ class RenderRun {
     const std::string reason = "a render of " + printFixed(secondsOf(frames_), 0) + " s is more than the " +
                                printFixed(secondsOf(greatest), 0) + " s that a WAV file holds";
     if (options_.seconds) return failUsage("render", reason);
+    if (score_->lengthInFrames({}, 0, options_.blockFrames) <= greatest) {
+      return failUsage("render", "option '--tail': " + reason);
+    }
     return fail(ExitCode::badInput, options_.midiPath + ": " + reason + "; --seconds gives a length");
   }
 
