@@ -189,7 +189,7 @@ TEST_F(MorvProgramInput, PlaysAMillionEvents) {
 TEST_F(MorvProgramInput, RendersOrRefusesWhatIsLeftOfADamagedFile) {
   constexpr std::uint64_t kSeed = 20260101;
   constexpr int kDamaged = 150;
-  const Bytes whole = TemporaryFolder::read(MORV_DEMO_PIECE);
+  const Bytes whole = TemporaryFolder::read(MORV_DEMO_FOLDER "/demo.mid");
   ASSERT_GT(whole.size(), 1000U);
   Random random(kSeed);
   int played = 0;
