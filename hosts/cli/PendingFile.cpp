@@ -99,6 +99,10 @@ Result<std::unique_ptr<PendingFile>> PendingFile::create(const std::string& targ
   }
   if (fs::is_directory(status)) return Failure{target + ": is a directory"};
   if (fs::exists(status) && !fs::is_regular_file(status)) return Failure{target + ": is no plain file"};
+  // A place in the folder would do to replace it, but who takes a file's write permission away means it.
+  if (fs::exists(status) && faccessat(AT_FDCWD, place.c_str(), W_OK, AT_EACCESS) != 0) {
+    return Failure{target + ": cannot be written: " + std::strerror(errno)};
+  }
   if (place.filename().empty()) return Failure{target + ": names no file"};
 
   const std::string start = place.filename().string().substr(0, kMostOfName);
