@@ -2,6 +2,7 @@
 
 #include "platform/DiagnosticRing.h"
 #include "platform/ScopedFlushDenormals.h"
+#include "unit/RenderCallbacks.h"
 
 namespace morv {
 namespace {
@@ -27,6 +28,7 @@ ZQ3Unit::ZQ3Unit(const AudioUnitServices& services) : ZRAudioUnit(services) {
   const AVAudioFormat format{kInitialSampleRateHz, kChannels};
   _kernel.init(static_cast<int>(format.channelCount), format.sampleRate, kInitialMaximumFrames, kVoices);
   _kernel.owner = static_cast<ZRAudioUnit*>(this);
+  _kernel.programChangeCallback = programChange;
   _kernel.midiMonitorBlock = midiMonitorBlock();
   _outputBuffer.init(format, kChannels);
   outputBusArray_ = std::make_unique<AUAudioUnitBusArray>(AUAudioUnitBusType::output,

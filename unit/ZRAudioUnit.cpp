@@ -22,6 +22,8 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services)
     if (ZRAudioUnitDelegate* told = delegate()) told->audioUnitDidTriggerVoiceForNote(this, note);
     DiagnosticRing::shared().post("did trigger note: %i\n", note);
   });
+  programChangeKind_ =
+      mainQueue().addRenderHandler([this](std::int32_t program) { setCurrentPresetWithIndex(program); });
   observe(standardDefaults(), &standardToken_);
   observe(defaults(), &sharedToken_);
 }
@@ -29,6 +31,7 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services)
 ZRAudioUnit::~ZRAudioUnit() {
   defaults().removeObserver(sharedToken_);
   standardDefaults().removeObserver(standardToken_);
+  mainQueue().removeRenderHandler(programChangeKind_);
   mainQueue().removeRenderHandler(voiceTriggeredKind_);
 }
 
@@ -70,6 +73,8 @@ std::shared_ptr<AUParameterGroup> ZRAudioUnit::createGroupWithId(
 
 ZRDSPModMatrix* ZRAudioUnit::getModMatrix() const { return nullptr; }
 
+void ZRAudioUnit::setCurrentPresetWithIndex(int /*index*/) {}
+
 void ZRAudioUnit::prefsChanged() { DiagnosticRing::shared().post("[ZRAUdioUnit] prefs changed\n"); }
 
 const ZRAudioUnit::MIDIMonitorBlock& ZRAudioUnit::midiMonitorBlock() {
@@ -92,6 +97,10 @@ int ZRAudioUnit::monitorMidi(std::uint16_t length, const std::uint8_t* bytes) no
 
 void ZRAudioUnit::postVoiceTriggered(int note) noexcept {
   mainQueue().postFromRender(voiceTriggeredKind_, note);
+}
+
+void ZRAudioUnit::postProgramChange(int program) noexcept {
+  mainQueue().postFromRender(programChangeKind_, program);
 }
 
 }  // namespace morv

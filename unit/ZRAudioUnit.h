@@ -48,6 +48,9 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
 
   // The matrix that views edit; here none.
   virtual ZRDSPModMatrix* getModMatrix() const;
+  // Changes to the preset of that number; a MIDI program change ends here. Main queue. This class has no
+  // presets and does nothing; the preset store overrides it.
+  virtual void setCurrentPresetWithIndex(int index);
   // Answers a change of a setting. On the main queue, whatever thread made the change.
   virtual void prefsChanged();
   // Sounds again. Any thread.
@@ -62,6 +65,8 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   }
   // Render thread: has the main queue tell the delegate of a note.
   void postVoiceTriggered(int note) noexcept MORV_NONBLOCKING;
+  // Render thread: has the main queue call `setCurrentPresetWithIndex`. Lost when the queue's ring is full.
+  void postProgramChange(int program) noexcept MORV_NONBLOCKING;
 
   // Any thread; beats per minute, 0 until a host gives one.
   virtual void setTempo(float beatsPerMinute) noexcept MORV_NONBLOCKING { tempo_ = beatsPerMinute; }
@@ -105,6 +110,7 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   Relaxed<float> tempo_{0.0F};
   Relaxed<bool> isMuted_{false};
   std::int32_t voiceTriggeredKind_ = 0;
+  std::int32_t programChangeKind_ = 0;
   SettingsStore::ObserverToken standardToken_ = 0;
   SettingsStore::ObserverToken sharedToken_ = 0;
   // What waits on the main queue holds this weakly, so that it falls away with the unit.

@@ -19,6 +19,9 @@ namespace {
 
 constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU, SIGXFSZ};
 
+// Bytes of the target's name that the temporary one bears: with its own eight it stays a legal name.
+constexpr std::size_t kMostOfName = 200;
+
 // What the signal's clean-up removes; empty for nothing.
 std::array<char, PATH_MAX + 1> pendingPath{};
 
@@ -40,13 +43,34 @@ void watchSignals() {
   }
 }
 
+// Holds all signals back while it lives.
+class SignalsHeldBack {
+ public:
+  SignalsHeldBack() {
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_BLOCK, &all, &before_);
+  }
+  ~SignalsHeldBack() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsHeldBack(const SignalsHeldBack&) = delete;
+  SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
+
+ private:
+  sigset_t before_{};
+};
+
 void rememberPath(const std::string& path) {
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  sigprocmask(SIG_BLOCK, &all, &before);
+  const SignalsHeldBack held;
   std::memcpy(pendingPath.data(), path.c_str(), path.size() + 1);
-  sigprocmask(SIG_SETMASK, &before, nullptr);
+}
+
+// Makes the file, which the signals' clean-up knows from its first moment on. Descriptor, or below 0.
+int makeRememberedFile(std::string* temporary) {
+  watchSignals();
+  const SignalsHeldBack held;
+  const int descriptor = mkstemp(temporary->data());
+  if (descriptor >= 0) rememberPath(*temporary);
+  return descriptor;
 }
 
 // Temporary files are made readable by their owner alone; a result is as readable as any new file.
@@ -70,17 +94,22 @@ Result<std::unique_ptr<PendingFile>> PendingFile::create(const std::string& targ
     if (error) return Failure{target + ": cannot be written: " + error.message()};
   }
   const auto status = fs::status(place, error);
+  if (status.type() == fs::file_type::none) {
+    return Failure{target + ": cannot be written: " + error.message()};
+  }
   if (fs::is_directory(status)) return Failure{target + ": is a directory"};
   if (fs::exists(status) && !fs::is_regular_file(status)) return Failure{target + ": is no plain file"};
+  // A place in the folder would do to replace it, but who takes a file's write permission away means it.
+  if (fs::exists(status) && faccessat(AT_FDCWD, place.c_str(), W_OK, AT_EACCESS) != 0) {
+    return Failure{target + ": cannot be written: " + std::strerror(errno)};
+  }
   if (place.filename().empty()) return Failure{target + ": names no file"};
 
-  std::string temporary =
-      (place.parent_path() / std::string(".").append(place.filename().string()).append(".XXXXXX")).string();
+  const std::string start = place.filename().string().substr(0, kMostOfName);
+  std::string temporary = (place.parent_path() / std::string(".").append(start).append(".XXXXXX")).string();
   if (temporary.size() > PATH_MAX) return Failure{target + ": cannot be written: the name is too long"};
-  const int descriptor = mkstemp(temporary.data());
+  const int descriptor = makeRememberedFile(&temporary);
   if (descriptor < 0) return Failure{target + ": cannot be written: " + std::strerror(errno)};
-  rememberPath(temporary);
-  watchSignals();
   giveUsualMode(descriptor);
   return std::unique_ptr<PendingFile>(new PendingFile(place.string(), temporary, descriptor));
 }

@@ -13,7 +13,7 @@ namespace morv::cli {
 class PendingFile {
  public:
   // Begins a file for `target`. A target that is a link leads to the file behind it; one that is there but no
-  // plain file is refused. The reason names the target.
+  // plain file, or write-protected, is refused. The reason names the target.
   static Result<std::unique_ptr<PendingFile>> create(const std::string& target);
   ~PendingFile();
   PendingFile(const PendingFile&) = delete;

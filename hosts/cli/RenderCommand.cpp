@@ -103,6 +103,9 @@ class RenderRun {
     const std::string reason = "a render of " + printFixed(secondsOf(frames_), 0) + " s is more than the " +
                                printFixed(secondsOf(greatest), 0) + " s that a WAV file holds";
     if (options_.seconds) return failUsage("render", reason);
+    if (score_->lengthInFrames({}, 0, options_.blockFrames) <= greatest) {
+      return failUsage("render", "option '--tail': " + reason);
+    }
     return fail(ExitCode::badInput, options_.midiPath + ": " + reason + "; --seconds gives a length");
   }
 
@@ -150,6 +153,10 @@ class RenderRun {
   }
 
   void report(double takenSeconds) const {
+    if (options_.format != SampleFormat::f32 && meter_.peakDb() > 0) {
+      warn(options_.outPath + ": clipped, the sound goes " + printFixed(meter_.peakDb(), 2) +
+           " dB beyond what the format holds");
+    }
     const double seconds = secondsOf(frames_);
     const std::string speed = takenSeconds > 0 ? printFixed(seconds / takenSeconds, 1) : std::string("many");
     std::fprintf(stderr, "%s: %s s, peak %s dBFS, RMS %s dBFS, %s times real time\n",

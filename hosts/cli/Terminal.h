@@ -6,6 +6,9 @@
 
 namespace morv::cli {
 
+// Takes the place of standard streams that the caller closed, so that no file that is opened later gets their
+// number and, with it, messages among its data. Before anything else is opened.
+void holdStandardStreams();
 // Prints "morv: reason" to the standard error stream and gives the code back.
 ExitCode fail(ExitCode code, const std::string& reason);
 // The same for a wrong command line, with a pointer to the help of that command ("render", or empty).

@@ -42,6 +42,7 @@ ExitCode run(std::span<const std::string> words) {
 
 int main(int argc, char** argv) {
   using morv::cli::ExitCode;
+  morv::cli::holdStandardStreams();
   ExitCode code = ExitCode::failure;
   try {
     const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);

@@ -182,9 +182,11 @@ def lead(piece):
 
 def close(piece):
     start = ticks(CLOSE)
-    piece.set(start - EIGHTH // 2, legato=0, modwheelLFOAmount=0, modwheelFilterFreqAmount=0, oscLFOModAmount=0)
-    pad_patch(piece, start - EIGHTH // 2)
-    piece.set(start - EIGHTH // 2, volume=0.38, env1Attack=0.12, env1Release=0.35, env2Attack=0.2, filterCutoff=900)
+    # Late in the rest: a longer release would bring the lead's last note, still fading, back with a click.
+    change = start - EIGHTH // 8
+    piece.set(change, legato=0, modwheelLFOAmount=0, modwheelFilterFreqAmount=0, oscLFOModAmount=0)
+    pad_patch(piece, change)
+    piece.set(change, volume=0.38, env1Attack=0.12, env1Release=0.35, env2Attack=0.2, filterCutoff=900)
     chords = [(34, 53, 57, 62), (36, 52, 55, 62), (41, 53, 57, 60), (38, 50, 57, 65)]
     for bar, chord in enumerate(chords):
         length = BAR if bar == 3 else BAR - 40

@@ -1,10 +1,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "platform/Random.h"
 #include "tests/hosts/ProgramFixture.h"
 
 namespace morv {
@@ -69,6 +73,11 @@ TEST_F(MorvProgramInput, RefusesAPieceThatNoFileHolds) {
   expectRefused(renderFile(path), kBadInput, "--seconds gives a length");
   expectRefused(render({"--seconds", "1e9"}), kUsage, "more than");
   EXPECT_EQ(runMorv({"render", "--midi", path, "--out", out_, "--seconds", "0.1"}).exitCode, 0);
+}
+
+TEST_F(MorvProgramInput, BlamesATailThatNoFileHoldsOnTheCommandLine) {
+  expectRefused(render({"--tail", "1e9"}), kUsage, "option '--tail': a render of 1000000001 s is more than");
+  expectRefused(render({"--tail", "1e300"}), kUsage, "option '--tail': ");
 }
 
 TEST_F(MorvProgramInput, RefusesWrongUsage) {
@@ -136,6 +145,75 @@ TEST_F(MorvProgramInput, KeepsAnOldResultWhenItFails) {
   EXPECT_EQ(render({"--set", "nothing=1"}).exitCode, kUsage);
 
   EXPECT_EQ(TemporaryFolder::read(out_).size(), 3U);
+}
+
+TEST_F(MorvProgramInput, TakesTheLastOfAnOptionGivenTwice) {
+  ASSERT_EQ(render({"--seconds", "5", "--seconds=0.1", "--rate=8000", "--rate", "16000"}).exitCode, 0);
+
+  EXPECT_EQ(frames(), 1600U);
+  EXPECT_EQ(rate_, 16000);
+}
+
+TEST_F(MorvProgramInput, RefusesEmptyWordsAndOperands) {
+  expectRefused(render({""}), kUsage, "unexpected argument ''");
+  expectRefused(render({"--", "--rate"}), kUsage, "unexpected argument '--rate'");
+  expectRefused(render({"--rate", ""}), kUsage, "'' is no whole number");
+  expectRefused(render({"--rate="}), kUsage, "'' is no whole number");
+  expectRefused(render({"--out", ""}), kUsage, "'--out' is missing");
+  expectRefused(render({"--set", ""}), kUsage, "'' is not of the form ID=VALUE");
+  expectRefused(render({"--set", "volume="}), kUsage, "volume: '' is no number");
+  expectRefused(render({"--set", "volume=0,5"}), kUsage, "'0,5' is no number");
+  EXPECT_EQ(runMorv({""}).exitCode, kUsage);
+}
+
+// A million notes on and off, all in five seconds.
+TEST_F(MorvProgramInput, PlaysAMillionEvents) {
+  constexpr int kEvents = 1000000;
+  Bytes events;
+  events.reserve(std::size_t{4} * kEvents);
+  for (int i = 0; i < kEvents; ++i) {
+    const auto note = static_cast<std::uint8_t>(24 + i / 2 % 80);
+    const auto velocity = static_cast<std::uint8_t>(i % 2 == 0 ? 100 : 0);
+    const auto delta = static_cast<std::uint8_t>(i % 200 == 0 ? 1 : 0);
+    for (const std::uint8_t byte : {delta, std::uint8_t{0x90}, note, velocity}) events.push_back(byte);
+  }
+  const std::string path = folder_.write("million.mid", singleTrack(events, 500));
+
+  const auto run = runMorv({"render", "--midi", path, "--out", out_, "--tail", "0.1"});
+
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_EQ(frames(), (224910U + 63U) / 64U * 64U);  // 5000 ticks of a millisecond, and the tail
+}
+
+// Whole programs, since a crash may hide in any step behind the reading.
+TEST_F(MorvProgramInput, RendersOrRefusesWhatIsLeftOfADamagedFile) {
+  constexpr std::uint64_t kSeed = 20260101;
+  constexpr int kDamaged = 150;
+  const Bytes whole = TemporaryFolder::read(MORV_DEMO_FOLDER "/demo.mid");
+  ASSERT_GT(whole.size(), 1000U);
+  Random random(kSeed);
+  int played = 0;
+  for (int i = 0; i < kDamaged; ++i) {
+    Bytes damaged = whole;
+    for (int changes = 1 << i % 5; changes > 0; --changes) {
+      const auto place = static_cast<std::size_t>(random.unit31() * static_cast<double>(damaged.size() - 1));
+      damaged[place] = static_cast<std::uint8_t>(random.unit31() * 255.0);
+    }
+    const std::string path = folder_.write("damaged.mid", damaged);
+
+    const auto run = runMorv(
+        {"render", "--midi", path, "--out", out_, "--rate", "8000", "--block", "4096", "--seconds", "2"});
+
+    if (run.exitCode == 0) {
+      ++played;
+      for (const float sample : sound()) ASSERT_TRUE(std::isfinite(sample)) << "seed " << kSeed << ", " << i;
+      std::filesystem::remove(out_);
+    } else {
+      expectRefused(run, kBadInput, "damaged.mid: ");
+    }
+    ASSERT_FALSE(HasFailure()) << "seed " << kSeed << ", file " << i;
+  }
+  EXPECT_GT(played, 0);
 }
 
 }  // namespace

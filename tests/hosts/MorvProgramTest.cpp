@@ -213,6 +213,20 @@ TEST_F(MorvProgram, WritesWholeNumberFormats) {
   EXPECT_EQ(size24 / 1000, 1723U * 64U * 6U / 1000);
 }
 
+TEST_F(MorvProgram, TellsOfSoundThatAWholeNumberFormatCuts) {
+  const std::vector<std::string> loud = {"--set", "volume=100", "--format"};
+  const auto with = [&](const std::string& format) {
+    auto words = loud;
+    words.push_back(format);
+    return render(words);
+  };
+
+  EXPECT_THAT(with("s16").errors, HasSubstr("out.wav: clipped, the sound goes "));
+  for (const float sample : sound()) ASSERT_LE(std::abs(sample), 1.0F);
+  EXPECT_THAT(with("f32").errors, testing::Not(HasSubstr("clipped")));
+  EXPECT_THAT(render({"--format", "s24"}).errors, testing::Not(HasSubstr("clipped")));
+}
+
 TEST_F(MorvProgram, RemarksOnAValueOutsideItsRangeOnceAndGoesOn) {
   const auto run = render({"--set", "volume=2", "--set", "volume=3"});
 

@@ -112,6 +112,43 @@ TEST(PendingFile, RefusesTargetsThatCannotBe) {
   EXPECT_THAT(folder.names(), ElementsAre("sub"));
 }
 
+TEST(PendingFile, LeavesAWriteProtectedFileInItsPlace) {
+  constexpr uid_t kNobody = 65534;
+  const TemporaryFolder folder;
+  const std::string path = folder.write("a.wav", std::string("old"));
+  namespace fs = std::filesystem;
+  fs::permissions(folder.path(""), fs::perms::all);
+  fs::permissions(path, fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    // To the superuser no file is protected.
+    if (geteuid() == 0 && seteuid(kNobody) != 0) _exit(2);
+    const auto file = PendingFile::create(path);
+    _exit(!file && file.reason() == path + ": cannot be written: Permission denied" ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(contentOf(path), "old");
+  EXPECT_THAT(folder.names(), ElementsAre("a.wav"));
+}
+
+TEST(PendingFile, TakesTheLongestNameThatAFileMayBear) {
+  const TemporaryFolder folder;
+  const std::string name(255, 'x');
+  auto file = PendingFile::create(folder.path(name));
+  ASSERT_TRUE(file) << file.reason();
+
+  ASSERT_TRUE((*file)->commit());
+
+  EXPECT_THAT(folder.names(), ElementsAre(name));
+  EXPECT_THAT(PendingFile::create(folder.path(name + "x")).reason(), HasSubstr("File name too long"));
+  EXPECT_THAT(folder.names(), ElementsAre(name));
+}
+
 TEST(PendingFile, TellsOfATargetThatCannotBeReplaced) {
   const TemporaryFolder folder;
   auto file = PendingFile::create(folder.path("a.wav"));

@@ -153,6 +153,43 @@ TEST_F(ZQ3UnitRender, LendsItsOwnMemoryToBuffersWithoutAny) {
   EXPECT_NE(output.mBuffers[0].mData, output.mBuffers[1].mData);
 }
 
+TEST_F(ZQ3UnitRender, DoesNothingWithABlockOfNoFrames) {
+  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
+  const AURenderEvent on = midi(0x90, 60, 100);
+
+  EXPECT_EQ(render(&on, 0), 0);
+
+  EXPECT_THAT(left_, testing::Each(kUntouched));
+  EXPECT_EQ(peakOver(40), 0.0F);
+}
+
+TEST_F(ZQ3UnitRender, ScalesTheOneMemoryOfAHostWithOneBufferTwice) {
+  constexpr int kBlocks = 400;  // until the volume has arrived
+  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
+  unit_.outputVolumeParameter()->setValue(0.5F);
+  const AURenderEvent on = midi(0x90, 60, 100);
+  render(&on);
+  ASSERT_GT(peakOver(kBlocks), 0.001F);
+  UnitSurroundings around;
+  OpenUnit mono(around);
+  ASSERT_TRUE(mono.allocateRenderResources(nullptr));
+  mono.outputVolumeParameter()->setValue(0.5F);
+
+  std::vector<float> both(kFrames);
+  for (int block = 0; block <= kBlocks; ++block) {
+    const AudioTimeStamp timestamp{static_cast<double>(block) * kFrames};
+    AudioBufferList output;
+    output.mNumberBuffers = 1;
+    output.mBuffers[0] = {1, kFrames * sizeof(float), both.data()};
+    AudioUnitRenderActionFlags flags = 0;
+    mono.internalRenderBlock()(&flags, &timestamp, kFrames, 0, &output, block == 0 ? &on : nullptr, nullptr);
+  }
+
+  // The right channel lands on top of the left, which brings the same here, and the volume of 0.5 acts twice.
+  constexpr float kTolerance = 1e-5F;  // what the volume has still to go, and rounding
+  for (std::size_t i = 0; i < kFrames; ++i) ASSERT_NEAR(both[i], 0.5F * left_[i], kTolerance);
+}
+
 TEST_F(ZQ3UnitRender, TouchesOnlyTheFramesAskedFor) {
   ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
 

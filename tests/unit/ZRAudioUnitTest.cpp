@@ -7,6 +7,7 @@
 #include <tuple>
 #include <vector>
 
+#include "platform/DiagnosticRing.h"
 #include "render/ZRDSPParameter.h"
 #include "tests/unit/UnitSurroundings.h"
 #include "unit/RenderCallbacks.h"
@@ -15,6 +16,7 @@
 namespace morv {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -215,6 +217,57 @@ TEST(ZRAudioUnit, TellsItsDelegateOfATriggeredVoiceOnTheMainQueue) {
   around.queue.runDue(0);
 
   EXPECT_THAT(delegate.told, ElementsAre(std::pair<ZRAudioUnit*, int>(&unit, 60)));
+}
+
+// Lines that wait in the process's ring, taken out of it.
+std::vector<std::pair<std::string, int>> waitingLines() {
+  std::vector<std::pair<std::string, int>> lines;
+  for (DiagnosticRing::Line line; DiagnosticRing::shared().take(&line);) {
+    lines.emplace_back(line.format, line.integers[0]);
+  }
+  return lines;
+}
+
+TEST(ZRAudioUnit, PrintsEachTriggeredVoiceWithAndWithoutADelegate) {
+  UnitSurroundings around;
+  ShellOnly unit(around);
+  waitingLines();
+
+  voiceTriggered(60, 3, static_cast<ZRAudioUnit*>(&unit));
+  EXPECT_THAT(waitingLines(), IsEmpty());
+  around.queue.runDue(0);
+
+  EXPECT_THAT(waitingLines(), ElementsAre(std::pair<std::string, int>("did trigger note: %i\n", 60)));
+}
+
+TEST(ZRAudioUnit, OnlyPrintsThatASettingChanged) {
+  UnitSurroundings around;
+  ShellOnly unit(around);
+  waitingLines();
+
+  unit.ZRAudioUnit::prefsChanged();
+
+  EXPECT_THAT(waitingLines(), ElementsAre(std::pair<std::string, int>("[ZRAUdioUnit] prefs changed\n", 0)));
+}
+
+TEST(ZRAudioUnit, SaysThatAnInstrumentIsBeingBuilt) {
+  UnitSurroundings around;
+  waitingLines();
+
+  const OpenUnit unit(around);
+
+  EXPECT_THAT(waitingLines(),
+              Contains(std::pair<std::string, int>("Initializing Audio Component: MORV\n", 0)));
+}
+
+TEST(ZRAudioUnit, LeavesTheSlotForTriggeredVoicesEmpty) {
+  UnitSurroundings around;
+  OpenUnit unit(around);
+
+  EXPECT_FALSE(unit.kernel().voiceTriggeredCallback);
+  EXPECT_TRUE(unit.kernel().programChangeCallback);
+  EXPECT_TRUE(unit.kernel().midiMonitorBlock);
+  EXPECT_EQ(unit.kernel().owner, static_cast<ZRAudioUnit*>(&unit));
 }
 
 TEST(ZRAudioUnit, NeedsNoDelegate) {

@@ -1,0 +1,78 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "hosts/HostBlockCutter.h"
+#include "platform/Random.h"
+#include "tests/realtime/RenderTrap.h"
+#include "tests/unit/UnitSurroundings.h"
+
+namespace morv {
+namespace {
+
+class ListeningUnit : public OpenUnit {
+ public:
+  using OpenUnit::OpenUnit;
+  void setCurrentPresetWithIndex(int index) override { told.push_back(index); }
+
+  std::vector<int> told;
+};
+
+AURenderEvent drawnMessage(Random& random, AUEventSampleTime time) {
+  constexpr std::array<std::uint8_t, 7> kStatuses = {0x80, 0x90, 0xA0, 0xB0, 0xC0, 0xD0, 0xE0};
+  AURenderEvent event{};
+  const auto status =
+      static_cast<std::uint8_t>(kStatuses[random.nextBits() % kStatuses.size()] + random.nextBits() % 16U);
+  event.MIDI = {nullptr,
+                time,
+                AURenderEventMIDI,
+                3,
+                0,
+                {status, static_cast<std::uint8_t>(random.nextBits() % 128U),
+                 static_cast<std::uint8_t>(random.nextBits() % 128U)}};
+  return event;
+}
+
+// The whole way from a host's cycle to the engine: cutting, tempo, monitor, program changes, mute.
+TEST(UnitRender, NeitherAllocatesNorLocksNorWaitsOnTheWayFromTheHostToTheEngine) {
+  constexpr std::uint64_t kSeed = 11;
+  constexpr std::uint32_t kCycle = 300;
+  UnitSurroundings around;
+  ListeningUnit unit(around);
+  int controllers = 0;
+  unit.setMidiControllerHandler([&controllers](int, int, int) { ++controllers; });
+  ASSERT_TRUE(unit.allocateRenderResources(nullptr));
+  HostBlockCutter cutter(unit);
+  std::vector<float> left(kCycle);
+  std::vector<float> right(kCycle);
+  std::vector<AURenderEvent> events(20);
+  Random random(kSeed);
+  int programChanges = 0;
+
+  const long before = RenderTrap::caught();
+  for (std::int64_t cycle = 0; cycle < 500; ++cycle) {
+    const AUEventSampleTime start = cycle * kCycle;
+    for (std::size_t i = 0; i < events.size(); ++i) {
+      events[i] = drawnMessage(random, start + static_cast<AUEventSampleTime>(i) * 15);
+      if ((events[i].MIDI.data[0] & 0xF0U) == 0xC0U) ++programChanges;
+    }
+    unit.setIsMuted(cycle % 7 == 0);
+    {
+      const RenderTrap trap;
+      cutter.setTempo(60.0 + static_cast<double>(cycle));
+      cutter.render(static_cast<double>(start), kCycle, left.data(), right.data(), events);
+    }
+    around.queue.runDue(static_cast<double>(cycle));
+  }
+
+  EXPECT_EQ(RenderTrap::caught(), before) << RenderTrap::lastCaught() << ", seed " << kSeed;
+  EXPECT_GT(controllers, 0);
+  EXPECT_GT(programChanges, 1000);
+  EXPECT_EQ(unit.told.size(), static_cast<std::size_t>(programChanges));
+}
+
+}  // namespace
+}  // namespace morv
