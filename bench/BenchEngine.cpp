@@ -16,7 +16,8 @@ BenchEngine::BenchEngine(int blockFrames) : blockFrames_(blockFrames) {
 }
 
 void BenchEngine::setParameter(const char* identifier, float value) {
-  kernel.setParameter(static_cast<std::uint64_t>(kernel.instrument->addressForIdentifier(identifier)), value, 0);
+  kernel.setParameter(static_cast<std::uint64_t>(kernel.instrument->addressForIdentifier(identifier)), value,
+                      0);
 }
 
 void BenchEngine::modulate() {
@@ -28,11 +29,7 @@ void BenchEngine::modulate() {
 void BenchEngine::holdChord(int notes) {
   std::vector<AURenderEvent> events(static_cast<std::size_t>(notes));
   for (std::size_t i = 0; i < events.size(); ++i) {
-    events[i].MIDI = {i + 1 < events.size() ? &events[i + 1] : nullptr,
-                      0,
-                      AURenderEventMIDI,
-                      3,
-                      0,
+    events[i].MIDI = {i + 1 < events.size() ? &events[i + 1] : nullptr,  0, AURenderEventMIDI, 3, 0,
                       {0x90, static_cast<std::uint8_t>(48 + 3 * i), 100}};
   }
   render(events.empty() ? nullptr : events.data());

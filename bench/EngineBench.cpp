@@ -9,9 +9,8 @@ namespace {
 
 void perFrame(benchmark::State& state, BenchEngine& engine, int blockFrames) {
   for (auto _ : state) engine.renderBlock();
-  state.counters["per_frame"] =
-      benchmark::Counter(static_cast<double>(state.iterations()) * blockFrames,
-                         benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  state.counters["per_frame"] = benchmark::Counter(static_cast<double>(state.iterations()) * blockFrames,
+                                                   benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
 void plainPatch(benchmark::State& state) {

@@ -1,4 +1,5 @@
-// The voice's kernels one by one, for both kinds of machine; the exact filter beside the bank that stands in for it.
+// The voice's kernels one by one, for both kinds of machine; the exact filter beside the bank that stands in
+// for it.
 
 #include <benchmark/benchmark.h>
 
@@ -43,8 +44,8 @@ void filterCoefficients(benchmark::State& state) {
   for (auto& values : out) values.resize(static_cast<std::size_t>(frames));
   const VoiceKernels& kernels = kernelsOf(state);
   for (auto _ : state) {
-    kernels.semCoefficients(cutoffs.data(), resonances.data(), 22030.0, 10.0, 44100.0, out[0].data(), out[1].data(),
-                            out[2].data(), frames);
+    kernels.semCoefficients(cutoffs.data(), resonances.data(), 22030.0, 10.0, 44100.0, out[0].data(),
+                            out[1].data(), out[2].data(), frames);
     benchmark::DoNotOptimize(out[0].data());
   }
   report(state, frames);
