@@ -61,7 +61,7 @@ class ZRVAAmp : public ZRDSPEntity {
   bool runInOnePass(float* in1, const float* in2, float* out1, float* out2, int frames) noexcept;
 
   ZeroedFloats gains_;
-  float pannedPosition_ = -1;  // position that the gains below are for
+  float pannedPosition_ = 0;  // position, from 0 left to 2 right, that the gains below are for
   PanGains panGains_{1, 0};
 };
 
