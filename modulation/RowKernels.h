@@ -22,9 +22,9 @@ struct RowKernels {
   float (*sum)(const float* values, int frames) noexcept = nullptr;
 };
 
-const RowKernels& rowKernels() noexcept;
-const RowKernels& baselineRowKernels() noexcept;
+const RowKernels& rowKernels() noexcept MORV_NONBLOCKING;
+const RowKernels& baselineRowKernels() noexcept MORV_NONBLOCKING;
 // Null where the machine has no AVX2.
-const RowKernels* avx2RowKernels() noexcept;
+const RowKernels* avx2RowKernels() noexcept MORV_NONBLOCKING;
 
 }  // namespace morv

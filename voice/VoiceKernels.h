@@ -99,10 +99,10 @@ struct VoiceKernels {
 };
 
 // The best kernels of this machine.
-const VoiceKernels& voiceKernels() noexcept;
+const VoiceKernels& voiceKernels() noexcept MORV_NONBLOCKING;
 // Those for any x86-64.
-const VoiceKernels& baselineVoiceKernels() noexcept;
+const VoiceKernels& baselineVoiceKernels() noexcept MORV_NONBLOCKING;
 // Those for AVX2; null where the machine has none.
-const VoiceKernels* avx2VoiceKernels() noexcept;
+const VoiceKernels* avx2VoiceKernels() noexcept MORV_NONBLOCKING;
 
 }  // namespace morv
