@@ -176,6 +176,27 @@ TEST_F(ZRVAAmpTest, APanAtTheFarLeftIsThereFromTheFirstBlock) {
   EXPECT_EQ(right[0], 0.0F);
 }
 
+TEST_F(ZRVAAmpTest, TheVolumeLeftInItsDestinationIsClearedByARowAndPilesUpWithoutOne) {
+  ZRDSPParameter depth;
+  depth.maxValue = 1;
+  for (const bool hasRow : {false, true}) {
+    if (hasRow) {
+      std::fill_n(matrix.destinationBuffer(amp.volume.address), kFrames, 0.0F);
+      matrix.addRow("off", 2, amp.volume.address, &depth, 1.0F, 0, false);
+    }
+    amp.setModMatrix(&matrix);
+    float last = 0;
+    for (int block = 1; block <= 3; ++block) {
+      Signal in = ramp(1.0F, 0.0F);
+      Signal out = ramp(0.0F, 0.0F);
+      matrix.runMatrix(kFrames);
+      amp.runAmp(in.data(), nullptr, out.data(), nullptr, kFrames, 120.0F);
+      last = out[0];
+    }
+    EXPECT_EQ(last, hasRow ? 1.0F : 3.0F);
+  }
+}
+
 TEST_F(ZRVAAmpTest, TheFirstSampleOfThePanModulationCounts) {
   amp.setModMatrix(&matrix);
   amp.pan = 0.25F;
