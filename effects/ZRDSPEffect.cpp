@@ -11,8 +11,8 @@ void ZRDSPEffect::prepare(float sampleRateHz, int blockSizeFrames) {
   blockSize = blockSizeFrames;
 }
 
-void ZRDSPEffect::runEffect(const float* /*inL*/, const float* /*inR*/, const float* /*sidechain*/, float* /*outL*/,
-                            float* /*outR*/, int /*frames*/, float /*tempo*/) noexcept {}
+void ZRDSPEffect::runEffect(const float* /*inL*/, const float* /*inR*/, const float* /*sidechain*/,
+                            float* /*outL*/, float* /*outR*/, int /*frames*/, float /*tempo*/) noexcept {}
 
 void ZRDSPEffect::setGateWithNote(int /*gate*/, int /*note*/, int /*velocity*/) noexcept {}
 

@@ -8,8 +8,8 @@
 
 namespace morv {
 
-// Base of all effects: an entity that processes stereo blocks. An effect tests `bypass` first and leaves its outputs
-// alone while it is on. Construction and `prepare`: off the render thread; the rest: render thread.
+// Base of all effects: an entity that processes stereo blocks. An effect tests `bypass` first and leaves its
+// outputs alone while it is on. Construction and `prepare`: off the render thread; the rest: render thread.
 class ZRDSPEffect : public ZRDSPEntity {
  public:
   explicit ZRDSPEffect(float sampleRateHz);

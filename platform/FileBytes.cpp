@@ -21,7 +21,8 @@ std::optional<std::vector<unsigned char>> readFileBytes(const std::string& path,
 std::vector<std::string> filesWithExtension(const std::string& folder, const std::string& extension) {
   std::vector<std::string> paths;
   std::error_code error;
-  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
     if (entry->path().extension() == extension) paths.push_back(entry->path().string());
   }
   std::sort(paths.begin(), paths.end());

@@ -640,7 +640,8 @@ TEST_F(ZRVAOscillatorTest, BlocksOfAnyLengthGiveTheSameWaveAtASteadyFrequency) {
         // The smoother of the LFO works on eight samples at a time, so where a block ends moves its rounding.
         constexpr float kSmootherRounding = 5e-7F;
         for (std::size_t i = 0; i < got.size(); ++i) {
-          ASSERT_NEAR(got[i], want.left[i], lfo ? kSmootherRounding : 0.0F) << wave << " " << lfo << " " << size;
+          ASSERT_NEAR(got[i], want.left[i], lfo ? kSmootherRounding : 0.0F)
+              << wave << " " << lfo << " " << size;
         }
       }
     }
