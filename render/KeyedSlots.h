@@ -41,7 +41,7 @@ class KeyedSlots {
   }
   // Calls visit(key, value) in ascending order of key.
   template <typename Visit>
-  void forEach(Visit&& visit) const noexcept MORV_NONBLOCKING {
+  void forEach(Visit&& visit) const {
     for (int key = 0; key < Keys; ++key) {
       if (used_[at(key)]) visit(key, values_[at(key)]);
     }
