@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/NonBlocking.h"
 #include "platform/Relaxed.h"
 #include "platform/ZeroedFloats.h"
 #include "render/ZRDSPParameter.h"
@@ -71,7 +72,7 @@ class ModMatrixCore {
   std::bitset<kMaxModRows> routed;  // destinations that some row feeds
 
   // Buffer of a global source; none beyond the table. `number` is the source index without its sign.
-  float* globalSourceBuffer(int number) noexcept;
+  float* globalSourceBuffer(int number) noexcept MORV_NONBLOCKING;
 
  private:
   ZeroedFloats globalSources_;

@@ -7,9 +7,13 @@ const RowKernels& baselineRowKernels() noexcept {
   return kKernels;
 }
 
-const RowKernels& rowKernels() noexcept {
-  static const RowKernels& best = avx2RowKernels() != nullptr ? *avx2RowKernels() : baselineRowKernels();
-  return best;
-}
+namespace {
+
+// Chosen while the program loads, so that no block has to.
+const RowKernels& kBest = avx2RowKernels() != nullptr ? *avx2RowKernels() : baselineRowKernels();
+
+}  // namespace
+
+const RowKernels& rowKernels() noexcept { return kBest; }
 
 }  // namespace morv

@@ -32,7 +32,7 @@ std::shared_ptr<ZRDSPModMatrix> ZRDSPModMatrix::sharedMatrix() {
 }
 
 void ZRDSPModMatrix::_createMatrixCore() {
-  matrixCore_ = std::make_shared<ModMatrixCore>();
+  matrixCore = std::make_shared<ModMatrixCore>();
   registeredSourceCount = 0;
 }
 
@@ -50,13 +50,13 @@ void ZRDSPModMatrix::_initBuffers() {
   writtenFrames_.fill(0);
   for (int i = 0; i < kNumBuiltInSources; ++i) {
     sourceStorage_.emplace_back(capacity);
-    sourceBuffers_[static_cast<std::size_t>(i)] = sourceStorage_.back().data();
+    sourceBuffers[static_cast<std::size_t>(i)] = sourceStorage_.back().data();
   }
   for (std::size_t i = 0; i < ZRDSPModMatrixSourceNames.size(); ++i) {
     const std::string name(ZRDSPModMatrixSourceNames[i]);
     const int index = static_cast<int>(i);
-    sources_.push_back(std::make_unique<modMatrixSource>(modMatrixSource{name, index, false, true}));
-    sourceNames_[index] = name;
+    sources.push_back(std::make_unique<modMatrixSource>(modMatrixSource{name, index, false, true}));
+    sourceNames[index] = name;
   }
 }
 
@@ -67,18 +67,18 @@ int ZRDSPModMatrix::registerSource(ZRDSPEntity* entity, bool isGlobal, bool isPu
   ++registeredSourceCount;
   if (!isGlobal) {
     sourceStorage_.emplace_back(bufferCapacity(blockSize));
-    sourceBuffers_.at(static_cast<std::size_t>(index)) = sourceStorage_.back().data();
+    sourceBuffers.at(static_cast<std::size_t>(index)) = sourceStorage_.back().data();
   }
   const std::string& sourceName = name.empty() && entity != nullptr ? entity->name : name;
-  sourceNames_[index] = sourceName;
-  sources_.push_back(
+  sourceNames[index] = sourceName;
+  sources.push_back(
       std::make_unique<modMatrixSource>(modMatrixSource{sourceName, index, isGlobal, isPublic}));
   return index;
 }
 
 std::vector<const modMatrixSource*> ZRDSPModMatrix::getPublicSources() const {
   std::vector<const modMatrixSource*> list;
-  for (const auto& source : sources_) {
+  for (const auto& source : sources) {
     if (source->isPublic) list.push_back(source.get());
   }
   return list;
@@ -93,14 +93,14 @@ std::vector<std::string> ZRDSPModMatrix::getPublicSourceNames() const {
 int ZRDSPModMatrix::getNumPublicSources() const { return static_cast<int>(getPublicSources().size()); }
 
 std::string ZRDSPModMatrix::getNameForSource(int index) const {
-  const auto found = sourceNames_.find(index);
-  return found != sourceNames_.end() ? found->second : std::string();
+  const auto found = sourceNames.find(index);
+  return found != sourceNames.end() ? found->second : std::string();
 }
 
 modMatrixRow* ZRDSPModMatrix::addRow(const std::string& identifier, const std::string& sourceName, int source,
                                      const std::string& destinationName, int destination,
                                      ZRDSPParameter* depth, float amount, int transform, bool isGlobal) {
-  auto& slot = matrixCore_->rows.at(static_cast<std::size_t>(rowCount));
+  auto& slot = matrixCore->rows.at(static_cast<std::size_t>(rowCount));
   ++rowCount;
   if (slot != nullptr) return slot.get();
   slot = std::make_unique<modMatrixRow>();
@@ -117,10 +117,10 @@ modMatrixRow* ZRDSPModMatrix::addRow(const std::string& identifier, const std::s
     slot->destination.index = destination;
     slot->destination.name = destinationName;
   }
-  matrixCore_->usedRows = std::max(matrixCore_->usedRows, rowCount);
+  matrixCore->usedRows = std::max(matrixCore->usedRows, rowCount);
   if (destination >= 0 && destination < kMaxModRows)
-    matrixCore_->routed.set(static_cast<std::size_t>(destination));
-  rowsByIdentifier_[identifier] = slot.get();
+    matrixCore->routed.set(static_cast<std::size_t>(destination));
+  rowsByIdentifier[identifier] = slot.get();
   return slot.get();
 }
 
@@ -135,11 +135,11 @@ modMatrixRow* ZRDSPModMatrix::addRow(int source, int destination, ZRDSPParameter
 }
 
 modMatrixRow* ZRDSPModMatrix::getRowAtIndex(int index) const {
-  return matrixCore_->rows[static_cast<std::size_t>(index)].get();
+  return matrixCore->rows[static_cast<std::size_t>(index)].get();
 }
 
 modMatrixRow* ZRDSPModMatrix::getRowWithIdentifier(const std::string& identifier) const {
-  return rowsByIdentifier_.at(identifier);
+  return rowsByIdentifier.at(identifier);
 }
 
 std::vector<modMatrixRow*> ZRDSPModMatrix::getRowsWithDestination(const std::string& destinationName) const {
@@ -174,8 +174,8 @@ void ZRDSPModMatrix::resetActiveRows() {
 }
 
 bool ZRDSPModMatrix::isRouted(int address) const noexcept {
-  return matrixCore_ != nullptr && address >= 0 && address < kMaxModRows &&
-         matrixCore_->routed.test(static_cast<std::size_t>(address));
+  return matrixCore != nullptr && address >= 0 && address < kMaxModRows &&
+         matrixCore->routed.test(static_cast<std::size_t>(address));
 }
 
 }  // namespace morv

@@ -52,8 +52,8 @@ class ZRDSPModMatrix {
   // The shared matrix, created if there is none.
   static std::shared_ptr<ZRDSPModMatrix> sharedMatrix();
 
-  const std::shared_ptr<ModMatrixCore>& getMatrixCore() const { return matrixCore_; }
-  void setMatrixCore(std::shared_ptr<ModMatrixCore> core) { matrixCore_ = std::move(core); }
+  const std::shared_ptr<ModMatrixCore>& getMatrixCore() const { return matrixCore; }
+  void setMatrixCore(std::shared_ptr<ModMatrixCore> core) { matrixCore = std::move(core); }
 
   // Gives the entity a source buffer and returns its index: 11 and up, or the negative of that for a global
   // source, whose buffer stands in the shared core. An empty name takes the entity's.
@@ -63,7 +63,7 @@ class ZRDSPModMatrix {
   std::vector<std::string> getPublicSourceNames() const;
   int getNumPublicSources() const;
   // Built-in sources included.
-  int getNumRegisteredSources() const { return static_cast<int>(sources_.size()); }
+  int getNumRegisteredSources() const { return static_cast<int>(sources.size()); }
   // An unknown index gives an empty name.
   std::string getNameForSource(int index) const;
 
@@ -94,8 +94,8 @@ class ZRDSPModMatrix {
   // 475 has a buffer, others give none. Asking for a destination to write into makes the next block look
   // whether it needs clearing; who only reads takes `readDestination`.
   float* sourceBuffer(int source) noexcept MORV_NONBLOCKING {
-    if (source < 0) return matrixCore_ != nullptr ? matrixCore_->globalSourceBuffer(-source) : nullptr;
-    return source < kMaxModRows ? sourceBuffers_[static_cast<std::size_t>(source)] : nullptr;
+    if (source < 0) return matrixCore != nullptr ? matrixCore->globalSourceBuffer(-source) : nullptr;
+    return source < kMaxModRows ? sourceBuffers[static_cast<std::size_t>(source)] : nullptr;
   }
   float* destinationBuffer(int address) noexcept MORV_NONBLOCKING {
     return destinationBuffer(address, static_cast<int>(stride_));
@@ -127,21 +127,24 @@ class ZRDSPModMatrix {
   void setBlockSize(int newBlockSize);
   void _createMatrixCore();
   void _initBuffers();
-  void clearDestinations(int frames) noexcept;
-  void runGlobalMatrix(int frames) noexcept;
-  void runRow(const modMatrixRow& row, const float* source, bool isGlobalPass, int frames) noexcept;
-  float* bufferAt(int address) noexcept { return destinationStorage_.data() + address * stride_; }
+  void clearDestinations(int frames) noexcept MORV_NONBLOCKING;
+  void runGlobalMatrix(int frames) noexcept MORV_NONBLOCKING;
+  void runRow(const modMatrixRow& row, const float* source, bool isGlobalPass,
+              int frames) noexcept MORV_NONBLOCKING;
+  float* bufferAt(int address) noexcept MORV_NONBLOCKING {
+    return destinationStorage_.data() + address * stride_;
+  }
 
   static std::shared_ptr<ZRDSPModMatrix> _instance;
 
-  std::array<float*, kMaxModRows> sourceBuffers_{};
+  std::array<float*, kMaxModRows> sourceBuffers{};
   std::vector<ZeroedFloats> sourceStorage_;
   ZeroedFloats destinationStorage_;
   std::ptrdiff_t stride_ = 0;  // floats from one destination to the next
-  std::vector<std::unique_ptr<modMatrixSource>> sources_;
-  std::map<int, std::string> sourceNames_;
-  std::map<std::string, modMatrixRow*> rowsByIdentifier_;
-  std::shared_ptr<ModMatrixCore> matrixCore_;
+  std::vector<std::unique_ptr<modMatrixSource>> sources;
+  std::map<int, std::string> sourceNames;
+  std::map<std::string, modMatrixRow*> rowsByIdentifier;
+  std::shared_ptr<ModMatrixCore> matrixCore;
   std::array<int, kMaxModRows>
       writtenFrames_{};  // of each destination, how many frames may be other than zero
   std::array<const modMatrixRow*, kMaxModRows> liveRows_{};  // of this block: active, with a depth

@@ -47,8 +47,8 @@ void ZRDSPModMatrix::clearDestinations(int frames) noexcept {
     int& written = writtenFrames_[destination];
     if (written <= frames) written = 0;
   };
-  for (int r = 0; r < matrixCore_->usedRows; ++r) {
-    const modMatrixRow* row = matrixCore_->rows[static_cast<std::size_t>(r)].get();
+  for (int r = 0; r < matrixCore->usedRows; ++r) {
+    const modMatrixRow* row = matrixCore->rows[static_cast<std::size_t>(r)].get();
     if (row == nullptr || !row->active) continue;
     if (row->destinationIndex < 0 || row->destinationIndex >= kMaxModRows) continue;
     const auto destination = static_cast<std::size_t>(row->destinationIndex);
@@ -98,13 +98,13 @@ void ZRDSPModMatrix::runGlobalMatrix(int frames) noexcept {
   for (int r = 0; r < liveRowCount_; ++r) {
     const modMatrixRow& row = *liveRows_[static_cast<std::size_t>(r)];
     if (!row.isGlobal) continue;
-    const float* source = matrixCore_->globalSourceBuffer(std::abs(row.source));
+    const float* source = matrixCore->globalSourceBuffer(std::abs(row.source));
     if (source != nullptr) runRow(row, source, true, frames);
   }
 }
 
 void ZRDSPModMatrix::runMatrix(int frames) noexcept {
-  if (matrixCore_ == nullptr) return;
+  if (matrixCore == nullptr) return;
   clearDestinations(frames);
   if (enabled) {
     runGlobalMatrix(frames);

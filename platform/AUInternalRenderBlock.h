@@ -24,7 +24,7 @@ class AUInternalRenderBlock {
                                          const AudioTimeStamp* timestamp, std::uint32_t frameCount,
                                          std::int64_t outputBusNumber, AudioBufferList* outputData,
                                          const AURenderEvent* events,
-                                         const AURenderPullInputBlock* pullInput) noexcept;
+                                         const AURenderPullInputBlock* pullInput) noexcept MORV_NONBLOCKING;
 
   AUInternalRenderBlock(Function function, void* unit) noexcept : function_(function), unit_(unit) {}
 

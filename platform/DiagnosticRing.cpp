@@ -80,9 +80,13 @@ void DiagnosticRing::drain(std::FILE* sink) {
   }
 }
 
-DiagnosticRing& DiagnosticRing::shared() noexcept {
-  static DiagnosticRing ring;
-  return ring;
-}
+namespace {
+
+// Made while the program loads: the first line may come from the render thread.
+DiagnosticRing processRing;
+
+}  // namespace
+
+DiagnosticRing& DiagnosticRing::shared() noexcept { return processRing; }
 
 }  // namespace morv

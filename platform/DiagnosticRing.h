@@ -45,14 +45,14 @@ class MORV_EXPORT DiagnosticRing {
   std::uint64_t dropped() const noexcept { return dropped_.load(std::memory_order_relaxed); }
 
   // The process's ring, the engine's stand-in for its standard output.
-  static DiagnosticRing& shared() noexcept;
+  static DiagnosticRing& shared() noexcept MORV_NONBLOCKING;
 
  private:
   struct Cell {
     std::atomic<std::uint64_t> sequence{0};
     Line line;
   };
-  void push(const Line& line) noexcept;
+  void push(const Line& line) noexcept MORV_NONBLOCKING;
 
   std::array<Cell, kCapacity> cells_;
   std::atomic<std::uint64_t> head_{0};

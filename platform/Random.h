@@ -2,15 +2,17 @@
 
 #include <cstdint>
 
+#include "platform/NonBlocking.h"
+
 namespace morv {
 
 // Small seeded generator; each owner that draws keeps one, so that a render repeats bit for bit for the same
 // seed. PCG-XSH-RR 64/32 (O'Neill 2014). Not for several threads at once.
 class Random {
  public:
-  explicit constexpr Random(std::uint64_t seed = 1) noexcept { reseed(seed); }
+  explicit constexpr Random(std::uint64_t seed = 1) noexcept MORV_NONBLOCKING { reseed(seed); }
 
-  constexpr void reseed(std::uint64_t seed) noexcept {
+  constexpr void reseed(std::uint64_t seed) noexcept MORV_NONBLOCKING {
     state_ = 0;
     nextBits();
     state_ += seed;
@@ -18,7 +20,7 @@ class Random {
   }
 
   // Uniform over all 32 bits.
-  constexpr std::uint32_t nextBits() noexcept {
+  constexpr std::uint32_t nextBits() noexcept MORV_NONBLOCKING {
     const std::uint64_t old = state_;
     state_ = old * 6364136223846793005ULL + 1442695040888963407ULL;
     const auto shifted = static_cast<std::uint32_t>(((old >> 18U) ^ old) >> 27U);
@@ -27,17 +29,19 @@ class Random {
   }
 
   // A 31-bit draw over 2^31, rounded to float: 0 to 1; 1.0 itself only by rounding.
-  constexpr float unit31() noexcept { return static_cast<float>(nextBits() >> 1U) / 2147483648.0F; }
+  constexpr float unit31() noexcept MORV_NONBLOCKING {
+    return static_cast<float>(nextBits() >> 1U) / 2147483648.0F;
+  }
 
   // Uniform double, 0 to just below 1.
-  constexpr double unitDouble() noexcept {
+  constexpr double unitDouble() noexcept MORV_NONBLOCKING {
     const std::uint64_t high = nextBits();
     const std::uint64_t bits = (high << 32U) | nextBits();
     return static_cast<double>(bits >> 11U) * 0x1.0p-53;
   }
 
   // A well-mixed seed for the n-th owner below one seed (splitmix64, Steele et al. 2014).
-  static constexpr std::uint64_t derive(std::uint64_t seed, std::uint64_t n) noexcept {
+  static constexpr std::uint64_t derive(std::uint64_t seed, std::uint64_t n) noexcept MORV_NONBLOCKING {
     std::uint64_t z = seed + (n + 1) * 0x9E3779B97F4A7C15ULL;
     z = (z ^ (z >> 30U)) * 0xBF58476D1CE4E5B9ULL;
     z = (z ^ (z >> 27U)) * 0x94D049BB133111EBULL;

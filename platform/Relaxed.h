@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+#include "platform/NonBlocking.h"
+
 namespace morv {
 
 // One plain value that several threads read and write without a lock: each access is a relaxed atomic, so it
@@ -10,20 +12,20 @@ template <typename T>
 class Relaxed {
  public:
   constexpr Relaxed() noexcept = default;
-  constexpr Relaxed(T value) noexcept : value_(value) {}
-  Relaxed(const Relaxed& other) noexcept : value_(other.load()) {}
-  Relaxed& operator=(const Relaxed& other) noexcept {
+  constexpr Relaxed(T value) noexcept MORV_NONBLOCKING : value_(value) {}
+  Relaxed(const Relaxed& other) noexcept MORV_NONBLOCKING : value_(other.load()) {}
+  Relaxed& operator=(const Relaxed& other) noexcept MORV_NONBLOCKING {
     store(other.load());
     return *this;
   }
-  Relaxed& operator=(T value) noexcept {
+  Relaxed& operator=(T value) noexcept MORV_NONBLOCKING {
     store(value);
     return *this;
   }
 
-  operator T() const noexcept { return load(); }
-  T load() const noexcept { return value_.load(std::memory_order_relaxed); }
-  void store(T value) noexcept { value_.store(value, std::memory_order_relaxed); }
+  operator T() const noexcept MORV_NONBLOCKING { return load(); }
+  T load() const noexcept MORV_NONBLOCKING { return value_.load(std::memory_order_relaxed); }
+  void store(T value) noexcept MORV_NONBLOCKING { value_.store(value, std::memory_order_relaxed); }
 
  private:
   static_assert(std::atomic<T>::is_always_lock_free);

@@ -5,6 +5,8 @@
 #include <xmmintrin.h>
 #endif
 
+#include "platform/NonBlocking.h"
+
 namespace morv {
 
 // Flushes denormal floats to zero while it lives and gives the thread its old mode back behind it. Decaying
@@ -12,12 +14,12 @@ namespace morv {
 class ScopedFlushDenormals {
  public:
 #if defined(__SSE2__)
-  ScopedFlushDenormals() noexcept : old_(_mm_getcsr()) {
+  ScopedFlushDenormals() noexcept MORV_NONBLOCKING : old_(_mm_getcsr()) {
     _mm_setcsr(old_ | kFlushToZero | kDenormalsAreZero);
   }
   ~ScopedFlushDenormals() { _mm_setcsr(old_); }
 #elif defined(__aarch64__)
-  ScopedFlushDenormals() noexcept {
+  ScopedFlushDenormals() noexcept MORV_NONBLOCKING {
     std::uint64_t mode = 0;
     asm volatile("mrs %0, fpcr" : "=r"(mode));
     old_ = mode;

@@ -5,6 +5,8 @@
 #include <memory>
 #include <new>
 
+#include "platform/NonBlocking.h"
+
 namespace morv {
 
 // A zero-filled float array whose pages come untouched from the system: what is never used costs no memory.
@@ -14,11 +16,11 @@ class ZeroedFloats {
   ZeroedFloats() noexcept = default;
   explicit ZeroedFloats(std::size_t count) : data_(allocate(count)), size_(count) {}
 
-  float* data() noexcept { return data_.get(); }
-  const float* data() const noexcept { return data_.get(); }
-  std::size_t size() const noexcept { return size_; }
-  float& operator[](std::size_t i) noexcept { return data_.get()[i]; }
-  float operator[](std::size_t i) const noexcept { return data_.get()[i]; }
+  float* data() noexcept MORV_NONBLOCKING { return data_.get(); }
+  const float* data() const noexcept MORV_NONBLOCKING { return data_.get(); }
+  std::size_t size() const noexcept MORV_NONBLOCKING { return size_; }
+  float& operator[](std::size_t i) noexcept MORV_NONBLOCKING { return data_.get()[i]; }
+  float operator[](std::size_t i) const noexcept MORV_NONBLOCKING { return data_.get()[i]; }
 
  private:
   struct Free {

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/NonBlocking.h"
 #include "render/ZRDSPInstrumentKernel.h"
 
 namespace morv {
@@ -15,7 +16,7 @@ class ZQ3DSPKernel : public ZRDSPInstrumentKernel {
   void init(int channels, double sampleRateHz, int maximumFrames, int voices);
   // Hands the host's rate and largest block to the instrument. May run many times.
   void prepare(double sampleRateHz, int maximumFrames);
-  void reset() noexcept {}
+  void reset() noexcept MORV_NONBLOCKING {}
 
   std::string deviceName() const;
   // The pieces between delimiters; an empty text gives none, and a trailing delimiter adds no empty piece.

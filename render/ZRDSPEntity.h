@@ -59,17 +59,18 @@ class ZRDSPEntity {
   // The record at an address if it is listed now, else none. Any thread, no allocation.
   ZRDSPParameter* listedParameter(int address) const noexcept MORV_NONBLOCKING;
 
-  static float clamp(float value, float low, float high) noexcept;
+  static float clamp(float value, float low, float high) noexcept MORV_NONBLOCKING;
   // Frequency of a period; the period is in seconds, whatever the name says.
-  static float msToHz(float periodSeconds) noexcept;
+  static float msToHz(float periodSeconds) noexcept MORV_NONBLOCKING;
   // Length in seconds of numerator/denominator of a four-beat bar at a tempo.
-  static float timeDivisionToPeriod(float numerator, float denominator, float bpm) noexcept;
+  static float timeDivisionToPeriod(float numerator, float denominator, float bpm) noexcept MORV_NONBLOCKING;
   // The same as a frequency in Hz.
-  static float timeDivisionToFrequency(float numerator, float denominator, float bpm) noexcept;
+  static float timeDivisionToFrequency(float numerator, float denominator,
+                                       float bpm) noexcept MORV_NONBLOCKING;
   // Frequency ratio of an interval in semitones.
-  static float pitchShift(float semitones) noexcept;
+  static float pitchShift(float semitones) noexcept MORV_NONBLOCKING;
   // Interval in semitones between two frequencies in Hz.
-  static float semitonesBetweenFrequencies(float from, float to) noexcept;
+  static float semitonesBetweenFrequencies(float from, float to) noexcept MORV_NONBLOCKING;
 
   // The process's address counter, shared by all entities of all instruments; nothing resets it. Construction
   // of entities is single-threaded per process (ZQ3DSPKernel::init holds a lock around it).

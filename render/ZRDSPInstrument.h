@@ -121,7 +121,7 @@ class ZRDSPInstrument : public ZRDSPEntity {
 
   void setMinVelocity(float velocity) noexcept MORV_NONBLOCKING;
   void setNotePriority(int priority) noexcept MORV_NONBLOCKING { notePriority = priority; }
-  int numActiveVoices() const noexcept { return heldNotes.size(); }
+  int numActiveVoices() const noexcept MORV_NONBLOCKING { return heldNotes.size(); }
   ZRDSPModMatrix* getModMatrix(int voice) const;
 
   // Brackets one block: what other threads asked of note state happens at its start.
@@ -194,30 +194,32 @@ class ZRDSPInstrument : public ZRDSPEntity {
   void _initGlobalParameters(unsigned flags);
   void _addEffect(std::unique_ptr<ZRDSPEffect> effect, int routing);
 
-  void _request(std::uint32_t bits) noexcept;
-  void _carryOut(std::uint32_t bits) noexcept;
-  void _allNotesOff() noexcept;
+  void _request(std::uint32_t bits) noexcept MORV_NONBLOCKING;
+  void _carryOut(std::uint32_t bits) noexcept MORV_NONBLOCKING;
+  void _allNotesOff() noexcept MORV_NONBLOCKING;
 
-  bool isMPE() const noexcept { return midiMode.intValue() != 0; }
-  bool isOnForeignChannel(int channel) const noexcept;
-  int poolSize() const noexcept;
-  float drawPan() noexcept;
-  bool catchSustainedNoteOff(int channel, int gate, int note) noexcept;
-  int findPolyVoice() noexcept;
-  void startPolyNote(ZRDSPVoice& voice, int channel, int gate, int note, int velocity) noexcept;
-  void endPolyNote(ZRDSPVoice* voice, int channel, int note) noexcept;
-  int playUnison(int channel, int gate, int note, int velocity) noexcept;
-  void startUnisonVoice(ZRDSPVoice& voice, int channel, int gate, int note, int velocity) noexcept;
-  void endUnisonVoice(ZRDSPVoice& voice, int channel, int note) noexcept;
-  void fallBackUnisonVoice(ZRDSPVoice& voice, int channel, int note, int velocity) noexcept;
-  void finishNoteEvent(int channel, int gate, int note, int printedVoice) noexcept;
-  void sendControllerToAll(int controller, int value) noexcept;
-  void bendAllInDefaultMode() noexcept;
+  bool isMPE() const noexcept MORV_NONBLOCKING { return midiMode.intValue() != 0; }
+  bool isOnForeignChannel(int channel) const noexcept MORV_NONBLOCKING;
+  int poolSize() const noexcept MORV_NONBLOCKING;
+  float drawPan() noexcept MORV_NONBLOCKING;
+  bool catchSustainedNoteOff(int channel, int gate, int note) noexcept MORV_NONBLOCKING;
+  int findPolyVoice() noexcept MORV_NONBLOCKING;
+  void startPolyNote(ZRDSPVoice& voice, int channel, int gate, int note,
+                     int velocity) noexcept MORV_NONBLOCKING;
+  void endPolyNote(ZRDSPVoice* voice, int channel, int note) noexcept MORV_NONBLOCKING;
+  int playUnison(int channel, int gate, int note, int velocity) noexcept MORV_NONBLOCKING;
+  void startUnisonVoice(ZRDSPVoice& voice, int channel, int gate, int note,
+                        int velocity) noexcept MORV_NONBLOCKING;
+  void endUnisonVoice(ZRDSPVoice& voice, int channel, int note) noexcept MORV_NONBLOCKING;
+  void fallBackUnisonVoice(ZRDSPVoice& voice, int channel, int note, int velocity) noexcept MORV_NONBLOCKING;
+  void finishNoteEvent(int channel, int gate, int note, int printedVoice) noexcept MORV_NONBLOCKING;
+  void sendControllerToAll(int controller, int value) noexcept MORV_NONBLOCKING;
+  void bendAllInDefaultMode() noexcept MORV_NONBLOCKING;
 
-  int prepareVoicesPoly() noexcept;
-  int prepareVoicesUnison() noexcept;
-  void runVoices(int frames) noexcept;
-  void saturateAndScale(float* left, float* right, int frames) noexcept;
+  int prepareVoicesPoly() noexcept MORV_NONBLOCKING;
+  int prepareVoicesUnison() noexcept MORV_NONBLOCKING;
+  void runVoices(int frames) noexcept MORV_NONBLOCKING;
+  void saturateAndScale(float* left, float* right, int frames) noexcept MORV_NONBLOCKING;
 
   NoteStateGuard noteStateGuard_;
   std::vector<ZRDSPVoice*> bank_;  // the voices, for one call

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 
+#include "platform/NonBlocking.h"
 #include "render/DSPKernel.h"
 #include "render/ZRDSPInstrument.h"
 
@@ -64,7 +65,7 @@ class ZRDSPInstrumentKernel : public DSPKernel {
   ZRDSPInstrumentKernel& operator=(const ZRDSPInstrumentKernel&) = default;
 
  private:
-  void handleController(int channel, int controller, int value) noexcept;
+  void handleController(int channel, int controller, int value) noexcept MORV_NONBLOCKING;
 };
 
 }  // namespace morv

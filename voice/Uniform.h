@@ -1,10 +1,13 @@
 #pragma once
 
+#include "platform/NonBlocking.h"
+
 namespace morv {
 
-// Whether a modulation holds still over the block; one that is absent does. `frames` above 0.
-inline bool isUniform(const float* values, int frames) noexcept {
-  if (values == nullptr) return true;
+// Whether a modulation holds still over the block; one that is absent does, and so does a block of no frames.
+// Render thread.
+inline bool isUniform(const float* values, int frames) noexcept MORV_NONBLOCKING {
+  if (values == nullptr || frames <= 0) return true;
   const float first = values[0];
   if (values[frames - 1] != first) return false;
   int different = 0;

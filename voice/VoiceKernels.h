@@ -53,56 +53,59 @@ struct VoiceKernels {
 
   const char* name = nullptr;
   // x = tanh(x) in place. Any value; not-a-number stays.
-  void (*tanhInPlace)(float* x, int frames) noexcept = nullptr;
+  void (*tanhInPlace)(float* x, int frames) noexcept MORV_NONBLOCKING = nullptr;
   // out = sgn(y)(1 - e^-|y|) with y = gain x. `out` may be `in`.
-  void (*softLimit)(const float* in, float gain, float* out, int frames) noexcept = nullptr;
+  void (*softLimit)(const float* in, float gain, float* out, int frames) noexcept MORV_NONBLOCKING = nullptr;
   // out = sin(pi p); beyond a million cycles some value from -1 to 1. `out` may be `p`.
-  void (*sinPi)(const float* p, float* out, int frames) noexcept = nullptr;
+  void (*sinPi)(const float* p, float* out, int frames) noexcept MORV_NONBLOCKING = nullptr;
   // out = base 2^(cents / 1200). `out` may be `cents`. Results are held inside the range of normal floats.
-  void (*centsFactors)(const float* cents, float base, float* out, int frames) noexcept = nullptr;
+  void (*centsFactors)(const float* cents, float base, float* out,
+                       int frames) noexcept MORV_NONBLOCKING = nullptr;
   // Steps of the main and the sub phase from the modulated frequency: f = base + modulation, 1 Hz if that is
   // not above 0, times the factors, at most 20 kHz. `centsFactors` of not-a-number count as 1.
   void (*oscillatorSteps)(const OscillatorStepSettings& settings, const float* modulation,
                           const float* centsFactors, float* steps, float* subSteps,
-                          int frames) noexcept = nullptr;
+                          int frames) noexcept MORV_NONBLOCKING = nullptr;
   // Phase of a pulse's second edge, for the sample behind each: width x size + one + step, inside 0 to size.
   // `one` is the main phase of that next sample; steps are below `size`.
   void (*secondPhases)(const float* widths, const float* one, const float* steps, float size, float* out,
-                       int frames) noexcept = nullptr;
+                       int frames) noexcept MORV_NONBLOCKING = nullptr;
   // out = (A + a B + B (shape + modulation)) height level, with A and B the two saws read at their phases
   // times 0.95.
   void (*pulseWave)(const PulseWaveSettings& settings, const float* one, const float* two,
-                    const float* modulation, float* out, int frames) noexcept = nullptr;
+                    const float* modulation, float* out, int frames) noexcept MORV_NONBLOCKING = nullptr;
   // x = y with y following x by y = c (y - x) + x, each y held inside -1 to 1. `state` is the y before the
   // block.
-  void (*smoothBounded)(float* x, float c, float* state, int frames) noexcept = nullptr;
+  void (*smoothBounded)(float* x, float c, float* state, int frames) noexcept MORV_NONBLOCKING = nullptr;
   // The amplifier from one input: in *= gain + max; volumes += volume; out = in volumes.
   void (*amplify)(const AmpSettings& settings, const float* max, float* volumes, float* in, float* out,
-                  int frames) noexcept = nullptr;
+                  int frames) noexcept MORV_NONBLOCKING = nullptr;
   // The same with each multiplication acting twice, added into left and right by the pan's gains.
   void (*amplifyTwicePanned)(const AmpSettings& settings, const float* max, float* volumes, float* in,
-                             float* left, float* right, int frames) noexcept = nullptr;
+                             float* left, float* right, int frames) noexcept MORV_NONBLOCKING = nullptr;
   // Linear interpolation at positions of 0 to just below the table's length; one value beyond it is read.
-  void (*readTable)(const float* table, const float* positions, float* out, int frames) noexcept = nullptr;
+  void (*readTable)(const float* table, const float* positions, float* out,
+                    int frames) noexcept MORV_NONBLOCKING = nullptr;
   // Adds such a read times a gain.
   void (*addTable)(const float* table, const float* positions, float gain, float* out,
-                   int frames) noexcept = nullptr;
+                   int frames) noexcept MORV_NONBLOCKING = nullptr;
   // Coefficients of the state-variable filter from its limited cutoff c and resonance r: f = c scaleHz +
   // offsetHz, alpha = tan(pi f / rate), R = 1 / (50 r + 1), alpha0 = 1 / (1 + 2 R alpha + alpha^2), rho = 2 R
   // + alpha.
   void (*semCoefficients)(const float* cutoffs, const float* resonances, double scaleHz, double offsetHz,
                           double rateHz, float* alphas, float* alpha0s, float* rhos,
-                          int frames) noexcept = nullptr;
+                          int frames) noexcept MORV_NONBLOCKING = nullptr;
   // Up to kLanes state-variable filters side by side. Every lane gives the same bits whatever the others
   // hold.
-  void (*semFilterBank)(const SEMFilterLane* lanes, int count, int frames) noexcept = nullptr;
+  void (*semFilterBank)(const SEMFilterLane* lanes, int count,
+                        int frames) noexcept MORV_NONBLOCKING = nullptr;
 };
 
 // The best kernels of this machine.
-const VoiceKernels& voiceKernels() noexcept;
+const VoiceKernels& voiceKernels() noexcept MORV_NONBLOCKING;
 // Those for any x86-64.
-const VoiceKernels& baselineVoiceKernels() noexcept;
+const VoiceKernels& baselineVoiceKernels() noexcept MORV_NONBLOCKING;
 // Those for AVX2; null where the machine has none.
-const VoiceKernels* avx2VoiceKernels() noexcept;
+const VoiceKernels* avx2VoiceKernels() noexcept MORV_NONBLOCKING;
 
 }  // namespace morv

@@ -8,31 +8,13 @@
 #endif
 
 #include <cstdint>
-#include <cstring>
 
+#include "voice/SEMFilterKernels.inl"
+#include "voice/VoiceKernelLanes.inl"
 #include "voice/VoiceKernels.h"
 
 namespace morv {
 namespace {
-
-// x P(x^2) / Q(x^2), relative error 2.1e-8 up to 9, where tanh is 1 to within 3.1e-8.
-inline constexpr float kTanhBound = 9.0F;
-inline constexpr float kTanhP[] = {0.99999998F, 0.13381049F, 3.4956151e-3F, 2.0609506e-5F, 1.3355208e-8F};
-inline constexpr float kTanhQ[] = {1.0F, 0.46714364F, 2.5877086e-2F, 3.2856781e-4F, 7.7767906e-7F};
-
-template <typename V>
-inline V tanhRational(V x) noexcept {
-  const V u = x * x;
-  const V u2 = u * u;
-  const V p = (kTanhP[0] + kTanhP[1] * u) + u2 * ((kTanhP[2] + kTanhP[3] * u) + u2 * kTanhP[4]);
-  const V q = (kTanhQ[0] + kTanhQ[1] * u) + u2 * ((kTanhQ[2] + kTanhQ[3] * u) + u2 * kTanhQ[4]);
-  return x * p / q;
-}
-
-inline float bounded(float x, float low, float high) noexcept {
-  x = x < low ? low : x;
-  return x > high ? high : x;
-}
 
 void tanhInPlace(float* x, int frames) noexcept {
   for (int i = 0; i < frames; ++i) x[i] = tanhRational(bounded(x[i], -kTanhBound, kTanhBound));
@@ -91,25 +73,6 @@ void sinPi(const float* p, float* out, int frames) noexcept {
     out[i] = __builtin_copysignf(sine, x);
   }
 }
-
-// As many samples side by side as the machine's registers hold.
-#if defined(__AVX__)
-inline constexpr int kWidth = 8;
-using Lanes = float __attribute__((vector_size(32)));
-using LaneMask = std::int32_t __attribute__((vector_size(32)));
-#else
-inline constexpr int kWidth = 4;
-using Lanes = float __attribute__((vector_size(16)));
-using LaneMask = std::int32_t __attribute__((vector_size(16)));
-#endif
-
-inline Lanes loadRow(const float* p) noexcept {
-  Lanes row;
-  std::memcpy(&row, p, sizeof(row));
-  return row;
-}
-
-inline void storeRow(float* p, Lanes row) noexcept { std::memcpy(p, &row, sizeof(row)); }
 
 // b[i] += weight b[i - distance] for the samples behind the first `distance`.
 template <int kDistance>
@@ -295,168 +258,6 @@ void addTable(const float* table, const float* positions, float gain, float* out
     storeRow(out + i, loadRow(out + i) + interpolatedRow(table, positions + i) * gain);
   }
   for (; i < frames; ++i) out[i] += interpolated(table, positions[i]) * gain;
-}
-
-// The tangent of pi x comes from a polynomial below an eighth of a turn and from its reciprocal above; the
-// distance to the pole is worked out in double, where a float would lose it.
-void semCoefficients(const float* cutoffs, const float* resonances, double scaleHz, double offsetHz,
-                     double rateHz, float* alphas, float* alpha0s, float* rhos, int frames) noexcept {
-  const double scale = scaleHz / rateHz;
-  const double offset = offsetHz / rateHz;
-  for (int i = 0; i < frames; ++i) {
-    const double turn = static_cast<double>(cutoffs[i]) * scale + offset;
-    const bool isUpper = turn > 0.25;
-    const auto x = static_cast<float>(isUpper ? 0.5 - turn : turn);
-    const float u = x * x;
-    const float t =
-        x * (3.1415926F +
-             u * (10.335433F +
-                  u * (40.800144F +
-                       u * (163.31043F +
-                            u * (633.0652F + u * (3216.3083F + u * (-45.544243F + u * 126729.59F)))))));
-    const float alpha = isUpper ? 1.0F / t : t;
-    const float twiceR = 2.0F / (50.0F * resonances[i] + 1.0F);
-    alphas[i] = alpha;
-    alpha0s[i] = 1.0F / (1.0F + twiceR * alpha + alpha * alpha);
-    rhos[i] = twiceR + alpha;
-  }
-}
-
-// Filters side by side. The filter is one long chain from sample to sample, so one alone would leave the
-// machine waiting.
-inline Lanes select(LaneMask mask, Lanes a, Lanes b) noexcept {
-  return __builtin_bit_cast(
-      Lanes, (__builtin_bit_cast(LaneMask, a) & mask) | (__builtin_bit_cast(LaneMask, b) & ~mask));
-}
-
-inline Lanes boundedLanes(Lanes x, float bound) noexcept {
-  const Lanes high = Lanes{} + bound;
-  const Lanes low = Lanes{} - bound;
-  x = select(x < low, low, x);
-  return select(x > high, high, x);
-}
-
-// One sample of each lane a row.
-struct Tile {
-  Lanes rows[kWidth];
-};
-
-// Rows become columns, by halves.
-inline void transpose(Tile& t) noexcept {
-#if defined(__AVX__)
-  Lanes a[8];
-  for (int i = 0; i < 4; ++i) {
-    a[i] = __builtin_shufflevector(t.rows[i], t.rows[i + 4], 0, 1, 2, 3, 8, 9, 10, 11);
-    a[i + 4] = __builtin_shufflevector(t.rows[i], t.rows[i + 4], 4, 5, 6, 7, 12, 13, 14, 15);
-  }
-  Lanes b[8];
-  for (int h = 0; h < 8; h += 4) {
-    for (int i = 0; i < 2; ++i) {
-      b[h + i] = __builtin_shufflevector(a[h + i], a[h + i + 2], 0, 1, 8, 9, 4, 5, 12, 13);
-      b[h + i + 2] = __builtin_shufflevector(a[h + i], a[h + i + 2], 2, 3, 10, 11, 6, 7, 14, 15);
-    }
-  }
-  for (int h = 0; h < 8; h += 2) {
-    t.rows[h] = __builtin_shufflevector(b[h], b[h + 1], 0, 8, 2, 10, 4, 12, 6, 14);
-    t.rows[h + 1] = __builtin_shufflevector(b[h], b[h + 1], 1, 9, 3, 11, 5, 13, 7, 15);
-  }
-#else
-  Lanes a[4];
-  for (int i = 0; i < 2; ++i) {
-    a[i] = __builtin_shufflevector(t.rows[i], t.rows[i + 2], 0, 1, 4, 5);
-    a[i + 2] = __builtin_shufflevector(t.rows[i], t.rows[i + 2], 2, 3, 6, 7);
-  }
-  for (int h = 0; h < 4; h += 2) {
-    t.rows[h] = __builtin_shufflevector(a[h], a[h + 1], 0, 4, 2, 6);
-    t.rows[h + 1] = __builtin_shufflevector(a[h], a[h + 1], 1, 5, 3, 7);
-  }
-#endif
-}
-
-// A square of samples, as rows of one sample of each lane. Absent samples and lanes are zero.
-inline void loadTile(Tile& tile, const float* const* lanes, int count, int at, int samples) noexcept {
-  for (int l = 0; l < kWidth; ++l) {
-    if (l >= count) {
-      tile.rows[l] = Lanes{};
-    } else if (samples == kWidth) {
-      tile.rows[l] = loadRow(lanes[l] + at);
-    } else {
-      float row[kWidth] = {};
-      for (int i = 0; i < samples; ++i) row[i] = lanes[l][at + i];
-      tile.rows[l] = loadRow(row);
-    }
-  }
-  transpose(tile);
-}
-
-inline void storeTile(Tile& tile, const SEMFilterLane* lanes, int count, int at, int samples) noexcept {
-  transpose(tile);
-  for (int l = 0; l < count; ++l) {
-    if (samples == kWidth) {
-      storeRow(lanes[l].out + at, tile.rows[l]);
-    } else {
-      float row[kWidth];
-      storeRow(row, tile.rows[l]);
-      for (int i = 0; i < samples; ++i) lanes[l].out[at + i] = row[i];
-    }
-  }
-}
-
-// hp = alpha0 (x - rho z1 - z2), bp = tanh(alpha hp + z1), lp = alpha bp + z2;
-// z1 = alpha hp + bp, z2 = alpha bp + lp. Below mode 1 lp fades to hp, above it hp to bp.
-void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
-  const float* in[kWidth] = {};
-  const float* alphas[kWidth] = {};
-  const float* alpha0s[kWidth] = {};
-  const float* rhos[kWidth] = {};
-  const float* modes[kWidth] = {};
-  Lanes z1{};
-  Lanes z2{};
-  for (int l = 0; l < count; ++l) {
-    in[l] = lanes[l].in;
-    alphas[l] = lanes[l].alphas;
-    alpha0s[l] = lanes[l].alpha0s;
-    rhos[l] = lanes[l].rhos;
-    modes[l] = lanes[l].modes;
-    z1[l] = *lanes[l].z1;
-    z2[l] = *lanes[l].z2;
-  }
-  const Lanes one = Lanes{} + 1.0F;
-  Tile x;
-  Tile alpha;
-  Tile alpha0;
-  Tile rho;
-  Tile mode;
-  for (int at = 0; at < frames; at += kWidth) {
-    const int samples = frames - at < kWidth ? frames - at : kWidth;
-    loadTile(x, in, count, at, samples);
-    loadTile(alpha, alphas, count, at, samples);
-    loadTile(alpha0, alpha0s, count, at, samples);
-    loadTile(rho, rhos, count, at, samples);
-    loadTile(mode, modes, count, at, samples);
-    for (int i = 0; i < samples; ++i) {
-      const Lanes hp = alpha0.rows[i] * (x.rows[i] - rho.rows[i] * z1 - z2);
-      const Lanes driven = alpha.rows[i] * hp;
-      const Lanes bp = tanhRational(boundedLanes(driven + z1, kTanhBound));
-      const Lanes second = alpha.rows[i] * bp;
-      const Lanes lp = second + z2;
-      z1 = driven + bp;
-      z2 = second + lp;
-      const Lanes m = mode.rows[i];
-      x.rows[i] = select(m < one, lp * (one - m) + hp * m, bp * (m - one) + hp * (one + one - m));
-    }
-    storeTile(x, lanes, count, at, samples);
-  }
-  for (int l = 0; l < count; ++l) {
-    *lanes[l].z1 = z1[l];
-    *lanes[l].z2 = z2[l];
-  }
-}
-
-void semFilterBank(const SEMFilterLane* lanes, int count, int frames) noexcept {
-  for (int first = 0; first < count; first += kWidth) {
-    semFilterRow(lanes + first, count - first < kWidth ? count - first : kWidth, frames);
-  }
 }
 
 constexpr VoiceKernels kernelsNamed(const char* name) {

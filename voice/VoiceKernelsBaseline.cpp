@@ -7,10 +7,13 @@ const VoiceKernels& baselineVoiceKernels() noexcept {
   return kKernels;
 }
 
-const VoiceKernels& voiceKernels() noexcept {
-  static const VoiceKernels& best =
-      avx2VoiceKernels() != nullptr ? *avx2VoiceKernels() : baselineVoiceKernels();
-  return best;
-}
+namespace {
+
+// Chosen while the program loads, so that no block has to.
+const VoiceKernels& kBest = avx2VoiceKernels() != nullptr ? *avx2VoiceKernels() : baselineVoiceKernels();
+
+}  // namespace
+
+const VoiceKernels& voiceKernels() noexcept { return kBest; }
 
 }  // namespace morv

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/NonBlocking.h"
 #include "platform/Random.h"
 #include "platform/ZeroedFloats.h"
 
@@ -40,10 +41,10 @@ class WavetableSet {
   // All oscillators of one rate share one set. Any thread off the render path; takes a lock.
   static std::shared_ptr<const WavetableSet> sharedVoiceSet(float sampleRateHz);
 
-  float* wave(int index) noexcept {
+  float* wave(int index) noexcept MORV_NONBLOCKING {
     return samples_.data() + static_cast<std::ptrdiff_t>(index) * kWaveSamples;
   }
-  const float* wave(int index) const noexcept {
+  const float* wave(int index) const noexcept MORV_NONBLOCKING {
     return samples_.data() + static_cast<std::ptrdiff_t>(index) * kWaveSamples;
   }
 

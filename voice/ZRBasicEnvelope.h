@@ -69,10 +69,10 @@ class ZRBasicEnvelope : public ZRDSPEntity {
   int delayCount = 0;
 
  private:
-  int runStage(float* out, int frames, float tempo) noexcept;
-  void shapeAttackDecay(float* out, int frames) const noexcept;
-  void storeLevel(float output) noexcept;
-  float velocityGain(float velocity) const noexcept;
+  int runStage(float* out, int frames, float tempo) noexcept MORV_NONBLOCKING;
+  void shapeAttackDecay(float* out, int frames) const noexcept MORV_NONBLOCKING;
+  void storeLevel(float output) noexcept MORV_NONBLOCKING;
+  float velocityGain(float velocity) const noexcept MORV_NONBLOCKING;
 
   int state_ = 0;
 };

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "platform/NonBlocking.h"
 #include "voice/ZRBiquadType.h"
 #include "voice/ZRDSPFilter.h"
 
@@ -41,15 +42,15 @@ class ZRBiquadFilter : public ZRDSPFilter {
 
  private:
   void _setupBiquad();
-  void _updateCoefficients() noexcept;
-  void computeSection(int section, double* c) noexcept;
-  void computeButterworth(double* c) const noexcept;
-  void computeShelf(double* c) const noexcept;
-  void computePeak(double* c) const noexcept;
-  void computeOnePole(double* c) const noexcept;
-  bool settingsChanged() const noexcept;
-  void storeSettings() noexcept;
-  void stepRunningCoefficients() noexcept;
+  void _updateCoefficients() noexcept MORV_NONBLOCKING;
+  void computeSection(int section, double* c) noexcept MORV_NONBLOCKING;
+  void computeButterworth(double* c) const noexcept MORV_NONBLOCKING;
+  void computeShelf(double* c) const noexcept MORV_NONBLOCKING;
+  void computePeak(double* c) const noexcept MORV_NONBLOCKING;
+  void computeOnePole(double* c) const noexcept MORV_NONBLOCKING;
+  bool settingsChanged() const noexcept MORV_NONBLOCKING;
+  void storeSettings() noexcept MORV_NONBLOCKING;
+  void stepRunningCoefficients() noexcept MORV_NONBLOCKING;
 
   float lastCutoff_ = 0;
   float lastGain_ = 0;

@@ -79,7 +79,7 @@ class ZRDSPVoice : public ZRDSPEntity {
   virtual void setRandomSeed(std::uint64_t seed);
 
   // Frequency in Hz of a MIDI note, equal temperament, note 69 at 440 Hz.
-  static float frequencyForNote(int midiNote) noexcept;
+  static float frequencyForNote(int midiNote) noexcept MORV_NONBLOCKING;
 
   bool active = false;  // audio is computed only while set; the first note sets it for good
   int gate = 0;
@@ -117,8 +117,8 @@ class ZRDSPVoice : public ZRDSPEntity {
   int addressCounter;  // next free address for the derived class
 
  private:
-  void fillNoteSource(float* out, int frames) noexcept;
-  float bendInHz(float semitones) const noexcept;
+  void fillNoteSource(float* out, int frames) noexcept MORV_NONBLOCKING;
+  float bendInHz(float semitones) const noexcept MORV_NONBLOCKING;
 
   float inverseSampleRate;
   float fastSmoothing;

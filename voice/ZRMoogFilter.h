@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "platform/NonBlocking.h"
 #include "voice/TPT.h"
 #include "voice/ZRDSPFilter.h"
 
@@ -37,8 +38,8 @@ class ZRMoogFilter : public ZRDSPFilter {
   float E = 1;            // and 4
 
  private:
-  void _updateCoefficients(float c, float r) noexcept;
-  void setMix() noexcept;
+  void _updateCoefficients(float c, float r) noexcept MORV_NONBLOCKING;
+  void setMix() noexcept MORV_NONBLOCKING;
 
   std::array<tpt, 4> stages_{};
   float lastCutoff_ = -1.0F;  // scaled and limited, of g; none at first

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "platform/NonBlocking.h"
 #include "voice/HeldFill.h"
 #include "voice/VoiceKernels.h"
 #include "voice/ZRDSPFilter.h"
@@ -51,10 +52,10 @@ class ZRSEMFilter : public ZRDSPFilter {
   double rho = 0;         // 2 R + g
 
  private:
-  void setCoefficients(float c, float r) noexcept;
-  bool fillCoefficients(int frames) noexcept;
+  void setCoefficients(float c, float r) noexcept MORV_NONBLOCKING;
+  bool fillCoefficients(int frames) noexcept MORV_NONBLOCKING;
   void runRecursion(const float* in1, const float* in2, float* out1, float* out2, int coefficientStep,
-                    int frames) noexcept;
+                    int frames) noexcept MORV_NONBLOCKING;
 
   // Per sample of the block; only the first element counts while nothing modulates them.
   std::vector<float> cutoffs_;

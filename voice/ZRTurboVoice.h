@@ -80,14 +80,14 @@ class ZRTurboVoice : public ZRDSPVoice {
  private:
   void makeModules(float sampleRateHz, int blockSizeFrames);
   void makeRows();
-  void gateEnvelopes(int newGate, int newVelocity) noexcept;
-  void followControls(int frames) noexcept;
-  bool runSources(int frames, float tempo) noexcept;
-  void runOutput(float* left, float* right, int frames, float tempo) noexcept;
-  void runLfo(int frames, float tempo) noexcept;
-  void runOscillator(int frames, float tempo) noexcept;
-  void runDrive(float* signal, int frames) noexcept;
-  float firstDestinationSample(const ZRDSPParameter& parameter) const noexcept;
+  void gateEnvelopes(int newGate, int newVelocity) noexcept MORV_NONBLOCKING;
+  void followControls(int frames) noexcept MORV_NONBLOCKING;
+  bool runSources(int frames, float tempo) noexcept MORV_NONBLOCKING;
+  void runOutput(float* left, float* right, int frames, float tempo) noexcept MORV_NONBLOCKING;
+  void runLfo(int frames, float tempo) noexcept MORV_NONBLOCKING;
+  void runOscillator(int frames, float tempo) noexcept MORV_NONBLOCKING;
+  void runDrive(float* signal, int frames) noexcept MORV_NONBLOCKING;
+  float firstDestinationSample(const ZRDSPParameter& parameter) const noexcept MORV_NONBLOCKING;
 
   float panSmoothing;
   std::array<float, kMaxBlockFrames> driven_{};  // the drive's scratch

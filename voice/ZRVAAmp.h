@@ -51,17 +51,18 @@ class ZRVAAmp : public ZRDSPEntity {
   float smoothedMax = 0;  // follows `max`; no gain depends on it
 
  private:
-  void applyMax(float* in1, float* in2, int frames) noexcept;
-  const float* volumeGains(int frames) noexcept;
+  void applyMax(float* in1, float* in2, int frames) noexcept MORV_NONBLOCKING;
+  const float* volumeGains(int frames) noexcept MORV_NONBLOCKING;
   struct PanGains {
     float left;
     float right;
   };
-  PanGains panGains() noexcept;
-  bool runInOnePass(float* in1, const float* in2, float* out1, float* out2, int frames) noexcept;
+  PanGains panGains() noexcept MORV_NONBLOCKING;
+  bool runInOnePass(float* in1, const float* in2, float* out1, float* out2,
+                    int frames) noexcept MORV_NONBLOCKING;
 
   ZeroedFloats gains_;
-  float pannedPosition_ = -1;  // position that the gains below are for
+  float pannedPosition_ = 0;  // position, from 0 left to 2 right, that the gains below are for
   PanGains panGains_{1, 0};
 };
 

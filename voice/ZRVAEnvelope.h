@@ -56,14 +56,14 @@ class ZRVAEnvelope : public ZRDSPEntity {
   int releaseCounter = 0;  // samples since it closed
 
  private:
-  void writeAttack() noexcept;
-  void writeDecay() noexcept;
-  void writeRelease(float from) noexcept;
-  void applyOpenGate(float* buffer, int frames, float tempo) noexcept;
-  void applyClosedGate(float* buffer, int frames) noexcept;
-  int firstStages() const noexcept { return attackSamples + decaySamples; }
-  int tableSamples() const noexcept { return static_cast<int>(attackDecayTable.size()); }
-  int idleCount() const noexcept;
+  void writeAttack() noexcept MORV_NONBLOCKING;
+  void writeDecay() noexcept MORV_NONBLOCKING;
+  void writeRelease(float from) noexcept MORV_NONBLOCKING;
+  void applyOpenGate(float* buffer, int frames, float tempo) noexcept MORV_NONBLOCKING;
+  void applyClosedGate(float* buffer, int frames) noexcept MORV_NONBLOCKING;
+  int firstStages() const noexcept MORV_NONBLOCKING { return attackSamples + decaySamples; }
+  int tableSamples() const noexcept MORV_NONBLOCKING { return static_cast<int>(attackDecayTable.size()); }
+  int idleCount() const noexcept MORV_NONBLOCKING;
 
   // What the release table holds, so that an equal one is not written again.
   float releaseFrom_ = 0;

@@ -233,7 +233,6 @@ void ZRVAOscillator::runWave(int wave, float* left, float* right, int frames) no
 }
 
 // One-pole follower of the wave, bounded in its state, then the level.
-// One-pole follower of the wave, bounded in its state, then the level.
 void ZRVAOscillator::smoothOutput(float* left, int frames) noexcept {
   voiceKernels().smoothBounded(left, lfoSmoothing, &lfoOutput, frames);
   const float gain = level.value;

@@ -67,14 +67,14 @@ class ZRVAOscillator : public ZRDSPOscillator {
   std::array<double, 2> noiseFilterDelays = {};
 
  private:
-  void _initNoise(int length) noexcept;
-  float baseFrequency(float tempo) const noexcept;
-  void fillSteps(int frames, float tempo) noexcept;
+  void _initNoise(int length) noexcept MORV_NONBLOCKING;
+  float baseFrequency(float tempo) const noexcept MORV_NONBLOCKING;
+  void fillSteps(int frames, float tempo) noexcept MORV_NONBLOCKING;
   template <bool kLfo, bool kPulse, bool kWidthModulated>
-  void advancePhases(int frames) noexcept;
-  void fillHistories(bool first, bool second, bool third, int frames) noexcept;
-  void runWave(int wave, float* left, float* right, int frames) noexcept;
-  void smoothOutput(float* left, int frames) noexcept;
+  void advancePhases(int frames) noexcept MORV_NONBLOCKING;
+  void fillHistories(bool first, bool second, bool third, int frames) noexcept MORV_NONBLOCKING;
+  void runWave(int wave, float* left, float* right, int frames) noexcept MORV_NONBLOCKING;
+  void smoothOutput(float* left, int frames) noexcept MORV_NONBLOCKING;
 
   Random random_;
 };

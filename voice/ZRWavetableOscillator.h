@@ -61,7 +61,7 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
 
   // Slot of the wave set, for writing; makes the set this oscillator's own first. Not while rendering.
   float* tableForWriting(int wave);
-  const float* table(int wave) const noexcept { return waves_->wave(wave); }
+  const float* table(int wave) const noexcept MORV_NONBLOCKING { return waves_->wave(wave); }
 
   ZRDSPParameter fmAmount;     // no address, value 0: modulation of the phase is off
   ZRDSPParameter morphAmount;  // no address, value 0
@@ -90,17 +90,17 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
  private:
   using Block = std::array<float, kMaxBlockFrames + 1>;
 
-  void chooseCopy() noexcept;
-  void runFrequency(int frames) noexcept;
-  void runWidths(int frames) noexcept;
-  void runPhaseModulation(int frames) noexcept;
-  void runPhases(int frames) noexcept;
-  void runVoiceMode(float* left, int frames) noexcept;
-  void runStandardWaves(float* left, int frames) noexcept;
-  void runBank(float* left, int frames) noexcept;
-  void addSub(float* left, int frames) noexcept;
-  void blendIntoWork(int wave, int other, float amount) noexcept;
-  int clampedWave(int wave) const noexcept;
+  void chooseCopy() noexcept MORV_NONBLOCKING;
+  void runFrequency(int frames) noexcept MORV_NONBLOCKING;
+  void runWidths(int frames) noexcept MORV_NONBLOCKING;
+  void runPhaseModulation(int frames) noexcept MORV_NONBLOCKING;
+  void runPhases(int frames) noexcept MORV_NONBLOCKING;
+  void runVoiceMode(float* left, int frames) noexcept MORV_NONBLOCKING;
+  void runStandardWaves(float* left, int frames) noexcept MORV_NONBLOCKING;
+  void runBank(float* left, int frames) noexcept MORV_NONBLOCKING;
+  void addSub(float* left, int frames) noexcept MORV_NONBLOCKING;
+  void blendIntoWork(int wave, int other, float amount) noexcept MORV_NONBLOCKING;
+  int clampedWave(int wave) const noexcept MORV_NONBLOCKING;
 
   // Of the constructor's rate, whatever `sampleRate` becomes.
   double log10Ratio;

@@ -4,6 +4,7 @@
 #include <array>
 #include <atomic>
 #include <cmath>
+#include <limits>
 #include <thread>
 #include <vector>
 
@@ -186,6 +187,44 @@ TEST_F(ZRDSPModMatrixRun, SamplesThatCancelExactlyOutliveADepthOfZero) {
   EXPECT_EQ(matrix.destinationBuffer(kTarget)[0], 0.0F);
   EXPECT_EQ(matrix.destinationBuffer(kTarget)[kFrames - 2], 0.0F);
   EXPECT_EQ(matrix.destinationBuffer(kTarget)[kFrames - 1], -0.5F);
+}
+
+TEST_F(ZRDSPModMatrixRun, WhatIsNoNumberIsClearedAtADepthOfZero) {
+  matrix.addRow("a", 2, kTarget, depths.data(), 1, 0, false);
+  depths[0] = 0.0F;
+  matrix.destinationBuffer(kTarget)[3] = std::numeric_limits<float>::quiet_NaN();
+  matrix.destinationBuffer(kTarget)[5] = std::numeric_limits<float>::infinity();
+
+  matrix.runMatrix(kFrames);
+
+  for (int i = 0; i < kFrames; ++i) EXPECT_EQ(matrix.readDestination(kTarget)[i], 0.0F) << i;
+}
+
+TEST_F(ZRDSPModMatrixRun, AModulesSamplesBeyondTheBlockOutliveItAndAreClearedByALongerOne) {
+  matrix.addRow(2, kTarget, nullptr, 1, 0);
+  fillSource(2, 1);
+  std::fill_n(matrix.destinationBuffer(kTarget, kFrames), kFrames, 9.0F);
+
+  matrix.runMatrix(4);
+  EXPECT_EQ(matrix.readDestination(kTarget)[3], 1.0F);
+  EXPECT_EQ(matrix.readDestination(kTarget)[4], 9.0F);
+  matrix.enabled = false;
+  matrix.runMatrix(8);
+  EXPECT_EQ(matrix.readDestination(kTarget)[7], 0.0F);
+  EXPECT_EQ(matrix.readDestination(kTarget)[8], 9.0F);
+  matrix.enabled = true;
+
+  matrix.runMatrix(kFrames);
+
+  for (int i = 0; i < kFrames; ++i) EXPECT_EQ(matrix.readDestination(kTarget)[i], 1.0F) << i;
+}
+
+TEST_F(ZRDSPModMatrixRun, DestinationsOutsideTheTableHaveNoBufferToReadOrWrite) {
+  EXPECT_EQ(matrix.readDestination(-1), nullptr);
+  EXPECT_EQ(matrix.readDestination(475), nullptr);
+  EXPECT_EQ(matrix.destinationBuffer(-1), nullptr);
+  EXPECT_EQ(matrix.destinationBuffer(475, 1), nullptr);
+  EXPECT_EQ(matrix.readDestination(474), matrix.destinationBuffer(474));
 }
 
 TEST_F(ZRDSPModMatrixRun, AnyRowAtWorkClearsEvenSamplesThatCancel) {

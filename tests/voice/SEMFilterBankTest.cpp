@@ -205,6 +205,19 @@ TEST_P(SEMFilterBankLanes, NoLanesAndNoFramesAreLegal) {
   EXPECT_EQ(lane.out, Signal(kFrames, 99.0F));
 }
 
+TEST(SEMFilterBankLane, ABlockOfNoFramesReadsNoModulationBeyondItsBuffer) {
+  int counter = 0;
+  FedMatrix fed;
+  ZRSEMFilter filter(44100.0F, &counter);
+  filter.setModMatrix(&fed.matrix);
+
+  const SEMFilterLane lane = filter.laneFor(nullptr, nullptr, 0);
+  voiceKernels().semFilterBank(&lane, 1, 0);
+
+  EXPECT_EQ(filter.z1, 0.0F);
+  EXPECT_EQ(filter.z2, 0.0F);
+}
+
 TEST_P(SEMFilterBankLanes, CoefficientsHoldTheirErrorFromEndToEnd) {
   constexpr double kRelative = 6e-7;  // float roundings of the reciprocals on top of the tangent's error
   for (const double rate : {44100.0, 8000.0, 192000.0}) {

@@ -140,6 +140,63 @@ TEST_F(ZRVAAmpTest, PansTheFirstInputWithEqualPowerOntoTheOutputs) {
   }
 }
 
+// The gains are kept from block to block; a fresh amplifier once took those of the far left for a position
+// beyond it.
+TEST_F(ZRVAAmpTest, APanModulatedBeyondTheFarLeftOrRightTurnsOn) {
+  for (const float direction : {-1.0F, 1.0F}) {
+    int addresses = 0;
+    ZRVAAmp fresh(44100.0F, &addresses);
+    fresh.setModMatrix(&matrix);
+    fresh.pan = direction;
+    fill(fresh.pan, direction, 0.0F);
+    fill(fresh.volume, 0.0F, 0.0F);
+    Signal in = ramp(1.0F, 0.0F);
+    Signal left = ramp(0.0F, 0.0F);
+    Signal right = ramp(0.0F, 0.0F);
+
+    fresh.runAmp(in.data(), nullptr, left.data(), right.data(), kFrames, 120.0F);
+
+    const double theta = std::numbers::pi / 4 * (2 * static_cast<double>(direction) + 1);
+    EXPECT_NEAR(left[5], static_cast<float>(std::cos(theta)), kRounding) << direction;
+    EXPECT_NEAR(right[5], static_cast<float>(std::sin(theta)), kRounding) << direction;
+  }
+}
+
+TEST_F(ZRVAAmpTest, APanAtTheFarLeftIsThereFromTheFirstBlock) {
+  amp.setModMatrix(&matrix);
+  amp.pan = -1.0F;
+  fill(amp.volume, 0.0F, 0.0F);
+  Signal in = ramp(1.0F, 0.0F);
+  Signal left = ramp(0.0F, 0.0F);
+  Signal right = ramp(0.0F, 0.0F);
+
+  amp.runAmp(in.data(), in.data(), left.data(), right.data(), kFrames, 120.0F);
+
+  EXPECT_EQ(left[0], 1.0F);
+  EXPECT_EQ(right[0], 0.0F);
+}
+
+TEST_F(ZRVAAmpTest, TheVolumeLeftInItsDestinationIsClearedByARowAndPilesUpWithoutOne) {
+  ZRDSPParameter depth;
+  depth.maxValue = 1;
+  for (const bool hasRow : {false, true}) {
+    if (hasRow) {
+      std::fill_n(matrix.destinationBuffer(amp.volume.address), kFrames, 0.0F);
+      matrix.addRow("off", 2, amp.volume.address, &depth, 1.0F, 0, false);
+    }
+    amp.setModMatrix(&matrix);
+    float last = 0;
+    for (int block = 1; block <= 3; ++block) {
+      Signal in = ramp(1.0F, 0.0F);
+      Signal out = ramp(0.0F, 0.0F);
+      matrix.runMatrix(kFrames);
+      amp.runAmp(in.data(), nullptr, out.data(), nullptr, kFrames, 120.0F);
+      last = out[0];
+    }
+    EXPECT_EQ(last, hasRow ? 1.0F : 3.0F);
+  }
+}
+
 TEST_F(ZRVAAmpTest, TheFirstSampleOfThePanModulationCounts) {
   amp.setModMatrix(&matrix);
   amp.pan = 0.25F;
