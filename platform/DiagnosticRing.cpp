@@ -2,31 +2,8 @@
 
 namespace morv {
 
-// Bounded queue with a sequence number per cell (Vyukov's scheme): a writer claims a cell by moving the head,
-// fills it and publishes it by its number; the reader waits for no one, it stops at the first cell not yet
-// published.
-DiagnosticRing::DiagnosticRing() noexcept {
-  for (std::size_t i = 0; i < kCapacity; ++i) cells_[i].sequence.store(i, std::memory_order_relaxed);
-}
-
 void DiagnosticRing::push(const Line& line) noexcept {
-  std::uint64_t position = head_.load(std::memory_order_relaxed);
-  for (;;) {
-    Cell& cell = cells_[position % kCapacity];
-    const std::uint64_t sequence = cell.sequence.load(std::memory_order_acquire);
-    if (sequence == position) {
-      if (head_.compare_exchange_weak(position, position + 1, std::memory_order_relaxed)) {
-        cell.line = line;
-        cell.sequence.store(position + 1, std::memory_order_release);
-        return;
-      }
-    } else if (sequence < position) {
-      dropped_.fetch_add(1, std::memory_order_relaxed);
-      return;
-    } else {
-      position = head_.load(std::memory_order_relaxed);
-    }
-  }
+  if (!lines_.push(line)) dropped_.fetch_add(1, std::memory_order_relaxed);
 }
 
 void DiagnosticRing::post(const char* format) noexcept { push({format, {}, 0, Line::Arguments::integers}); }
@@ -45,15 +22,6 @@ void DiagnosticRing::postReal(const char* format, double a) noexcept {
 }
 void DiagnosticRing::postIntegerReal(const char* format, std::int32_t a, double b) noexcept {
   push({format, {a}, b, Line::Arguments::integerThenReal});
-}
-
-bool DiagnosticRing::take(Line* line) noexcept {
-  Cell& cell = cells_[tail_ % kCapacity];
-  if (cell.sequence.load(std::memory_order_acquire) != tail_ + 1) return false;
-  *line = cell.line;
-  cell.sequence.store(tail_ + kCapacity, std::memory_order_release);
-  ++tail_;
-  return true;
 }
 
 void DiagnosticRing::drain(std::FILE* sink) {

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "platform/Export.h"
+#include "platform/LockFreeRing.h"
 #include "platform/NonBlocking.h"
 
 namespace morv {
@@ -17,16 +18,14 @@ namespace morv {
 class MORV_EXPORT DiagnosticRing {
  public:
   struct Line {
-    const char* format =
-        nullptr;  // printf form with static lifetime; at most four %i, or %i and %f as told by `real`
+    // printf form with static lifetime: up to four %i, or %i and %f, or %f, as `arguments` says.
+    const char* format = nullptr;
     std::array<std::int32_t, 4> integers{};
     double real = 0;
     enum class Arguments : std::uint8_t { integers, integerThenReal, real } arguments = Arguments::integers;
   };
 
   static constexpr std::size_t kCapacity = 1024;
-
-  DiagnosticRing() noexcept;
 
   // Any thread. `format` must outlive the ring (a literal).
   void post(const char* format) noexcept MORV_NONBLOCKING;
@@ -38,7 +37,7 @@ class MORV_EXPORT DiagnosticRing {
   void postIntegerReal(const char* format, std::int32_t a, double b) noexcept MORV_NONBLOCKING;
 
   // Takes the oldest line. False when there is none. One thread (the main queue's).
-  bool take(Line* line) noexcept;
+  bool take(Line* line) noexcept { return lines_.take(line); }
   // Prints all waiting lines to `sink`, or drops them when it is null. The main queue's thread.
   void drain(std::FILE* sink);
   // Lines lost because nobody drained in time.
@@ -48,15 +47,9 @@ class MORV_EXPORT DiagnosticRing {
   static DiagnosticRing& shared() noexcept MORV_NONBLOCKING;
 
  private:
-  struct Cell {
-    std::atomic<std::uint64_t> sequence{0};
-    Line line;
-  };
   void push(const Line& line) noexcept MORV_NONBLOCKING;
 
-  std::array<Cell, kCapacity> cells_;
-  std::atomic<std::uint64_t> head_{0};
-  std::uint64_t tail_ = 0;
+  LockFreeRing<Line, kCapacity> lines_;
   std::atomic<std::uint64_t> dropped_{0};
 };
 

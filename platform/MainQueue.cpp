@@ -79,7 +79,7 @@ bool MainQueue::postFromRender(std::int32_t kind, std::int32_t value) noexcept {
 }
 
 void MainQueue::runRenderMessages() {
-  RenderMessageRing::Message message;
+  RenderMessage message;
   for (std::size_t i = 0; i < RenderMessageRing::kCapacity && renderMessages_.take(&message); ++i) {
     std::function<void(std::int32_t)> handler;
     {

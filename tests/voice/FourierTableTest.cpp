@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "tests/voice/SpectrumTesting.h"
+#include "tests/voice/HarmonicTesting.h"
 #include "voice/FourierTable.h"
 
 namespace morv {

@@ -4,7 +4,7 @@
 #include <array>
 #include <cmath>
 
-#include "tests/voice/SpectrumTesting.h"
+#include "tests/voice/HarmonicTesting.h"
 #include "voice/WavetableSet.h"
 
 namespace morv {

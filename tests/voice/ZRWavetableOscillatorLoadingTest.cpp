@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/voice/SpectrumTesting.h"
+#include "tests/voice/HarmonicTesting.h"
 #include "tests/voice/VoiceTesting.h"
 
 namespace morv {
