@@ -1,7 +1,7 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
+#include <functional>
 
 #include "platform/NonBlocking.h"
 #include "render/ZRDSPEntity.h"
@@ -34,6 +34,12 @@ class ZRDSPEffect : public ZRDSPEntity {
   ZRDSPParameter inputVolume;
   ZRDSPParameter outputVolume;
   int routing = 0;  // 0: wet crossfades with dry; 1: wet is added to dry
+
+  // At a subclass's disposal; nothing here reads them.
+  int spareInt = 0;
+  std::array<ZRDSPParameter, 6> spareParameters;
+  std::array<std::function<void()>, 2> spareFunctions;
+  std::array<int, 7> spareInts{};
 };
 
 }  // namespace morv
