@@ -20,4 +20,6 @@ void ZRDSPEffect::runSequencer() noexcept {}
 
 void ZRDSPEffect::resetTimeline(int /*mode*/) noexcept {}
 
+void ZRDSPEffect::setRandomSeed(std::uint64_t /*seed*/) {}
+
 }  // namespace morv

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <functional>
 
 #include "platform/NonBlocking.h"
@@ -28,6 +29,9 @@ class ZRDSPEffect : public ZRDSPEntity {
   virtual void setGateWithNote(int gate, int note, int velocity) noexcept MORV_NONBLOCKING;
   virtual void runSequencer() noexcept MORV_NONBLOCKING;
   virtual void resetTimeline(int mode) noexcept MORV_NONBLOCKING;
+
+  // Reseeds whatever the effect draws at random. Not while rendering.
+  virtual void setRandomSeed(std::uint64_t seed);
 
   ZRDSPParameter bypass;
   ZRDSPParameter mix;

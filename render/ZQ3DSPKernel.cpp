@@ -4,6 +4,9 @@
 #include <mutex>
 #include <sstream>
 
+#include "effects/ZRBasicChorus.h"
+#include "effects/ZRBasicDelay.h"
+#include "effects/ZREcoVerb.h"
 #include "platform/MachineName.h"
 #include "voice/ZRTurboVoice.h"
 
@@ -59,6 +62,10 @@ void ZQ3DSPKernel::init(int channels, double sampleRateHz, int maximumFrames, in
   instrument->name = "MORV";
   instrument->initWithNumberOfVoices<ZRTurboVoice>(numberOfVoices, sampleRate, maximumFrames,
                                                    kInstrumentFlags);
+  constexpr int kInsert = 0;
+  instrument->addEffect<ZRBasicChorus>(sampleRate, kInsert);
+  instrument->addEffect<ZREcoVerb>(sampleRate, kInsert);
+  instrument->addEffect<ZRBasicDelay>(sampleRate, kInsert);
   instrument->voiceNumber = static_cast<float>(numberOfVoices);
 }
 

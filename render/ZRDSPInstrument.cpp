@@ -121,6 +121,7 @@ void ZRDSPInstrument::setRandomSeed(std::uint64_t seed) {
   random_.reseed(Random::derive(seed, 0));
   std::uint64_t owner = 1;
   for (const auto& voice : voices) voice->setRandomSeed(Random::derive(seed, owner++));
+  for (const auto& effect : effects) effect->setRandomSeed(Random::derive(seed, owner++));
 }
 
 void ZRDSPInstrument::beginBlock() noexcept {

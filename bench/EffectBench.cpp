@@ -1,0 +1,102 @@
+// The instrument's effects one by one and in their chain, on a second of music-like noise at 48 kHz.
+
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <memory>
+#include <vector>
+
+#include "effects/ZRBasicChorus.h"
+#include "effects/ZRBasicDelay.h"
+#include "effects/ZREcoVerb.h"
+#include "platform/Random.h"
+#include "platform/ScopedFlushDenormals.h"
+
+namespace morv {
+namespace {
+
+constexpr float kRate = 48000.0F;
+constexpr float kTempo = 120.0F;
+constexpr int kInputFrames = 48000;
+
+using Chain = std::vector<std::unique_ptr<ZRDSPEffect>>;
+
+template <typename Effect>
+void add(Chain* chain) {
+  chain->push_back(std::make_unique<Effect>(kRate));
+  chain->back()->bypass = 0.0F;
+}
+
+std::vector<float> noise(std::uint64_t seed) {
+  Random random(seed);
+  std::vector<float> samples(kInputFrames);
+  for (float& s : samples) s = 0.5F * static_cast<float>(2.0 * random.unitDouble() - 1.0);
+  return samples;
+}
+
+void run(benchmark::State& state, const Chain& chain) {
+  const ScopedFlushDenormals guard;
+  const auto frames = static_cast<int>(state.range(0));
+  for (const auto& effect : chain) effect->prepare(kRate, frames);
+  const std::vector<float> inL = noise(1);
+  const std::vector<float> inR = noise(2);
+  std::vector<float> left(static_cast<std::size_t>(frames));
+  std::vector<float> right(static_cast<std::size_t>(frames));
+  int at = 0;
+  for (auto _ : state) {
+    if (at + frames > kInputFrames) at = 0;
+    std::copy_n(inL.data() + at, frames, left.data());
+    std::copy_n(inR.data() + at, frames, right.data());
+    at += frames;
+    for (const auto& effect : chain) {
+      effect->runEffect(left.data(), right.data(), left.data(), right.data(), frames, kTempo);
+    }
+    benchmark::DoNotOptimize(left.data());
+    benchmark::DoNotOptimize(right.data());
+  }
+  state.counters["per_frame"] =
+      benchmark::Counter(static_cast<double>(state.iterations()) * static_cast<double>(frames),
+                         benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+
+void chorusSine(benchmark::State& state) {
+  Chain chain;
+  add<ZRBasicChorus>(&chain);
+  run(state, chain);
+}
+
+void chorusNoise(benchmark::State& state) {
+  Chain chain;
+  add<ZRBasicChorus>(&chain);
+  static_cast<ZRBasicChorus&>(*chain.back()).modShape = 1.0F;
+  run(state, chain);
+}
+
+void reverb(benchmark::State& state) {
+  Chain chain;
+  add<ZREcoVerb>(&chain);
+  run(state, chain);
+}
+
+void echo(benchmark::State& state) {
+  Chain chain;
+  add<ZRBasicDelay>(&chain);
+  run(state, chain);
+}
+
+void allThree(benchmark::State& state) {
+  Chain chain;
+  add<ZRBasicChorus>(&chain);
+  add<ZREcoVerb>(&chain);
+  add<ZRBasicDelay>(&chain);
+  run(state, chain);
+}
+
+BENCHMARK(chorusSine)->Arg(64)->Arg(512);
+BENCHMARK(chorusNoise)->Arg(64)->Arg(512);
+BENCHMARK(reverb)->Arg(64)->Arg(512);
+BENCHMARK(echo)->Arg(64)->Arg(512);
+BENCHMARK(allThree)->Arg(64)->Arg(512);
+
+}  // namespace
+}  // namespace morv

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "effects/AllPass.h"
+#include "effects/UniComb.h"
+#include "platform/NonBlocking.h"
+
+namespace morv {
+
+// Block forms of the delay lines' steps. As long as a delay is longer than the stretch that is worked on, no
+// sample of the stretch depends on another one of it, so each step runs over the whole stretch before the
+// next: the same reads and writes as sample by sample, in loops that become vector code. `frames` is 0 to
+// kDelayBlock and such that every delay exceeds it by two samples and is shorter than the line by as much;
+// with one frame any delay is legal. A line steps by one. Render thread.
+inline constexpr int kDelayBlock = 64;
+
+// The longest stretch that a least delay in samples allows.
+inline int delayBlockFor(float leastDelaySamples) noexcept MORV_NONBLOCKING {
+  if (!(leastDelaySamples > 3.0F)) return 1;
+  return leastDelaySamples < static_cast<float>(kDelayBlock + 2) ? static_cast<int>(leastDelaySamples) - 2
+                                                                 : kDelayBlock;
+}
+
+// out[k] = what a run reads that is `delaySamples` behind the write position at frame k.
+void readUniComb(const uniComb& uc, float delaySamples, float* out, int frames) noexcept MORV_NONBLOCKING;
+// The same with a delay of its own for each frame.
+void readUniComb(const uniComb& uc, const float* delaysSamples, float* out,
+                 int frames) noexcept MORV_NONBLOCKING;
+// out[k] = uniCombGetSampleWithDelay at frame k, before that frame's write; the delay is a whole number.
+void readBehindWriteIndex(const uniComb& uc, int delaySamples, float* out,
+                          int frames) noexcept MORV_NONBLOCKING;
+// Stores `in` at the line's write positions and steps the line.
+void writeUniComb(uniComb* uc, const float* in, int frames) noexcept MORV_NONBLOCKING;
+
+// runAP over a stretch; `out` may be `in`.
+void runAPBlock(ap* a, const float* in, float delaySeconds, float g, float sampleRateHz, float* out,
+                int frames) noexcept MORV_NONBLOCKING;
+// The same with a delay of its own for each frame.
+void runAPBlock(ap* a, const float* in, const float* delaysSeconds, float g, float sampleRateHz, float* out,
+                int frames) noexcept MORV_NONBLOCKING;
+// out[k] += gain x allpassGetSampleWithDelay behind frame k, where `frames` frames have just been run. The
+// delay is at least 2 samples and ends `frames` samples short of the line's length.
+void addAPTap(const ap& a, float delaySamples, float gain, float* out, int frames) noexcept MORV_NONBLOCKING;
+
+}  // namespace morv

@@ -1,0 +1,217 @@
+#include "effects/ZRBasicChorus.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+
+#include "effects/DelayBlocks.h"
+#include "voice/VoiceKernels.h"
+
+namespace morv {
+namespace {
+
+constexpr std::array kDryWet = {"DRY", "WET"};
+constexpr std::array kShapes = {"SINE", "NOISE"};
+using U = ZRDSPParameterUnit;
+constexpr ParameterRow kBypass = {"chorusBypass", "Bypass", 0, 1, 0, U::boolean};
+constexpr ParameterRow kMix = {"chorusMix", "Chorus Mix", 0, 100, 50, U::percent, kDryWet};
+constexpr ParameterRow kSpread = {"chorusSpread", "Spread", 0, 100, 75, U::percent};
+constexpr ParameterRow kModFreq = {"chorusModFreq", "Mod Freq", 0.1F, 5, 0.25F, U::hertz};
+constexpr ParameterRow kModAmount = {"chorusModAmount", "Mod Amount", 0, 100, 25, U::percent};
+constexpr ParameterRow kModShape = {"modShape", "Mod Shape", 0, 1, 0, U::generic, kShapes};
+constexpr ParameterRow kInputVolume = {"inputVolume", "Input Volume", 0, 100, 100, U::percent, kDryWet};
+constexpr ParameterRow kOutputVolume = {"outputVolume", "Output Volume", 0, 100, 100, U::percent, kDryWet};
+
+constexpr std::uint64_t kDefaultSeed = 1;
+constexpr double kSmoothingMs = 250.0;
+constexpr float kCrossCutoffHz = 100.0F;
+constexpr float kCrossGain = 0.3F;
+constexpr float kCentreSeconds = 0.005F;  // of the delay, and the depth of its swing
+constexpr float kForward = 0.75F;
+constexpr float kSaturatingIn = 0.95F;  // what the saturating comb takes of its input
+constexpr float kPi = std::numbers::pi_v<float>;
+constexpr float kTwoPi = 2.0F * kPi;
+
+}  // namespace
+
+struct ZRBasicChorus::Stretch {
+  std::array<float, kDelayBlock> left, right;   // the wet signal
+  std::array<float, kDelayBlock> sineL, sineR;  // turns of pi, then their sines
+  std::array<float, kDelayBlock> noiseL, noiseR;
+  std::array<float, kDelayBlock> amount, mix;
+};
+
+ZRBasicChorus::ZRBasicChorus(float sampleRateHz) : ZRDSPEffect(sampleRateHz), random_(kDefaultSeed) {
+  identifier = "vachorus";
+  name = "Chorus";
+  initParameter(kBypass, -1, &bypass);
+  initParameter(kMix, -1, &mix);
+  initParameter(kSpread, -1, &chorusSpread);
+  initParameter(kModFreq, -1, &chorusModFreq);
+  initParameter(kModAmount, -1, &chorusModAmount);
+  initParameter(kModShape, -1, &modShape);
+  initParameter(kInputVolume, -1, &inputVolume);
+  initParameter(kOutputVolume, -1, &outputVolume);
+  _setup();
+}
+
+ZRBasicChorus::~ZRBasicChorus() = default;
+
+void ZRBasicChorus::prepare(float sampleRateHz, int blockSizeFrames) {
+  ZRDSPEffect::prepare(sampleRateHz, blockSizeFrames);
+  _setup();
+}
+
+void ZRBasicChorus::_setup() {
+  initUniComb(&delayL, static_cast<int>(sampleRate));
+  initUniComb(&delayR, static_cast<int>(sampleRate));
+  for (tpt* filter : {&crossL, &crossR}) {
+    initTPT(filter);
+    setTPTCutoff(filter, kCrossCutoffHz, sampleRate);
+  }
+  smoothing = static_cast<float>(
+      std::exp(std::log(0.001) / (kSmoothingMs * static_cast<double>(sampleRate) * 0.001)));
+  // The spread starts at its percentage as it stands and sweeps down to the fraction that it means.
+  smoothed.spread = chorusSpread.value;
+  smoothed.amount = 0;
+  smoothed.mix = mix.normalizedValue();
+  noiseTargetL = noiseTargetR = noiseL = noiseR = 0;
+}
+
+void ZRBasicChorus::setRandomSeed(std::uint64_t seed) { random_.reseed(seed); }
+
+// Noise glides more slowly at a lower frequency. From 10.1 Hz on the glide would run away; it then takes one
+// sample.
+float ZRBasicChorus::driftCoefficient(float frequencyHz) const noexcept {
+  const double samples =
+      (10.1 - static_cast<double>(frequencyHz)) * 1000.0 * static_cast<double>(sampleRate) * 0.001 + 1.0;
+  return static_cast<float>(std::exp(std::log(0.001) / std::max(samples, 1.0)));
+}
+
+// Phases, noise and followers, sample by sample. A phase that comes round draws the other side's next noise.
+void ZRBasicChorus::stepModulation(float frequencyHz, Stretch* s, int frames) noexcept {
+  const bool isNoise = modShape.intValue() == 1;
+  const float drift = isNoise ? driftCoefficient(frequencyHz) : 0.0F;
+  const float spreadTarget = chorusSpread.normalizedValue();
+  const float amountTarget = chorusModAmount.normalizedValue();
+  const float mixTarget = mix.normalizedValue();
+  const float step = kTwoPi * frequencyHz / sampleRate;
+  const float spreadStep = kTwoPi * 0.5F / sampleRate;
+  const float c = smoothing;
+  float one = phase1;
+  float two = phase2;
+  float left = noiseL;
+  float right = noiseR;
+  auto at = smoothed;
+  for (int i = 0; i < frames; ++i) {
+    one += step;
+    if (one >= kTwoPi) {
+      one -= kTwoPi;
+      noiseTargetR = static_cast<float>(2.0 * random_.unitDouble() - 1.0);
+    }
+    two += step + spreadStep * at.spread;
+    if (two >= kTwoPi) {
+      two -= kTwoPi;
+      noiseTargetL = static_cast<float>(2.0 * random_.unitDouble() - 1.0);
+    }
+    if (isNoise) {
+      left = drift * (left - noiseTargetL) + noiseTargetL;
+      right = drift * (right - noiseTargetR) + noiseTargetR;
+    }
+    at.spread = c * (at.spread - spreadTarget) + spreadTarget;
+    at.amount = c * (at.amount - amountTarget) + amountTarget;
+    at.mix = c * (at.mix - mixTarget) + mixTarget;
+    const auto k = static_cast<std::size_t>(i);
+    const float turn = one / kPi;
+    s->sineL[k] = turn - 0.5F * at.spread;
+    s->sineR[k] = turn + 0.5F * at.spread;
+    s->noiseL[k] = left;
+    s->noiseR[k] = right;
+    s->amount[k] = at.amount;
+    s->mix[k] = at.mix;
+  }
+  phase1 = one;
+  phase2 = two;
+  noiseL = left;
+  noiseR = right;
+  smoothed = at;
+}
+
+// Each side: s = (sin + 1) / 2, delay = 0.005 + |0.005 (3 a noise + 1 - a s)| seconds, then the comb without
+// feedback: out = tanh(0.75 d + 0.95 in).
+void ZRBasicChorus::doChorus(Stretch* s, int frames) noexcept {
+  const VoiceKernels& kernels = voiceKernels();
+  struct Side {
+    uniComb* line;
+    float* wet;
+    float* sine;
+    const float* noise;
+  };
+  const Side sides[] = {{&delayL, s->left.data(), s->sineL.data(), s->noiseL.data()},
+                        {&delayR, s->right.data(), s->sineR.data(), s->noiseR.data()}};
+  float delays[kDelayBlock];
+  float delayed[kDelayBlock];
+  for (const Side& side : sides) {
+    kernels.sinPi(side.sine, side.sine, frames);
+    for (int i = 0; i < frames; ++i) {
+      const float amount = s->amount[static_cast<std::size_t>(i)];
+      const float swing = (side.sine[i] + 1.0F) * 0.5F;
+      const float depth = std::abs(kCentreSeconds * (3.0F * amount * side.noise[i] + 1.0F - amount * swing));
+      delays[i] = (kCentreSeconds + depth) * sampleRate;
+    }
+    readUniComb(*side.line, delays, delayed, frames);
+    for (int i = 0; i < frames; ++i) side.wet[i] *= kSaturatingIn;
+    writeUniComb(side.line, side.wet, frames);
+    for (int i = 0; i < frames; ++i) side.wet[i] = kForward * delayed[i] + side.wet[i];
+    kernels.tanhInPlace(side.wet, frames);
+  }
+}
+
+// Each side takes some of the other one, turned round and without its bass.
+void ZRBasicChorus::crossFeed(Stretch* s, int frames) noexcept {
+  tpt left = crossL;
+  tpt right = crossR;
+  for (int i = 0; i < frames; ++i) {
+    const auto k = static_cast<std::size_t>(i);
+    const float l = s->left[k];
+    const float r = s->right[k];
+    s->left[k] = l + kCrossGain * runTPT2(&left, kTPTHighpass1, -r, sampleRate);
+    s->right[k] = r + kCrossGain * runTPT2(&right, kTPTHighpass1, -l, sampleRate);
+  }
+  crossL = left;
+  crossR = right;
+}
+
+void ZRBasicChorus::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                              float tempo) noexcept {
+  if (bypass.intValue() != 0) return;
+  const float frequencyHz =
+      tempoSync ? timeDivisionToFrequency(4.0F, 4.0F, tempo) : chorusModFreq.value.load();
+  const float inGain = inputVolume.normalizedValue();
+  const float outGain = outputVolume.normalizedValue();
+  // The swing keeps the delay at or above its centre.
+  const int longest = delayBlockFor(kCentreSeconds * sampleRate);
+  Stretch s;
+  for (int start = 0; start < frames; start += longest) {
+    const int n = std::min(longest, frames - start);
+    for (int i = 0; i < n; ++i) {
+      s.left[static_cast<std::size_t>(i)] = inL[start + i] * inGain;
+      s.right[static_cast<std::size_t>(i)] = inR[start + i] * inGain;
+    }
+    stepModulation(frequencyHz, &s, n);
+    doChorus(&s, n);
+    crossFeed(&s, n);
+    for (int i = 0; i < n; ++i) {
+      const auto k = static_cast<std::size_t>(i);
+      const float wet = s.mix[k];
+      const float dry = routing == 1 ? 1.0F : 1.0F - wet;
+      const float dryL = inL[start + i];
+      const float dryR = inR[start + i];
+      outL[start + i] = dry * dryL + wet * (s.left[k] * outGain);
+      outR[start + i] = dry * dryR + wet * (s.right[k] * outGain);
+    }
+  }
+}
+
+}  // namespace morv

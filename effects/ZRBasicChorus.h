@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+
+#include "effects/UniComb.h"
+#include "effects/ZRDSPEffect.h"
+#include "platform/NonBlocking.h"
+#include "platform/Random.h"
+#include "voice/TPT.h"
+
+namespace morv {
+
+// Stereo chorus: a delay line for each side, swung by a sine or by gliding noise, with a saturating sum and a
+// high-passed, inverted cross-feed between the sides. Even at full mix it is limited by a hyperbolic tangent.
+//
+// Construction and `prepare`: off the render thread. `runEffect`: render thread.
+class ZRBasicChorus : public ZRDSPEffect {
+ public:
+  explicit ZRBasicChorus(float sampleRateHz);
+  ~ZRBasicChorus() override;
+
+  // Builds lines and filters anew for the rate in Hz and starts the followers over. Allocates.
+  void prepare(float sampleRateHz, int blockSizeFrames) override;
+  using ZRDSPEffect::runEffect;
+  // At most kMaxBlockFrames frames; the outputs may be the inputs.
+  void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                 float tempo) noexcept MORV_NONBLOCKING override;
+  // Does nothing.
+  void reset() override {}
+  void setRandomSeed(std::uint64_t seed) override;
+
+  ZRDSPParameter chorusSpread;     // percent
+  ZRDSPParameter chorusModFreq;    // Hz
+  ZRDSPParameter chorusModAmount;  // percent
+  ZRDSPParameter modShape;         // 0 sine, 1 noise
+
+  uniComb delayL, delayR;  // one second
+  tpt crossL, crossR;      // 100 Hz
+  float phase1 = 0;        // radians
+  float phase2 = 0;
+  // Where the followers of the settings stand.
+  struct {
+    float spread = 0;
+    float amount = 0;
+    float mix = 0;
+  } smoothed;
+  float smoothing = 0;  // coefficient of these followers, per sample
+  float noiseTargetL = 0;
+  float noiseTargetR = 0;
+  float noiseL = 0;
+  float noiseR = 0;
+  bool tempoSync = false;  // takes the swing from the tempo; nothing sets it
+  bool preFilter = false;  // nothing reads it
+
+ private:
+  // One stretch of samples on its way.
+  struct Stretch;
+
+  void _setup();
+  float driftCoefficient(float frequencyHz) const noexcept MORV_NONBLOCKING;
+  void stepModulation(float frequencyHz, Stretch* s, int frames) noexcept MORV_NONBLOCKING;
+  void doChorus(Stretch* s, int frames) noexcept MORV_NONBLOCKING;
+  void crossFeed(Stretch* s, int frames) noexcept MORV_NONBLOCKING;
+
+  Random random_;
+};
+
+}  // namespace morv

@@ -1,0 +1,264 @@
+#include "effects/ZREcoVerb.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "effects/DelayBlocks.h"
+#include "voice/VoiceKernels.h"
+
+namespace morv {
+namespace {
+
+constexpr std::array kDryWet = {"DRY", "WET"};
+using U = ZRDSPParameterUnit;
+constexpr ParameterRow kBypass = {"reverbBypass", "Bypass", 0, 1, 0, U::boolean};
+constexpr ParameterRow kMix = {"reverbMix", "Reverb Mix", 0, 100, 50, U::percent, kDryWet};
+constexpr ParameterRow kSize = {"reverbSize", "Size", 0, 1, 0.25F};
+constexpr ParameterRow kDecay = {"reverbDecay", "Decay", 0, 1, 0.5F};
+constexpr ParameterRow kSpread = {"spread", "Spread", 0, 1, 1};
+constexpr ParameterRow kModAmount = {"modAmount", "Mod Amount", 0, 1, 0.5F};
+constexpr ParameterRow kModFrequency = {"modFrequency", "Mod Frequency", 0, 10, 1, U::hertz};
+constexpr ParameterRow kHighpass = {"highpass", "Highpass", 0, 1, 0};
+
+constexpr float kLeastCutoffHz = 1.0F;
+constexpr float kCutoffRangeHz = 5000.0F;
+constexpr float kFixedHighpassHz = 100.0F;
+constexpr float kFixedLowpassHz = 15000.0F;
+constexpr float kDampingCutoffHz = 20000.0F;
+// The filters' tangents turn round at half the rate; a cutoff above this part of a low rate is held here.
+constexpr float kHighestCutoff = 0.499F;
+
+constexpr std::array kDiffuserSeconds = {0.0032F, 0.0024F, 0.0085F, 0.0062F};
+constexpr std::array kDiffuserGains = {0.4F, 0.4F, 0.6F, 0.6F};
+
+// Lengths of the tank, in samples.
+constexpr float kAP1 = 672.0F;
+constexpr float kAP2 = 1800.0F;
+constexpr float kAP3 = 908.0F;
+constexpr float kAP4 = 2656.0F;
+constexpr float kModDepth = 50.0F;  // of the first all-pass of each branch
+constexpr float kD1 = 3453.0F;
+constexpr int kD2 = 3720;
+constexpr float kD3 = 4217.0F;
+constexpr int kD4 = 3163;
+constexpr float kFirstGain = -0.5F;  // of the modulated all-passes
+constexpr float kSecondGain = 0.5F;
+constexpr float kSaturatingIn = 0.95F;  // what the saturating comb takes of its input
+
+// Shortest and longest distance of a tap, before the size scales it.
+constexpr float kNearestTap = 121.0F;
+constexpr float kFarthestTap = 3627.0F;
+constexpr float kTapGain = 0.6F;
+constexpr float kPi = std::numbers::pi_v<float>;
+constexpr float kTwoPi = 2.0F * kPi;
+
+float heldCutoff(float cutoffHz, float rateHz) noexcept {
+  return std::min(cutoffHz, kHighestCutoff * rateHz);
+}
+
+// Samples from where `uc` is read, `delay` behind its write index, to where it is written, or the other way
+// round where that is nearer. The two drift against each other by one sample with each lap.
+int distanceToWrite(const uniComb& uc, int delay) noexcept {
+  const int behind = (static_cast<int>(uc.position) - uc.writeIndex + delay) % uc.size;
+  const int forward = behind < 0 ? behind + uc.size : behind;
+  return std::min(forward, uc.size - forward);
+}
+
+}  // namespace
+
+struct ZREcoVerb::Block {
+  float r;  // seconds of a sample
+  float loopGain;
+  float tapScale;
+  float modAmount;
+  float turnsOfPi;  // distance of each modulation from the phase
+  float phaseStep;
+  float mix;
+};
+
+struct ZREcoVerb::Stretch {
+  std::array<float, kDelayBlock> left, right;     // filtered input, then the branches' signals
+  std::array<float, kDelayBlock> delay1, delay3;  // seconds, of the modulated all-passes
+  std::array<float, kDelayBlock> lowA, lowB;      // what leaves the loop's low-passes
+  std::array<float, kDelayBlock> wetL, wetR;
+};
+
+ZREcoVerb::ZREcoVerb(float sampleRateHz)
+    : ZRDSPEffect(sampleRateHz),
+      variableHighpass(ZRBiquadType::highpass, kLeastCutoffHz, 1, 2, sampleRateHz),
+      fixedHighpass(ZRBiquadType::highpass, kFixedHighpassHz, 1, 2, sampleRateHz),
+      fixedLowpass(ZRBiquadType::lowpass, heldCutoff(kFixedLowpassHz, sampleRateHz), 1, 2, sampleRateHz) {
+  identifier = "ecoverb";
+  name = "EcoVerb";
+  initParameter(kBypass, -1, &bypass);
+  initParameter(kMix, -1, &mix);
+  initParameter(kSize, -1, &reverbSize);
+  initParameter(kDecay, -1, &reverbDecay);
+  initParameter(kSpread, -1, &spread);
+  initParameter(kModAmount, -1, &modAmount);
+  initParameter(kModFrequency, -1, &modFrequency);
+  initParameter(kHighpass, -1, &highpass);
+  const int size = static_cast<int>(sampleRateHz);
+  for (ap& diffuser : diffusers) initAP(&diffuser, size);
+  for (ap* line : {&loopAP1, &loopAP2, &loopAP3, &loopAP4}) initAP(line, size);
+  for (uniComb* line : {&loopD1, &loopD2, &loopD3, &loopD4}) initUniComb(line, size);
+  initTPT(&lowpassA);
+  initTPT(&lowpassB);
+}
+
+ZREcoVerb::~ZREcoVerb() = default;
+
+void ZREcoVerb::reset() {
+  for (uniComb* line : {&loopD1, &loopD2, &loopD3, &loopD4}) resetUniComb(line);
+  for (ap* line : {&loopAP1, &loopAP2, &loopAP3, &loopAP4}) resetAP(line);
+}
+
+ZREcoVerb::Block ZREcoVerb::_settings() const noexcept {
+  Block block{};
+  block.r = 1.0F / sampleRate;
+  block.loopGain = std::sqrt(std::max(0.0F, 1.1F * reverbDecay.value));
+  block.tapScale = 0.1F + 2.0F * reverbSize.value;
+  block.modAmount = modAmount.normalizedValue();
+  block.turnsOfPi = spread.value;
+  block.phaseStep = kTwoPi * modFrequency.value / sampleRate;
+  block.mix = mix.normalizedValue();
+  return block;
+}
+
+int ZREcoVerb::_longestStretch(const Block& block) const noexcept {
+  const float swing = kModDepth * std::abs(block.modAmount);
+  const auto length = static_cast<float>(loopAP1.size - kDelayBlock);
+  const float greatest = std::max({kD3, kAP3 + swing, kFarthestTap * block.tapScale});
+  if (!(greatest < length) || !(kNearestTap * block.tapScale >= 2.0F)) return 1;
+  const int distance = std::min(distanceToWrite(loopD2, kD2), distanceToWrite(loopD4, kD4));
+  return delayBlockFor(
+      std::min({kAP1 - swing, kDiffuserSeconds[1] * sampleRate, static_cast<float>(distance)}));
+}
+
+// Delays of the two modulated all-passes.
+void ZREcoVerb::stepModulation(const Block& block, Stretch* s, int frames) noexcept {
+  const VoiceKernels& kernels = voiceKernels();
+  float at = phase;
+  for (int i = 0; i < frames; ++i) {
+    at += block.phaseStep;
+    if (at >= kTwoPi) at -= kTwoPi;
+    const float turn = at / kPi;
+    s->delay1[static_cast<std::size_t>(i)] = turn - block.turnsOfPi;
+    s->delay3[static_cast<std::size_t>(i)] = turn + block.turnsOfPi;
+  }
+  phase = at;
+  kernels.sinPi(s->delay1.data(), s->delay1.data(), frames);
+  kernels.sinPi(s->delay3.data(), s->delay3.data(), frames);
+  const float depth = kModDepth * block.modAmount;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(frames); ++i) {
+    s->delay1[i] = block.r * (kAP1 + depth * s->delay1[i]);
+    s->delay3[i] = block.r * (kAP3 + depth * s->delay3[i]);
+  }
+}
+
+// What comes out of the branches' first delays, saturated, low-passed and scaled. These lines are longer than
+// a stretch, so both branches can go side by side before either is fed.
+void ZREcoVerb::readDelays(const Block& block, Stretch* s, int frames) noexcept {
+  const VoiceKernels& kernels = voiceKernels();
+  readUniComb(loopD1, block.r * kD1 * sampleRate, s->lowA.data(), frames);
+  readUniComb(loopD3, block.r * kD3 * sampleRate, s->lowB.data(), frames);
+  kernels.tanhInPlace(s->lowA.data(), frames);
+  kernels.tanhInPlace(s->lowB.data(), frames);
+  const float cutoffHz = heldCutoff((1.0F - damping) * kDampingCutoffHz, sampleRate);
+  setTPTCutoff(&lowpassA, cutoffHz, sampleRate);
+  setTPTCutoff(&lowpassB, cutoffHz, sampleRate);
+  tpt a = lowpassA;
+  tpt b = lowpassB;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(frames); ++i) {
+    s->lowA[i] = runTPT2(&a, kTPTLowpass1, s->lowA[i], sampleRate) * block.loopGain;
+    s->lowB[i] = runTPT2(&b, kTPTLowpass1, s->lowB[i], sampleRate) * block.loopGain;
+  }
+  lowpassA = a;
+  lowpassB = b;
+}
+
+// The second branch reads `loopD2` behind the first one's writes, the first reads `loopD4` ahead of the
+// second one's.
+void ZREcoVerb::runBranches(const Block& block, Stretch* s, int frames) noexcept {
+  const auto n = static_cast<std::size_t>(frames);
+  struct Branch {
+    const uniComb* other;
+    int otherDelay;
+    float* in;
+    const float* modulatedDelay;
+    ap* first;
+    uniComb* delay;
+    float* low;
+    ap* second;
+    float secondDelay;
+    uniComb* last;
+  };
+  const Branch branches[] = {{&loopD4, kD4, s->left.data(), s->delay1.data(), &loopAP1, &loopD1,
+                              s->lowA.data(), &loopAP2, kAP2, &loopD2},
+                             {&loopD2, kD2, s->right.data(), s->delay3.data(), &loopAP3, &loopD3,
+                              s->lowB.data(), &loopAP4, kAP4, &loopD4}};
+  float back[kDelayBlock];
+  for (const Branch& b : branches) {
+    readBehindWriteIndex(*b.other, b.otherDelay, back, frames);
+    for (std::size_t i = 0; i < n; ++i) b.in[i] += block.loopGain * back[i];
+    runAPBlock(b.first, b.in, b.modulatedDelay, kFirstGain, sampleRate, b.in, frames);
+    for (std::size_t i = 0; i < n; ++i) b.in[i] *= kSaturatingIn;
+    writeUniComb(b.delay, b.in, frames);
+    runAPBlock(b.second, b.low, block.r * b.secondDelay, kSecondGain, sampleRate, b.low, frames);
+    for (std::size_t i = 0; i < n; ++i) b.low[i] *= kSaturatingIn;
+    writeUniComb(b.last, b.low, frames);
+  }
+}
+
+void ZREcoVerb::tapOutputs(const Block& block, Stretch* s, int frames) const noexcept {
+  const float k = block.tapScale;
+  float* left = s->wetL.data();
+  float* right = s->wetR.data();
+  std::fill_n(left, frames, 0.0F);
+  std::fill_n(right, frames, 0.0F);
+  addAPTap(loopAP3, 266.0F * k, kTapGain, left, frames);
+  addAPTap(loopAP3, 2974.0F * k, kTapGain, left, frames);
+  addAPTap(loopAP4, 1996.0F * k, kTapGain, left, frames);
+  addAPTap(loopAP1, 1990.0F * k, -kTapGain, left, frames);
+  addAPTap(loopAP2, 1066.0F * k, -kTapGain, left, frames);
+  addAPTap(loopAP1, 353.0F * k, kTapGain, right, frames);
+  addAPTap(loopAP1, kFarthestTap * k, kTapGain, right, frames);
+  addAPTap(loopAP2, 2673.0F * k, kTapGain, right, frames);
+  addAPTap(loopAP3, 2111.0F * k, -kTapGain, right, frames);
+  addAPTap(loopAP4, kNearestTap * k, -kTapGain, right, frames);
+}
+
+void ZREcoVerb::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                          float /*tempo*/) noexcept {
+  if (bypass.intValue() != 0) return;
+  const Block block = _settings();
+  variableHighpass.filterCutoff = heldCutoff(
+      kLeastCutoffHz + std::max(0.0F, highpass.value.load()) * kCutoffRangeHz, variableHighpass.sampleRate);
+  Stretch s;
+  for (int start = 0; start < frames;) {
+    const int n = std::min(_longestStretch(block), frames - start);
+    float* left = s.left.data();
+    float* right = s.right.data();
+    variableHighpass.runFilter(inL + start, inR + start, left, right, n);
+    fixedHighpass.runFilter(left, right, left, right, n);
+    fixedLowpass.runFilter(left, right, left, right, n);
+    stepModulation(block, &s, n);
+    for (std::size_t d = 0; d < diffusers.size(); ++d) {
+      runAPBlock(&diffusers[d], left, kDiffuserSeconds[d], kDiffuserGains[d], sampleRate, left, n);
+    }
+    readDelays(block, &s, n);
+    runBranches(block, &s, n);
+    tapOutputs(block, &s, n);
+    for (int i = 0; i < n; ++i) {
+      const auto k = static_cast<std::size_t>(i);
+      const float dryL = inL[start + i];
+      const float dryR = inR[start + i];
+      outL[start + i] = (1.0F - block.mix) * dryL + block.mix * s.wetL[k];
+      outR[start + i] = (1.0F - block.mix) * dryR + block.mix * s.wetR[k];
+    }
+    start += n;
+  }
+}
+
+}  // namespace morv
