@@ -115,12 +115,12 @@ void readUniComb(const uniComb& uc, const float* delaysSamples, float* out, int 
   }
 }
 
-void readBehindWriteIndex(const uniComb& uc, int delaySamples, float* out, int frames) noexcept {
+void readBehindWriteIndex(const uniComb& uc, int writeIndex, int delaySamples, float* out,
+                          int frames) noexcept {
   const float* buffer = uc.buffer.data();
-  int writeIndex = uc.writeIndex;
   for (int k = 0; k < frames;) {
     int element = wrapped(writeIndex - delaySamples, uc.size);
-    if (element < 0 || element >= uc.size) element = 0;
+    if (element < 0) element = ((element % uc.size) + uc.size) % uc.size;
     const int run = std::min({frames - k, uc.size - element, std::max(uc.size - 1 - writeIndex, 1)});
     std::copy_n(buffer + element, run, out + k);
     k += run;

@@ -25,8 +25,9 @@ void readUniComb(const uniComb& uc, float delaySamples, float* out, int frames) 
 // The same with a delay of its own for each frame.
 void readUniComb(const uniComb& uc, const float* delaysSamples, float* out,
                  int frames) noexcept MORV_NONBLOCKING;
-// out[k] = uniCombGetSampleWithDelay at frame k, before that frame's write; the delay is a whole number.
-void readBehindWriteIndex(const uniComb& uc, int delaySamples, float* out,
+// out[k] = uniCombGetSampleWithDelay at frame k, where `writeIndex` is the line's at the first frame; the
+// delay is a whole number.
+void readBehindWriteIndex(const uniComb& uc, int writeIndex, int delaySamples, float* out,
                           int frames) noexcept MORV_NONBLOCKING;
 // Stores `in` at the line's write positions and steps the line.
 void writeUniComb(uniComb* uc, const float* in, int frames) noexcept MORV_NONBLOCKING;

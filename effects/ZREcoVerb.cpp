@@ -178,12 +178,13 @@ void ZREcoVerb::readDelays(const Block& block, Stretch* s, int frames) noexcept 
   lowpassB = b;
 }
 
-// The second branch reads `loopD2` behind the first one's writes, the first reads `loopD4` ahead of the
-// second one's.
+// The first branch reads `loopD4` ahead of the second one's writes; the second reads `loopD2` behind the
+// first one's, so from the write index that follows.
 void ZREcoVerb::runBranches(const Block& block, Stretch* s, int frames) noexcept {
   const auto n = static_cast<std::size_t>(frames);
   struct Branch {
     const uniComb* other;
+    int otherIndex;
     int otherDelay;
     float* in;
     const float* modulatedDelay;
@@ -194,13 +195,13 @@ void ZREcoVerb::runBranches(const Block& block, Stretch* s, int frames) noexcept
     float secondDelay;
     uniComb* last;
   };
-  const Branch branches[] = {{&loopD4, kD4, s->left.data(), s->delay1.data(), &loopAP1, &loopD1,
-                              s->lowA.data(), &loopAP2, kAP2, &loopD2},
-                             {&loopD2, kD2, s->right.data(), s->delay3.data(), &loopAP3, &loopD3,
-                              s->lowB.data(), &loopAP4, kAP4, &loopD4}};
+  const Branch branches[] = {{&loopD4, loopD4.writeIndex, kD4, s->left.data(), s->delay1.data(), &loopAP1,
+                              &loopD1, s->lowA.data(), &loopAP2, kAP2, &loopD2},
+                             {&loopD2, nextWriteIndex(loopD2.writeIndex, loopD2.size), kD2, s->right.data(),
+                              s->delay3.data(), &loopAP3, &loopD3, s->lowB.data(), &loopAP4, kAP4, &loopD4}};
   float back[kDelayBlock];
   for (const Branch& b : branches) {
-    readBehindWriteIndex(*b.other, b.otherDelay, back, frames);
+    readBehindWriteIndex(*b.other, b.otherIndex, b.otherDelay, back, frames);
     for (std::size_t i = 0; i < n; ++i) b.in[i] += block.loopGain * back[i];
     runAPBlock(b.first, b.in, b.modulatedDelay, kFirstGain, sampleRate, b.in, frames);
     for (std::size_t i = 0; i < n; ++i) b.in[i] *= kSaturatingIn;

@@ -119,7 +119,7 @@ TEST(DelayBlocks, ReadsBehindTheWriteIndexSkipWhatItsShorterCycleSkips) {
       walking.writeIndex = nextWriteIndex(walking.writeIndex, 200);
     }
     float out[kDelayBlock];
-    readBehindWriteIndex(uc, 110, out, n);
+    readBehindWriteIndex(uc, uc.writeIndex, 110, out, n);
     ASSERT_EQ(std::vector<float>(out, out + n), expected) << start;
     writeUniComb(&uc, in.data() + start, n);
     ASSERT_EQ(uc.writeIndex, walking.writeIndex);
@@ -206,7 +206,7 @@ TEST(DelayBlocks, NoFramesChangeNothing) {
   float nothing[1] = {3.0F};
 
   readUniComb(uc, 70.0F, nothing, 0);
-  readBehindWriteIndex(uc, 70, nothing, 0);
+  readBehindWriteIndex(uc, 0, 70, nothing, 0);
   writeUniComb(&uc, nothing, 0);
   runAPBlock(&a, nothing, 0.07F, 0.5F, kRate, nothing, 0);
   addAPTap(a, 10.0F, 1.0F, nothing, 0);
