@@ -11,20 +11,11 @@
 namespace morv {
 
 // The input and output low-pass of a bucket-brigade line: three poles, unit gain at 0 Hz.
-inline constexpr std::array<double, 2 * kIIRCoefficients> BBD_AA_COEFF = {0.1802950360421434,
-                                                                          1.0,
-                                                                          -0.6693926343017952,
-                                                                          0.390572778470369,
-                                                                          1.0,
-                                                                          2.0,
-                                                                          1.0,
-                                                                          0.37173571487665386,
-                                                                          1.0,
-                                                                          -0.2565285702466924,
-                                                                          0.0,
-                                                                          1.0,
-                                                                          1.0,
-                                                                          0.0};
+inline constexpr std::array<double, 2 * kIIRCoefficients> BBD_AA_COEFF = {
+    // two poles
+    0.1802950360421434, 1.0, -0.6693926343017952, 0.390572778470369, 1.0, 2.0, 1.0,
+    // one pole
+    0.37173571487665386, 1.0, -0.2565285702466924, 0.0, 1.0, 1.0, 0.0};
 
 // The level followers of a compander around the line.
 inline constexpr std::array<double, kIIRCoefficients> BBD_COMP_COEFF = {
@@ -32,7 +23,7 @@ inline constexpr std::array<double, kIIRCoefficients> BBD_COMP_COEFF = {
 
 // A bucket-brigade delay: a delay line behind a low-pass, with the soft saturation of the first and last
 // bucket, another low-pass between the two, and noise. A plain record that owns its memory, and operations on
-// it.
+// it. Lines that sound together want different seeds.
 struct bbd {
   ZeroedFloats delayBuffer;  // size floats
   ZeroedFloats stageBuffer;  // one float a stage; silent
