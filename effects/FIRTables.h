@@ -1,0 +1,26 @@
+#pragma once
+
+namespace morv {
+
+// Linear-phase low-pass filters for oversampling by 2, 4 and 8: symmetric, about 0 dB to 20 kHz and far down
+// from 22 kHz, at the rates in the table. The measured points are parts of the rate the filter runs at,
+// against the gain at 0 Hz, which is the pass band's ripple away from 1.
+//
+//   table  taps  rate it is for   sum      -3 dB     -60 dB     stop band
+//   B2x    169   2 x 44.1 kHz     0.99397  0.232555  0.247559   -95.3 dB
+//   B4x    301   4 x 44.1 kHz     0.99920  0.117747  0.124679   -61.9 dB
+//   B8x    674   8 x 44.1 kHz     1.00601  0.058114  0.061887   -95.6 dB
+//   B8x2   763   8 x 48 kHz       1.00424  0.053462  0.056864   -95.9 dB
+//
+// The data is written by design_fir_tables.py. Any thread may read it.
+inline constexpr int BL2x = 169;
+inline constexpr int BL4x = 301;
+inline constexpr int BL8x = 674;
+inline constexpr int BL8x2 = 763;
+
+extern const float B2x[BL2x];
+extern const float B4x[BL4x];
+extern const float B8x[BL8x];
+extern const float B8x2[BL8x2];
+
+}  // namespace morv
