@@ -92,6 +92,14 @@ const std::vector<std::string> kGlobalIdentifiers = {
     "controlC",         "controlX",    "controlY",         "arpEnabled",       "arpMode",
     "arpClockDivision", "arpRange",    "arpGateLength",    "arpLatch",         "midiChannel"};
 
+const std::vector<std::string> kEffectIdentifiers = {
+    "vachorus.chorusBypass",    "vachorus.chorusMix",   "vachorus.chorusSpread", "vachorus.chorusModFreq",
+    "vachorus.chorusModAmount", "vachorus.modShape",    "vachorus.inputVolume",  "vachorus.outputVolume",
+    "ecoverb.reverbBypass",     "ecoverb.reverbMix",    "ecoverb.reverbSize",    "ecoverb.reverbDecay",
+    "ecoverb.spread",           "ecoverb.modAmount",    "ecoverb.modFrequency",  "ecoverb.highpass",
+    "basicdelay.echoBypass",    "basicdelay.echoMix",   "basicdelay.echoTime",   "basicdelay.echoRelative",
+    "basicdelay.echoFeedback",  "basicdelay.syncTempo", "basicdelay.highpass",   "basicdelay.echoSpread"};
+
 std::vector<std::pair<std::string, int>> expectedMap(int firstGlobal) {
   std::vector<std::pair<std::string, int>> map;
   int address = 0;
@@ -115,6 +123,24 @@ TEST(AddressMap, EightVoicesInAFreshProcessPinEveryIdentifier) {
 
   EXPECT_EQ(mapOf(kernel), expectedMap(8 * kRegistrationsPerVoice));
   EXPECT_EQ(8 * kRegistrationsPerVoice, 856);
+}
+
+TEST(AddressMap, EffectsFollowTheGlobalsGroupByGroup) {
+  ZRDSPEntity::addr = 0;
+  ZQ3DSPKernel kernel;
+  std::vector<std::pair<std::string, int>> expected;
+  int address = 881;
+  for (const std::string& identifier : kEffectIdentifiers) expected.emplace_back(identifier, address++);
+
+  kernel.init(2, 44100.0, 1024, 8);
+
+  std::vector<std::pair<std::string, int>> map;
+  for (const auto& effect : kernel.instrument->effects) {
+    for (const ZRDSPParameter* p : effect->parameters()) {
+      map.emplace_back(effect->identifier + "." + p->identifier, p->address);
+    }
+  }
+  EXPECT_EQ(map, expected);
 }
 
 TEST(AddressMap, ASecondInstrumentInTheProcessKeepsVoiceAddressesAndMovesItsGlobals) {

@@ -4,6 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "effects/ZRBasicChorus.h"
+#include "effects/ZRBasicDelay.h"
+#include "effects/ZREcoVerb.h"
 #include "render/ZQ3DSPKernel.h"
 
 namespace morv {
@@ -49,6 +52,21 @@ TEST_F(ZQ3DSPKernelTest, InstrumentHasTheVoicesAskedForAndPlaysThemAll) {
   EXPECT_EQ(kernel.instrument->voices.size(), 8U);
   EXPECT_EQ(kernel.instrument->voiceNumber.value, 8.0F);
   EXPECT_EQ(kernel.instrument->voiceNumber.normalizedValueCache, 1.0F);
+}
+
+TEST_F(ZQ3DSPKernelTest, InstrumentHasThreeBypassedInsertEffectsInOrder) {
+  const auto& effects = kernel.instrument->effects;
+  ASSERT_EQ(effects.size(), 3U);
+  EXPECT_NE(dynamic_cast<ZRBasicChorus*>(effects[0].get()), nullptr);
+  EXPECT_NE(dynamic_cast<ZREcoVerb*>(effects[1].get()), nullptr);
+  EXPECT_NE(dynamic_cast<ZRBasicDelay*>(effects[2].get()), nullptr);
+  for (const auto& effect : effects) {
+    EXPECT_EQ(effect->bypass.value.load(), 1.0F) << effect->name;
+    EXPECT_EQ(effect->sampleRate, 44100.0F);
+    EXPECT_EQ(effect->routing, 0);
+  }
+  EXPECT_EQ(kernel.instrument->effectRouting, ZRDSPInstrumentEffectRouting::insert);
+  EXPECT_TRUE(kernel.instrument->sendParameters.empty());
 }
 
 TEST_F(ZQ3DSPKernelTest, InstrumentDefaultsToMPE) {

@@ -4,23 +4,22 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
+#include "effects/ZREcoVerb.h"
 #include "tests/unit/UnitSurroundings.h"
 
 namespace morv {
 namespace {
 
-// Two parameters at known addresses, one of them the address that takes no value.
+// A further effect behind those of the instrument.
 class TwoKnobEffect : public ZRDSPEffect {
  public:
-  static constexpr int kHeld = 896;
-  static constexpr int kFree = 897;
-
   explicit TwoKnobEffect(float sampleRateHz) : ZRDSPEffect(sampleRateHz) {
     identifier = "twoknob";
     name = "Two Knobs";
-    initParameter("held", "Held", kHeld, 0, 1, {}, ZRDSPParameterUnit::generic, 0.5F, &held);
-    initParameter("free", "Free", kFree, 0, 1, {}, ZRDSPParameterUnit::generic, 0.5F, &free);
+    initParameter("held", "Held", -1, 0, 1, {}, ZRDSPParameterUnit::generic, 0.5F, &held);
+    initParameter("free", "Free", -1, 0, 1, {}, ZRDSPParameterUnit::generic, 0.5F, &free);
   }
   void runEffect(const float*, const float*, float*, float*, int, float) noexcept override {}
   void reset() override {}
@@ -31,9 +30,8 @@ class TwoKnobEffect : public ZRDSPEffect {
 
 class ZQ3UnitTree : public testing::Test {
  protected:
-  // Adds the effect with its common parameters out of the way of the two, and builds the tree anew.
+  // Adds the effect and builds the tree anew.
   std::shared_ptr<AUParameterTree> treeWithEffect() {
-    ZRDSPEntity::addr = 5000;
     unit_.instrument().addEffect<TwoKnobEffect>(44100.0F, 0);
     effect_ = static_cast<TwoKnobEffect*>(unit_.instrument().effects.back().get());
     return unit_.generateParameterTree();
@@ -129,12 +127,31 @@ TEST_F(ZQ3UnitTree, WritesEffectParametersToTheEffect) {
   EXPECT_EQ(effect_->free.value.load(), 0.7F);
 }
 
+// The last parameter of the first instrument's reverb stands at address 896.
 TEST_F(ZQ3UnitTree, StoresZeroAtEffectAddress896WhateverIsAsked) {
-  const auto tree = treeWithEffect();
+  AUParameter* highpass = unit_.parameterTree()->parameterForKeyPath("ecoverb.highpass");
+  const auto& reverb = dynamic_cast<const ZREcoVerb&>(*unit_.instrument().effects[1]);
+  ASSERT_EQ(highpass->address(), 896U);
 
-  tree->parameterWithAddress(TwoKnobEffect::kHeld)->setValue(0.7F);
+  highpass->setValue(0.7F);
 
-  EXPECT_EQ(effect_->held.value.load(), 0.0F);
+  EXPECT_EQ(reverb.highpass.value.load(), 0.0F);
+}
+
+TEST_F(ZQ3UnitTree, ShowsTheInstrumentAndItsThreeEffectsAsGroups) {
+  std::vector<std::string> groups;
+  for (const auto& group : unit_.parameterTree()->children()) {
+    groups.push_back(group->identifier() + "/" + group->displayName());
+  }
+
+  EXPECT_THAT(groups,
+              testing::ElementsAre("morv/MORV", "vachorus/Chorus", "ecoverb/EcoVerb", "basicdelay/Echo"));
+}
+
+TEST_F(ZQ3UnitTree, SwitchesAnEffectOn) {
+  unit_.parameterTree()->parameterForKeyPath("basicdelay.echoBypass")->setValue(0.0F);
+
+  EXPECT_EQ(unit_.instrument().effects[2]->bypass.value.load(), 0.0F);
 }
 
 TEST_F(ZQ3UnitTree, ReadsEffectParametersFromTheTreeItself) {
