@@ -56,6 +56,24 @@ void readDouble(const float* buffer, int size, double position, double delaySamp
   }
 }
 
+// Whether all reads of a stretch lie in one piece of the line, and their right-hand neighbours too.
+bool isAwayFromSeam(float position, const float* delaysSamples, int size, int frames) noexcept {
+  if (frames < 1) return false;
+  float least = delaysSamples[0];
+  float greatest = delaysSamples[0];
+  for (int k = 1; k < frames; ++k) {
+    least = std::min(least, delaysSamples[k]);
+    greatest = std::max(greatest, delaysSamples[k]);
+  }
+  const auto span = static_cast<float>(frames);
+  const auto end = static_cast<float>(size);
+  const float first = position - greatest;
+  const float last = position + span - least;
+  const bool isBehind = first >= 0.0F && last < end - 2.0F;
+  const bool isAround = last < 0.0F && first + end >= 0.0F && last + end < end - 2.0F;
+  return position + span < end && (isBehind || isAround);
+}
+
 // `position` after `frames` steps; also copies `in` to where it passes, if there is one.
 float writeAlong(float* buffer, int size, float position, const float* in, int frames) noexcept {
   int element = writtenElement(position, size);
@@ -108,6 +126,16 @@ void readUniComb(const uniComb& uc, const float* delaysSamples, float* out, int 
   const int size = uc.size;
   const auto end = static_cast<float>(size);
   float position = std::trunc(uc.position);
+  if (isAwayFromSeam(position, delaysSamples, size, frames)) {
+    const float lap = position < delaysSamples[0] ? end : 0.0F;
+    for (int k = 0; k < frames; ++k) {
+      const float p = (position + static_cast<float>(k)) - delaysSamples[k] + lap;
+      const auto i = static_cast<int>(p);
+      const float fraction = p - static_cast<float>(i);
+      out[k] = buffer[i] + fraction * (buffer[i + 1] - buffer[i]);
+    }
+    return;
+  }
   for (int k = 0; k < frames; ++k) {
     const float p = wrapped(position - delaysSamples[k], size);
     out[k] = readBetween(buffer, size, p > end ? end - 2.0F : p);

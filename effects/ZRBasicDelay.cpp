@@ -127,24 +127,44 @@ void ZRBasicDelay::_rest() noexcept {
   if (erased_ < written_) _eraseUpTo(std::min(written_, erased_ + kErasedPerBlock));
 }
 
-// out = dry in + wet d, with d read from the line at the gliding time and in + feedback d written to it.
-void ZRBasicDelay::runSide(const Side& side, int frames) noexcept {
-  float entering[kDelayBlock];
-  float delays[kDelayBlock];
-  float delayed[kDelayBlock];
+// What enters the line of a side: the stretch behind its high-pass. At 0 Hz that is the stretch itself, less
+// what the filter held when it was closed.
+void ZRBasicDelay::filterInput(const Side& side, float* entering, int frames) noexcept {
   tpt filter = *side.filter;
   setTPTCutoff(&filter, side.cutoffHz, sampleRate);
-  float time = *side.time;
-  const float c = smoothing;
-  const float rate = sampleRate;
-  for (int i = 0; i < frames; ++i) {
-    entering[i] = runTPT2(&filter, kTPTHighpass1, side.dry[i], rate);
-    time = c * (time - side.target) + side.target;
-    delays[i] = time * rate;
+  if (filter.G == 0.0F) {
+    for (int i = 0; i < frames; ++i) entering[i] = side.dry[i] - filter.z1;
+  } else {
+    for (int i = 0; i < frames; ++i) entering[i] = runTPT2(&filter, kTPTHighpass1, side.dry[i], sampleRate);
   }
   *side.filter = filter;
+}
+
+// The line at its time. The follower comes to stand when a step no longer moves it; the reads are then
+// neighbours.
+void ZRBasicDelay::readLine(const Side& side, float* delayed, int frames) noexcept {
+  const float c = smoothing;
+  const float target = side.target;
+  float time = *side.time;
+  if (c * (time - target) + target == time) {
+    readUniComb(*side.line, time * sampleRate, delayed, frames);
+    return;
+  }
+  float delays[kDelayBlock];
+  for (int i = 0; i < frames; ++i) {
+    time = c * (time - target) + target;
+    delays[i] = time * sampleRate;
+  }
   *side.time = time;
   readUniComb(*side.line, delays, delayed, frames);
+}
+
+// out = dry in + wet d, with d read from the line and in + feedback d written to it.
+void ZRBasicDelay::runSide(const Side& side, int frames) noexcept {
+  float entering[kDelayBlock];
+  float delayed[kDelayBlock];
+  filterInput(side, entering, frames);
+  readLine(side, delayed, frames);
   for (int i = 0; i < frames; ++i) entering[i] += side.feedback * delayed[i];
   writeUniComb(side.line, entering, frames);
   for (int i = 0; i < frames; ++i) side.out[i] = side.dryGain * side.dry[i] + side.wetGain * delayed[i];

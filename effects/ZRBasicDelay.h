@@ -51,6 +51,8 @@ class ZRBasicDelay : public ZRDSPEffect {
   void _rest() noexcept MORV_NONBLOCKING;
   int _longestStretch() const noexcept MORV_NONBLOCKING;
   void _eraseUpTo(int end) noexcept MORV_NONBLOCKING;
+  void filterInput(const Side& side, float* entering, int frames) noexcept MORV_NONBLOCKING;
+  void readLine(const Side& side, float* delayed, int frames) noexcept MORV_NONBLOCKING;
   void runSide(const Side& side, int frames) noexcept MORV_NONBLOCKING;
 
   float targetL_ = 0.125F;  // seconds

@@ -70,4 +70,35 @@ void runBiquadCascade(const double* coefficients, int sections, double* delays, 
   run(coefficients, sections, delays, in, out, frames);
 }
 
+void runBiquadPair(const double* coefficients, double* delays1, double* delays2, const float* in1,
+                   const float* in2, float* out1, float* out2, int frames) noexcept {
+  const double b0 = coefficients[0];
+  const double b1 = coefficients[1];
+  const double b2 = coefficients[2];
+  const double a1 = coefficients[3];
+  const double a2 = coefficients[4];
+  double u[4] = {delays1[0], delays1[1], delays1[2], delays1[3]};
+  double v[4] = {delays2[0], delays2[1], delays2[2], delays2[3]};
+  for (int i = 0; i < frames; ++i) {
+    const double x = static_cast<double>(in1[i]);
+    const double z = static_cast<double>(in2[i]);
+    const double y = b0 * x + b1 * u[0] + b2 * u[1] - a1 * u[2] - a2 * u[3];
+    const double w = b0 * z + b1 * v[0] + b2 * v[1] - a1 * v[2] - a2 * v[3];
+    u[1] = u[0];
+    u[0] = x;
+    u[3] = u[2];
+    u[2] = y;
+    v[1] = v[0];
+    v[0] = z;
+    v[3] = v[2];
+    v[2] = w;
+    out1[i] = static_cast<float>(y);
+    out2[i] = static_cast<float>(w);
+  }
+  for (int k = 0; k < 4; ++k) {
+    delays1[k] = u[k];
+    delays2[k] = v[k];
+  }
+}
+
 }  // namespace morv

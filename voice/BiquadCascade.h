@@ -26,4 +26,10 @@ void runBiquadCascade(const double* coefficients, int sections, float* delays, c
 void runBiquadCascade(const double* coefficients, int sections, double* delays, const float* in, float* out,
                       int frames) noexcept MORV_NONBLOCKING;
 
+// One section over two channels with one set of coefficients, side by side: each sample waits for the one
+// before it, and two channels fill each other's waits. Every channel gives the bits that it gives alone. No
+// output may be the other channel's input.
+void runBiquadPair(const double* coefficients, double* delays1, double* delays2, const float* in1,
+                   const float* in2, float* out1, float* out2, int frames) noexcept MORV_NONBLOCKING;
+
 }  // namespace morv

@@ -224,6 +224,10 @@ void ZRBiquadFilter::runFilter(const float* in1, const float* in2, float* out1, 
     runBiquadCascade(c, sections, delays1, in1 + i, out1 + i, 1);
     if (isStereo) runBiquadCascade(c, sections, delays2, in2 + i, out2 + i, 1);
   }
+  if (isStereo && sections == 1 && out1 != in2 && out2 != in1) {
+    runBiquadPair(c, delays1, delays2, in1 + i, in2 + i, out1 + i, out2 + i, frames - i);
+    return;
+  }
   runBiquadCascade(c, sections, delays1, in1 + i, out1 + i, frames - i);
   if (isStereo) runBiquadCascade(c, sections, delays2, in2 + i, out2 + i, frames - i);
 }
