@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Writes the demo piece beside this script: demo.mid (the notes) and demo.csv (the knobs).
 
-The instrument plays one patch at a time, so the piece shows its sides in turn: a bass, a pad, a lead, and a
-close in which all registers sound together. The CSV changes the patch in the rests between the sections and
+The instrument plays one patch at a time, so the piece shows its sides in turn: a dry bass, a pad in chorus and
+reverb, a lead with echo, an arpeggio, and a close in which all registers sound together. The CSV changes the patch in the rests between the sections and
 turns knobs inside them. Plain Python 3, no packages; the same output on every run.
 
 This script, demo.mid and demo.csv are free for any use (CC0).
@@ -16,9 +16,9 @@ EIGHTH = TICKS // 2
 SIXTEENTH = TICKS // 4
 
 # Beats per minute from a bar on; the close slows down.
-TEMPI = [(0, 100.0), (17, 92.0), (18, 80.0)]
+TEMPI = [(0, 100.0), (21, 92.0), (22, 80.0)]
 
-BASS, PAD, LEAD, CLOSE, END = 0, 4, 9, 15, 19  # first bars of the sections
+BASS, PAD, LEAD, ARP, CLOSE, END = 0, 4, 9, 15, 19, 23  # first bars of the sections
 
 
 def ticks(bar, beat=0.0):
@@ -64,6 +64,10 @@ class Piece:
     def set(self, tick, **knobs):
         for identifier, value in knobs.items():
             self.moves.append((seconds(tick), len(self.moves), identifier, value))
+
+    def effects(self, tick, **knobs):
+        """Knobs of the effects: group and identifier joined by two underscores."""
+        self.set(tick, **{name.replace("__", "."): value for name, value in knobs.items()})
 
     def sweep(self, start, stop, identifier, begin, end, steps=48):
         """A knob that moves in equal ratios, or in equal steps when an end is 0."""
@@ -121,6 +125,12 @@ def pad_patch(piece, tick):
 def pad(piece):
     start = ticks(PAD)
     pad_patch(piece, start - EIGHTH)
+    piece.effects(
+        start - EIGHTH,
+        vachorus__chorusBypass=0, vachorus__chorusMix=45, vachorus__chorusModFreq=0.4, vachorus__chorusModAmount=35,
+        ecoverb__reverbBypass=0, ecoverb__reverbMix=30, ecoverb__reverbSize=0.6, ecoverb__reverbDecay=0.6,
+        ecoverb__modAmount=0.4,
+    )
     chords = [
         (50, 57, 60, 64, 65),  # D minor with ninth
         (46, 57, 58, 62, 65),  # B flat, major seventh
@@ -151,6 +161,12 @@ def lead(piece):
         env2Attack=0.08, env2Decay=0.35, env2Sustain=0.45, env2Release=0.2, env2Velocity=0.3,
         outputDistortion=0.12, outputDistortionTone=-0.1,
     )
+    piece.effects(
+        start - EIGHTH // 2,
+        vachorus__chorusMix=0, ecoverb__reverbMix=18, ecoverb__reverbDecay=0.45,
+        basicdelay__echoBypass=0, basicdelay__echoMix=20, basicdelay__echoTime=450, basicdelay__echoFeedback=0.35,
+        basicdelay__echoSpread=40, basicdelay__highpass=300,
+    )
     # (bar, beat, length in beats, note, velocity); lengths that overlap the next note slide into it.
     melody = [
         (0, 0.0, 1.1, 69, 100), (0, 1.0, 0.6, 72, 96), (0, 1.5, 2.2, 74, 108),
@@ -180,12 +196,45 @@ def lead(piece):
     piece.sweep(ticks(LEAD + 3), ticks(LEAD + 5), "filterCutoff", 900, 2600)
 
 
+def arpeggio(piece):
+    start = ticks(ARP)
+    # Late in the rest, as below. The arpeggiator strikes what is held in sixteenths, and the echo answers on eighths.
+    change = start - EIGHTH // 8
+    piece.set(
+        change,
+        legato=0, modwheelLFOAmount=0, modwheelFilterFreqAmount=0, oscLFOModAmount=0,
+        volume=0.6, voiceMode=0, voiceNumber=8, panSpread=0.7, portamentoTime=0,
+        oscWave=0.1, oscMainLevel=0.6, oscSubLevel=0.25, oscSubWave=1, oscSubOctave=1,
+        filterCutoff=380, filterResonance=0.35, filterEnvModAmount=0.55, filterKeyTrackAmount=0.4,
+        env1Attack=0.004, env1Decay=0.35, env1Sustain=0.3, env1Release=0.12, env1Velocity=0,
+        env2Attack=0, env2Decay=0.2, env2Sustain=0.1, env2Release=0.12, env2Velocity=0,
+        outputDistortion=0.05, outputDistortionTone=0,
+        arpMode=2, arpClockDivision=6, arpRange=1, arpGateLength=60, arpLatch=0, arpEnabled=1,
+    )
+    piece.effects(
+        change,
+        vachorus__chorusMix=35, ecoverb__reverbMix=22, ecoverb__reverbDecay=0.5,
+        basicdelay__syncTempo=1, basicdelay__echoTime=320, basicdelay__echoMix=26, basicdelay__echoFeedback=0.45,
+    )
+    chords = [(50, 57, 62, 65), (46, 53, 58, 65), (48, 55, 60, 64), (45, 52, 57, 60)]
+    for bar, chord in enumerate(chords):
+        for number in chord:
+            piece.note(ticks(ARP + bar), BAR - (EIGHTH if bar == 3 else 20), number, 100)
+    piece.sweep(start, ticks(ARP + 3), "filterCutoff", 380, 1500)
+    piece.sweep(ticks(ARP + 3), ticks(ARP + 4) - EIGHTH, "filterCutoff", 1500, 600)
+    piece.set(ticks(ARP + 4) - SIXTEENTH, arpEnabled=0)
+
+
 def close(piece):
     start = ticks(CLOSE)
     # Late in the rest: a longer release would bring the lead's last note, still fading, back with a click.
     change = start - EIGHTH // 8
-    piece.set(change, legato=0, modwheelLFOAmount=0, modwheelFilterFreqAmount=0, oscLFOModAmount=0)
     pad_patch(piece, change)
+    piece.effects(
+        change,
+        vachorus__chorusMix=45, ecoverb__reverbMix=30, ecoverb__reverbSize=0.7, ecoverb__reverbDecay=0.5,
+        basicdelay__echoFeedback=0.2, basicdelay__echoMix=12,
+    )
     piece.set(change, volume=0.38, env1Attack=0.12, env1Release=0.35, env2Attack=0.2, filterCutoff=900)
     chords = [(34, 53, 57, 62), (36, 52, 55, 62), (41, 53, 57, 60), (38, 50, 57, 65)]
     for bar, chord in enumerate(chords):
@@ -227,7 +276,7 @@ def midi_file(piece):
 
 def main():
     piece = Piece()
-    for section in (bass, pad, lead, close):
+    for section in (bass, pad, lead, arpeggio, close):
         section(piece)
     here = Path(__file__).parent
     (here / "demo.mid").write_bytes(midi_file(piece))
