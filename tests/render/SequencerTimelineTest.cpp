@@ -185,7 +185,8 @@ TEST_P(SequencerTimeline, PlaysWhatThePlainFormPlays) {
       start(kVoices);
       model = SequencerModel{};
       model.draws = freshDraws();
-      random.reseed(static_cast<std::uint64_t>(tempo * rate));
+      random.reseed(static_cast<std::uint64_t>(tempo * rate) +
+                    static_cast<std::uint64_t>(8 * mode + division));
       instrument->sampleRate = rate;
       instrument->tempo = tempo;
       instrument->seqMode = static_cast<float>(model.mode = mode);
@@ -195,6 +196,7 @@ TEST_P(SequencerTimeline, PlaysWhatThePlainFormPlays) {
       long notes = 0;
       for (int i = 0; i < kCalls; ++i) {
         if (below(300) == 0) drawSettings();
+        if (below(150) == 0) drawTable();
         model.calls.clear();
         forget();
 
