@@ -178,7 +178,8 @@ class ZRDSPInstrument : public ZRDSPEntity {
   Relaxed<int> notePriority{0};        // 0 lowest, 1 highest, 2 last
   int currentVoiceMode = 0;            // 0 Poly, 1 Unison
   int rotateUnisonIndex = 0;
-  KeyedSlots<ZRDSPVoice*, 128> heldNotes;
+  using HeldNotes = KeyedSlots<ZRDSPVoice*, 128>;  // the voice of each sounding note
+  HeldNotes heldNotes;
   KeyedSlots<int, 16> channelNotes;
   KeyedSlots<ZRDSPVoice*, 16> channelVoices;
   FixedList<ZRDSPVoice*, kMaxHeldOrder> sustainedVoices;
@@ -260,10 +261,10 @@ class ZRDSPInstrument : public ZRDSPEntity {
   void sendControllerToAll(int controller, int value) noexcept MORV_NONBLOCKING;
   void bendAllInDefaultMode() noexcept MORV_NONBLOCKING;
 
-  void restVoices(const KeyedSlots<ZRDSPVoice*, 128>& held) noexcept MORV_NONBLOCKING;
+  void restVoices(const HeldNotes& held) noexcept MORV_NONBLOCKING;
   void countArpStep(int octaves) noexcept MORV_NONBLOCKING;
-  void orderArpNotes(const KeyedSlots<ZRDSPVoice*, 128>& held) noexcept MORV_NONBLOCKING;
-  void playArpNote(const KeyedSlots<ZRDSPVoice*, 128>& held) noexcept MORV_NONBLOCKING;
+  void orderArpNotes(const HeldNotes& held) noexcept MORV_NONBLOCKING;
+  void playArpNote(const HeldNotes& held) noexcept MORV_NONBLOCKING;
   bool isArpIndexInRange() const noexcept MORV_NONBLOCKING;
 
   int quantized(int note) const noexcept MORV_NONBLOCKING;

@@ -35,7 +35,7 @@ void ZRDSPInstrument::doArp(int frames, int wholeTempo) noexcept {
                                                  kGateShare * static_cast<double>(stepSamples));
   arpStepSamples = stepSamples;
   const int octaves = std::clamp(arpRange.intValue(), 0, kMostOctaves - 1) + 1;
-  const auto held = heldNotes;
+  const HeldNotes held = heldNotes;
 
   if (arpCounter < stepSamples) {
     if (arpCounter >= gateOffSamples) restVoices(held);
@@ -57,7 +57,7 @@ bool ZRDSPInstrument::isArpIndexInRange() const noexcept {
 }
 
 // Sent again in every block until the step ends.
-void ZRDSPInstrument::restVoices(const KeyedSlots<ZRDSPVoice*, 128>& held) noexcept {
+void ZRDSPInstrument::restVoices(const HeldNotes& held) noexcept {
   const std::size_t position = isArpIndexInRange() ? static_cast<std::size_t>(arpIndex) : 0;
   const int note = arpNotes.empty() ? 0 : arpNotes[position];
   if (currentVoiceMode != 0) {
@@ -81,7 +81,7 @@ void ZRDSPInstrument::countArpStep(int octaves) noexcept {
   if (arpIndex == 0) arpOctave = (arpOctave + (arpGoingUp != 0 ? 1 : -1)) % octaves;
 }
 
-void ZRDSPInstrument::orderArpNotes(const KeyedSlots<ZRDSPVoice*, 128>& held) noexcept {
+void ZRDSPInstrument::orderArpNotes(const HeldNotes& held) noexcept {
   const int mode = arpMode.intValue();
   const auto takeKeys = [&](bool isAscending) {
     arpNotes.clear();
@@ -114,7 +114,7 @@ void ZRDSPInstrument::orderArpNotes(const KeyedSlots<ZRDSPVoice*, 128>& held) no
 
 // The voice is found by the held note; what sounds is that note moved by the octave, which may leave the
 // range of MIDI notes.
-void ZRDSPInstrument::playArpNote(const KeyedSlots<ZRDSPVoice*, 128>& held) noexcept {
+void ZRDSPInstrument::playArpNote(const HeldNotes& held) noexcept {
   if (arpNotes.empty()) {
     postOutOfRange();
     return;

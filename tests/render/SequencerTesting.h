@@ -10,10 +10,10 @@
 namespace morv {
 
 // At 8192 Hz and 60 beats a minute a tick is 1024 samples: four calls. The first falls on the fifth call.
-constexpr float kSequencerRate = 8192.0F;
-constexpr float kSequencerTempo = 60.0F;
-constexpr int kCallsPerTick = 4;
-constexpr unsigned kSequencerFlags = kTurboFlags | kInstrumentSequencer;
+inline constexpr float kSequencerRate = 8192.0F;
+inline constexpr float kSequencerTempo = 60.0F;
+inline constexpr int kCallsPerTick = 4;
+inline constexpr unsigned kSequencerFlags = kTurboFlags | kInstrumentSequencer;
 
 class SequencerFixture : public InstrumentFixture {
  protected:
