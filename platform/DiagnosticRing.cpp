@@ -6,22 +6,28 @@ void DiagnosticRing::push(const Line& line) noexcept {
   if (!lines_.push(line)) dropped_.fetch_add(1, std::memory_order_relaxed);
 }
 
-void DiagnosticRing::post(const char* format) noexcept { push({format, {}, 0, Line::Arguments::integers}); }
+void DiagnosticRing::post(const char* format) noexcept {
+  push({format, {}, 0, Line::Arguments::integers, nullptr});
+}
 void DiagnosticRing::post(const char* format, std::int32_t a) noexcept {
-  push({format, {a}, 0, Line::Arguments::integers});
+  push({format, {a}, 0, Line::Arguments::integers, nullptr});
 }
 void DiagnosticRing::post(const char* format, std::int32_t a, std::int32_t b) noexcept {
-  push({format, {a, b}, 0, Line::Arguments::integers});
+  push({format, {a, b}, 0, Line::Arguments::integers, nullptr});
 }
 void DiagnosticRing::post(const char* format, std::int32_t a, std::int32_t b, std::int32_t c,
                           std::int32_t d) noexcept {
-  push({format, {a, b, c, d}, 0, Line::Arguments::integers});
+  push({format, {a, b, c, d}, 0, Line::Arguments::integers, nullptr});
 }
 void DiagnosticRing::postReal(const char* format, double a) noexcept {
-  push({format, {}, a, Line::Arguments::real});
+  push({format, {}, a, Line::Arguments::real, nullptr});
 }
 void DiagnosticRing::postIntegerReal(const char* format, std::int32_t a, double b) noexcept {
-  push({format, {a}, b, Line::Arguments::integerThenReal});
+  push({format, {a}, b, Line::Arguments::integerThenReal, nullptr});
+}
+void DiagnosticRing::postIntegersWord(const char* format, std::int32_t a, std::int32_t b,
+                                      const char* word) noexcept {
+  push({format, {a, b}, 0, Line::Arguments::twoIntegersThenWord, word});
 }
 
 void DiagnosticRing::drain(std::FILE* sink) {
@@ -42,6 +48,9 @@ void DiagnosticRing::drain(std::FILE* sink) {
         break;
       case Line::Arguments::real:
         std::fprintf(sink, line.format, line.real);
+        break;
+      case Line::Arguments::twoIntegersThenWord:
+        std::fprintf(sink, line.format, line.integers[0], line.integers[1], line.word);
         break;
     }
 #pragma GCC diagnostic pop

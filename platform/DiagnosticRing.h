@@ -18,11 +18,18 @@ namespace morv {
 class MORV_EXPORT DiagnosticRing {
  public:
   struct Line {
-    // printf form with static lifetime: up to four %i, or %i and %f, or %f, as `arguments` says.
+    // printf form with static lifetime: up to four %i, or %i and %f, or %f, or two %i and %s, as `arguments`
+    // says.
     const char* format = nullptr;
     std::array<std::int32_t, 4> integers{};
     double real = 0;
-    enum class Arguments : std::uint8_t { integers, integerThenReal, real } arguments = Arguments::integers;
+    enum class Arguments : std::uint8_t {
+      integers,
+      integerThenReal,
+      real,
+      twoIntegersThenWord
+    } arguments = Arguments::integers;
+    const char* word = nullptr;  // with static lifetime
   };
 
   static constexpr std::size_t kCapacity = 1024;
@@ -35,6 +42,9 @@ class MORV_EXPORT DiagnosticRing {
             std::int32_t d) noexcept MORV_NONBLOCKING;
   void postReal(const char* format, double a) noexcept MORV_NONBLOCKING;
   void postIntegerReal(const char* format, std::int32_t a, double b) noexcept MORV_NONBLOCKING;
+  // `word` must outlive the ring too.
+  void postIntegersWord(const char* format, std::int32_t a, std::int32_t b,
+                        const char* word) noexcept MORV_NONBLOCKING;
 
   // Takes the oldest line. False when there is none. One thread (the main queue's).
   bool take(Line* line) noexcept { return lines_.take(line); }

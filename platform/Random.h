@@ -28,9 +28,14 @@ class Random {
     return (shifted >> turn) | (shifted << ((32U - turn) & 31U));
   }
 
+  // Uniform over 0 to 2147483647.
+  constexpr std::int32_t integer31() noexcept MORV_NONBLOCKING {
+    return static_cast<std::int32_t>(nextBits() >> 1U);
+  }
+
   // A 31-bit draw over 2^31, rounded to float: 0 to 1; 1.0 itself only by rounding.
   constexpr float unit31() noexcept MORV_NONBLOCKING {
-    return static_cast<float>(nextBits() >> 1U) / 2147483648.0F;
+    return static_cast<float>(integer31()) / 2147483648.0F;
   }
 
   // Uniform double, 0 to just below 1.

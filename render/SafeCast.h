@@ -14,5 +14,10 @@ inline std::int32_t truncatedInt(float value) noexcept MORV_NONBLOCKING {
   if (value >= 2147483648.0F) return INT32_MAX;
   return static_cast<std::int32_t>(value);
 }
+inline std::int32_t truncatedInt(double value) noexcept MORV_NONBLOCKING {
+  if (!(value > -2147483649.0)) return std::isnan(value) ? 0 : INT32_MIN;
+  if (value >= 2147483648.0) return INT32_MAX;
+  return static_cast<std::int32_t>(value);
+}
 
 }  // namespace morv

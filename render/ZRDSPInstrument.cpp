@@ -32,6 +32,7 @@ void ZRDSPInstrument::_addVoice(std::unique_ptr<ZRDSPVoice> voice) {
 }
 
 void ZRDSPInstrument::_finishInit(unsigned flags) {
+  if ((flags & kInstrumentSequencer) != 0) quantizer = std::make_unique<ZRDSPMIDIQuantizer>();
   sustainHeld = false;
   voiceIndex = 0;
   channelNotes.clear();
@@ -103,10 +104,6 @@ void ZRDSPInstrument::setParameterValueForAddress(int address, float value) noex
     return;
   }
   for (const auto& voice : voices) voice->setParameterValueForAddress(address, value);
-}
-
-void ZRDSPInstrument::resetTimeline(int mode) noexcept {
-  for (const auto& voice : voices) voice->resetTimeline(mode);
 }
 
 void ZRDSPInstrument::clearBuffers() {

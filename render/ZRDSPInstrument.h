@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "effects/ZRDSPEffect.h"
+#include "modulation/ZRDSPMIDIQuantizer.h"
 #include "modulation/ZRDSPModMatrix.h"
 #include "platform/NonBlocking.h"
 #include "platform/Random.h"
@@ -16,6 +17,7 @@
 #include "render/FixedList.h"
 #include "render/KeyedSlots.h"
 #include "render/NoteStateGuard.h"
+#include "render/SequencerLanes.h"
 #include "render/ZRDSPEntity.h"
 #include "voice/ZRBiquadFilter.h"
 #include "voice/ZRDSPVoice.h"
@@ -87,6 +89,8 @@ class ZRDSPInstrument : public ZRDSPEntity {
 
   // Hands rate (Hz) and block size (frames) to voices and effects and works out the followers.
   virtual void prepare(float sampleRateHz, int blockSizeFrames);
+  // Back to the start: the arpeggiator's sample count, the sequencer's step, step and tick counts and cycle.
+  // The sequencer's sample count within a tick and its direction stay. Then the same on every voice.
   virtual void resetTimeline(int mode) noexcept MORV_NONBLOCKING;
 
   // Entry of all notes. Channel 0 to 15, note and velocity 0 to 127.
@@ -113,7 +117,26 @@ class ZRDSPInstrument : public ZRDSPEntity {
                              double sampleTime) noexcept MORV_NONBLOCKING;
   virtual void _runEffects(const float* inLeft, const float* inRight, float* outLeft, float* outRight,
                            int frames) noexcept MORV_NONBLOCKING;
+  // Moves the step sequencer on by a fixed 256 samples, whatever the block's length, and plays on all voices
+  // at once. Only while the transport plays and `seqEnabled` is on.
   virtual void runSequencer(double sampleTime) noexcept MORV_NONBLOCKING;
+  // To the next step by `seqMode`.
+  void advanceSequencer() noexcept MORV_NONBLOCKING;
+  // Sets one step of one lane; see SequencerLanes. False, with nothing changed, for a lane, step or value
+  // outside its range. Not while rendering.
+  bool setSequencerStep(int lane, int step, bool gate, int value) noexcept {
+    return sequencerLanes_.setStep(lane, step, gate, value);
+  }
+  const SequencerLanes& sequencerLanes() const noexcept MORV_NONBLOCKING { return sequencerLanes_; }
+
+  // Plays the held notes in turn, one a step; the start of a step falls on a block's start. `frames` are
+  // those of the block, `wholeTempo` is in beats per minute. At 0 a step has no end. Render thread, only
+  // while `arpEnabled` is on.
+  void doArp(int frames, int wholeTempo) noexcept MORV_NONBLOCKING;
+  // Does nothing: latching happens where notes end. (The record has the name without the underscore.)
+  void _arpLatch() noexcept MORV_NONBLOCKING;
+  // Ends all notes.
+  void arpUnlatch() noexcept MORV_NONBLOCKING;
   // Resets every effect.
   virtual void clearBuffers();
   // The voice that plays a note, or none.
@@ -155,7 +178,8 @@ class ZRDSPInstrument : public ZRDSPEntity {
   Relaxed<int> notePriority{0};        // 0 lowest, 1 highest, 2 last
   int currentVoiceMode = 0;            // 0 Poly, 1 Unison
   int rotateUnisonIndex = 0;
-  KeyedSlots<ZRDSPVoice*, 128> heldNotes;
+  using HeldNotes = KeyedSlots<ZRDSPVoice*, 128>;  // the voice of each sounding note
+  HeldNotes heldNotes;
   KeyedSlots<int, 16> channelNotes;
   KeyedSlots<ZRDSPVoice*, 16> channelVoices;
   FixedList<ZRDSPVoice*, kMaxHeldOrder> sustainedVoices;
@@ -170,8 +194,29 @@ class ZRDSPInstrument : public ZRDSPEntity {
   int lastReleasedNote = 0;
   std::uint8_t nrpnMSB = 0;
   std::uint8_t nrpnLSB = 0;
-  float arpCounter = 0;      // samples
-  float arpStepSamples = 0;  // samples
+
+  // Arpeggiator.
+  FixedList<int, kMaxHeldOrder> arpNotes;  // in playing order
+  float arpCounter = 0;                    // samples since the step began
+  float arpStepSamples = 0;                // samples; as the last call worked it out
+  int arpIndex = 0;                        // position in `arpNotes`
+  int arpCycle = 0;                        // steps, modulo the length of the pattern
+  int arpGoingUp = 0;
+  int arpOctave = 1;  // octaves above the held note
+
+  // Step sequencer.
+  std::unique_ptr<ZRDSPMIDIQuantizer> quantizer;  // none without the sequencer's flag; notes then pass as is
+  int seqStep = 0;                                // 0 to 7
+  int seqDisplayStep = 0;                         // a copy for the display
+  int seqCycle = 0;                               // passes through step 0
+  int seqDirection = 0;                           // 0 forward, 1 backward
+  int seqTickInStep = 0;                          // ticks, counted on across steps
+  int seqShift = 0;                               // semitones, ahead of the quantiser
+  int seqGateLengthSamples = 0;
+  int seqStepCounter = 0;       // samples since the last step
+  int seqTickCounter = 0;       // samples since the last tick
+  double seqLastStepTime = 0;   // host's sample time of the last step
+  double seqTimelineStart = 0;  // host's sample time of the last reset
 
   // Rendering state.
   float tempo = 120;  // beats per minute
@@ -216,6 +261,17 @@ class ZRDSPInstrument : public ZRDSPEntity {
   void sendControllerToAll(int controller, int value) noexcept MORV_NONBLOCKING;
   void bendAllInDefaultMode() noexcept MORV_NONBLOCKING;
 
+  void restVoices(const HeldNotes& held) noexcept MORV_NONBLOCKING;
+  void countArpStep(int octaves) noexcept MORV_NONBLOCKING;
+  void orderArpNotes(const HeldNotes& held) noexcept MORV_NONBLOCKING;
+  void playArpNote(const HeldNotes& held) noexcept MORV_NONBLOCKING;
+  bool isArpIndexInRange() const noexcept MORV_NONBLOCKING;
+
+  int quantized(int note) const noexcept MORV_NONBLOCKING;
+  int draw12() noexcept MORV_NONBLOCKING { return random_.integer31() % 12; }
+  void playSequencerStep(float rate, double stepSamples, int dice) noexcept MORV_NONBLOCKING;
+  void varySequencerStep(bool* gate, int* note) noexcept MORV_NONBLOCKING;
+
   int prepareVoicesPoly() noexcept MORV_NONBLOCKING;
   int prepareVoicesUnison() noexcept MORV_NONBLOCKING;
   void runVoices(int frames) noexcept MORV_NONBLOCKING;
@@ -224,6 +280,7 @@ class ZRDSPInstrument : public ZRDSPEntity {
   NoteStateGuard noteStateGuard_;
   std::vector<ZRDSPVoice*> bank_;  // the voices, for one call
   Random random_;
+  SequencerLanes sequencerLanes_;
   std::array<float, kMaxBlockFrames> mixLeft{};
   std::array<float, kMaxBlockFrames> mixRight{};
   std::array<float, kMaxBlockFrames> sendLeft{};

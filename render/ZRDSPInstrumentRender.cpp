@@ -31,8 +31,6 @@ void ZRDSPInstrument::prepare(float sampleRateHz, int blockSizeFrames) {
   sampleCoefficient = followerCoefficient(kVolumeMs, sampleRateHz);
 }
 
-void ZRDSPInstrument::runSequencer(double /*sampleTime*/) noexcept {}
-
 // Each voice takes the next step of one slow random walk, which pulls its pitch about by up to 50 Hz. Returns
 // the number of voices that run.
 int ZRDSPInstrument::prepareVoicesPoly() noexcept {
@@ -93,6 +91,7 @@ void ZRDSPInstrument::runInstrument(float* left, float* right, int frames, float
   tempo = blockTempo;
   if (transportState == kTransportPlaying && seqEnabled.intValue() != 0) runSequencer(sampleTime);
   timelineSampleTime = sampleTime;
+  if (arpEnabled.intValue() != 0) doArp(frames, truncatedInt(blockTempo));
   runVoices(frames);
   if (effects.empty() || effectRouting == ZRDSPInstrumentEffectRouting::insert) {
     std::copy_n(mixLeft.data(), frames, left);

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "render/BlockLimits.h"
+#include "render/SafeCast.h"
 #include "voice/Smoothing.h"
 
 namespace morv {
@@ -124,7 +125,7 @@ float ZRDSPVoice::frequencyForNote(int midiNote) noexcept {
 
 void ZRDSPVoice::setGateWithNoteAndSampleTime(int newGate, int newNote, int newVelocity,
                                               double time) noexcept {
-  setGateWithNoteAndSampleTime(newGate, newNote, newVelocity, static_cast<int>(time));
+  setGateWithNoteAndSampleTime(newGate, newNote, newVelocity, truncatedInt(time));
 }
 
 void ZRDSPVoice::setGateWithNoteAndSampleTime(int newGate, int newNote, int newVelocity, int time,

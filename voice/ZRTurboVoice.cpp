@@ -45,6 +45,7 @@ void ZRTurboVoice::makeModules(float sampleRateHz, int blockSizeFrames) {
   fadeEnvelope = std::make_unique<ZRBasicEnvelope>(sampleRateHz, blockSizeFrames, counter);
   outputAmp = std::make_unique<ZRVAAmp>(sampleRateHz, counter);
   lfoAmp = std::make_unique<ZRVAAmp>(sampleRateHz, counter);
+  sequencer = std::make_unique<ZRSequencer>(sampleRateHz, blockSizeFrames);
 
   lfo->pulseMode = 0;
   lfo->lfoMode = true;

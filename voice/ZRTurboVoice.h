@@ -10,6 +10,7 @@
 #include "voice/ZRBiquadFilter.h"
 #include "voice/ZRDSPVoice.h"
 #include "voice/ZRSEMFilter.h"
+#include "voice/ZRSequencer.h"
 #include "voice/ZRVAAmp.h"
 #include "voice/ZRVAOscillator.h"
 #include "voice/ZRWavetableOscillator.h"
@@ -68,6 +69,7 @@ class ZRTurboVoice : public ZRDSPVoice {
   std::unique_ptr<ZRBasicEnvelope> fadeEnvelope;
   std::unique_ptr<ZRVAAmp> outputAmp;
   std::unique_ptr<ZRVAAmp> lfoAmp;
+  std::unique_ptr<ZRSequencer> sequencer;  // draws no address; stands idle
 
   float smoothedPan = 0;  // -1 to 1
 

@@ -30,6 +30,21 @@ TEST(Random, DrawsOtherwiseForAnotherSeed) {
   EXPECT_LT(equal, 3);
 }
 
+TEST(Random, DrawsIntegersOf31BitsThatAreTheUnitDrawsBeforeTheirDivision) {
+  Random integers(5);
+  Random units(5);
+  std::int32_t all = 0;
+
+  for (int i = 0; i < 1000; ++i) {
+    const std::int32_t draw = integers.integer31();
+    ASSERT_GE(draw, 0);
+    ASSERT_EQ(units.unit31(), static_cast<float>(draw) / 2147483648.0F);
+    all |= draw;
+  }
+
+  EXPECT_EQ(all, 2147483647);
+}
+
 TEST(Random, FillsTheUnitRangeEvenly) {
   // 100000 draws over ten tenths: 10000 each, standard deviation 95.
   constexpr double kTolerance = 5 * 95.0;

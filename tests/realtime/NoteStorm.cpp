@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <iterator>
+#include <string_view>
 #include <vector>
 
 #include "platform/DiagnosticRing.h"
@@ -25,6 +27,8 @@ class Storm {
     kernel_.instrument->setRandomSeed(seed);
     kernel_.prepare(kRate, kMaxBlockFrames);
     parameters_ = kernel_.instrument->parameters();
+    std::copy_if(parameters_.begin(), parameters_.end(), std::back_inserter(arpParameters_),
+                 [](const ZRDSPParameter* p) { return p->identifier.starts_with("arp"); });
     list_.mNumberBuffers = 2;
     list_.mBuffers[0].mData = left_.data();
     list_.mBuffers[1].mData = right_.data();
@@ -39,13 +43,17 @@ class Storm {
       events_[i].head.eventSampleTime = static_cast<AUEventSampleTime>(time_.mSampleTime) + below(frames);
       events_[i].head.next = i + 1 < count ? &events_[i + 1] : nullptr;
     }
+    if (below(50) == 0) kernel_.tempo = below(10) == 0 ? 0.0F : static_cast<float>(1 + below(999));
     {
       const ScopedFlushDenormals flush;
       const RenderTrap trap;
       kernel_.processWithEvents(&time_, frames, count > 0 ? events_.data() : nullptr);
     }
     time_.mSampleTime += frames;
-    DiagnosticRing::shared().drain(nullptr);
+    DiagnosticRing::Line line;
+    while (DiagnosticRing::shared().take(&line)) {
+      if (std::string_view(line.format).starts_with("[ARP]")) ++result->arpeggiatedNotes;
+    }
     for (std::uint32_t i = 0; i < frames; ++i) {
       if (!std::isfinite(left_[i]) || !std::isfinite(right_[i])) ++result->badSamples;
       result->peak = std::max({result->peak, std::fabs(left_[i]), std::fabs(right_[i])});
@@ -73,7 +81,8 @@ class Storm {
       event->parameter.parameterAddress = 100000 + below(1000);
       return;
     }
-    const ZRDSPParameter& p = *parameters_[below(static_cast<std::uint32_t>(parameters_.size()))];
+    const auto& choice = below(4) == 0 ? arpParameters_ : parameters_;
+    const ZRDSPParameter& p = *choice[below(static_cast<std::uint32_t>(choice.size()))];
     event->parameter.parameterAddress = static_cast<AUParameterAddress>(p.address);
     event->parameter.value = p.minValue + (p.maxValue - p.minValue) * random_.unit31();
   }
@@ -101,6 +110,7 @@ class Storm {
   ZQ3DSPKernel kernel_;
   Random random_;
   std::vector<ZRDSPParameter*> parameters_;
+  std::vector<ZRDSPParameter*> arpParameters_;
   std::array<AURenderEvent, kMaxEvents> events_{};
   std::array<float, kMaxBlockFrames> left_{};
   std::array<float, kMaxBlockFrames> right_{};

@@ -13,10 +13,12 @@ struct StormResult {
   const char* lastTrapped = "";
   float peak = 0;
   int mostVoices = 0;  // entries of the held-note map
+  long arpeggiatedNotes = 0;
 };
 
-// Renders `seconds` of random MIDI of every type and random parameter events, in blocks of 1 to 4096 frames,
-// all drawn from the seed, with every render call inside a RenderTrap.
+// Renders `seconds` of random MIDI of every type and random parameter events, those of the arpeggiator above
+// all, at changing tempos down to 0, in blocks of 1 to 4096 frames, all drawn from the seed, with every
+// render call inside a RenderTrap.
 StormResult runNoteStorm(std::uint64_t seed, double seconds);
 
 }  // namespace morv

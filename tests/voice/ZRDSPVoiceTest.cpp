@@ -188,6 +188,8 @@ TEST_F(ZRDSPVoiceTest, TheFormsWithATimeAllEndInTheGateWithANote) {
   EXPECT_EQ(recording.note, 50);
   recording.setGateWithNoteAndSampleTime(1, 51, 61, -1.9);
   EXPECT_EQ(recording.seen, (std::array{1, 51, 61, -1}));
+  recording.setGateWithNoteAndSampleTime(1, 53, 63, std::numeric_limits<double>::infinity());
+  EXPECT_EQ(recording.seen, (std::array{1, 53, 63, std::numeric_limits<int>::max()}));
   recording.setGateWithNoteAndSampleTime(1, 52, 62, 5, 6);
   EXPECT_EQ(recording.seen, (std::array{1, 52, 62, 5}));
   EXPECT_EQ(recording.note, 52);
