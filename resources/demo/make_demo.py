@@ -235,7 +235,7 @@ def close(piece):
         vachorus__chorusMix=45, ecoverb__reverbMix=30, ecoverb__reverbSize=0.7, ecoverb__reverbDecay=0.5,
         basicdelay__echoFeedback=0.2, basicdelay__echoMix=12,
     )
-    piece.set(change, volume=0.38, env1Attack=0.12, env1Release=0.35, env2Attack=0.2, filterCutoff=900)
+    piece.set(change, volume=0.43, env1Attack=0.12, env1Release=0.35, env2Attack=0.2, filterCutoff=900)
     chords = [(34, 53, 57, 62), (36, 52, 55, 62), (41, 53, 57, 60), (38, 50, 57, 65)]
     for bar, chord in enumerate(chords):
         length = BAR if bar == 3 else BAR - 40

@@ -27,6 +27,9 @@ class Storm {
     kernel_.instrument->setRandomSeed(seed);
     kernel_.prepare(kRate, kMaxBlockFrames);
     parameters_ = kernel_.instrument->parameters();
+    for (const auto& effect : kernel_.instrument->effects) {
+      for (ZRDSPParameter* p : effect->parameters()) effectParameters_.push_back(p);
+    }
     std::copy_if(parameters_.begin(), parameters_.end(), std::back_inserter(arpParameters_),
                  [](const ZRDSPParameter* p) { return p->identifier.starts_with("arp"); });
     list_.mNumberBuffers = 2;
@@ -37,6 +40,7 @@ class Storm {
 
   void runBlock(StormResult* result) {
     const std::uint32_t frames = 1 + below(below(4) == 0 ? 4096 : 256);
+    if (below(4) == 0) turnEffectKnob();
     const std::size_t count = below(kMaxEvents / 2);
     for (std::size_t i = 0; i < count; ++i) {
       draw(&events_[i]);
@@ -65,6 +69,12 @@ class Storm {
 
  private:
   std::uint32_t below(std::uint32_t bound) { return random_.nextBits() % bound; }
+
+  // As the parameter tree does it: straight into the record.
+  void turnEffectKnob() {
+    ZRDSPParameter& p = *effectParameters_[below(static_cast<std::uint32_t>(effectParameters_.size()))];
+    p = p.minValue + (p.maxValue - p.minValue) * random_.unit31();
+  }
 
   void draw(AURenderEvent* event) {
     if (below(6) == 0) {
@@ -110,6 +120,7 @@ class Storm {
   ZQ3DSPKernel kernel_;
   Random random_;
   std::vector<ZRDSPParameter*> parameters_;
+  std::vector<ZRDSPParameter*> effectParameters_;
   std::vector<ZRDSPParameter*> arpParameters_;
   std::array<AURenderEvent, kMaxEvents> events_{};
   std::array<float, kMaxBlockFrames> left_{};
