@@ -9,7 +9,11 @@ namespace morv {
 // Why something could not be done, in words for a log or a message; never empty.
 struct Failure {
   std::string reason;
+  int systemError = 0;  // the system's error number (`errno`); 0 if the system refused nothing
 };
+
+// The failure of a call of the system that has just set `errno`: "what: why".
+Failure systemFailure(const std::string& what);
 
 // What an operation gives, or why it gives nothing. `value` may only be called on success and `reason` only
 // on failure. Any thread, like any other value.
