@@ -1,8 +1,7 @@
 #include "platform/SettingsStore.h"
 
-#include <type_traits>
+#include <iterator>
 #include <utility>
-#include <vector>
 
 namespace morv {
 namespace {
@@ -15,56 +14,47 @@ std::int64_t cutToInteger(double value) {
   return value == value ? static_cast<std::int64_t>(value) : 0;
 }
 
-// Reads whatever kind the value has as a number.
-template <typename Number>
-Number numberOf(const SettingsStore::Value& value) {
-  return std::visit(
-      [](const auto& held) -> Number {
-        using Held = std::decay_t<decltype(held)>;
-        if constexpr (std::is_same_v<Held, std::string>) {
-          return Number{};
-        } else if constexpr (std::is_same_v<Held, double> && std::is_same_v<Number, std::int64_t>) {
-          return cutToInteger(held);
-        } else {
-          return static_cast<Number>(held);
-        }
-      },
-      value);
-}
-
 }  // namespace
 
-void SettingsStore::set(const std::string& key, Value value) {
+void SettingsStore::setStrings(const std::string& key, const std::vector<std::string>& values) {
+  setValue(key, Value::Array(values.begin(), values.end()));
+}
+
+void SettingsStore::setValue(const std::string& key, Value value) {
   {
     const std::lock_guard lock(mutex_);
     const auto found = values_.find(key);
     if (found != values_.end() && found->second == value) return;
-    values_[key] = std::move(value);
+    values_.insert_or_assign(key, std::move(value));
+    changed_.insert(key);
   }
-  tellObservers(key);
+  tellObservers({key});
 }
 
 void SettingsStore::remove(const std::string& key) {
   {
     const std::lock_guard lock(mutex_);
     if (values_.erase(key) == 0) return;
+    changed_.insert(key);
   }
-  tellObservers(key);
+  tellObservers({key});
 }
 
-void SettingsStore::tellObservers(const std::string& key) {
+void SettingsStore::tellObservers(const std::vector<std::string>& keys) {
   std::vector<std::function<void(const std::string&)>> called;
   {
     const std::lock_guard lock(mutex_);
     for (const auto& [token, observer] : observers_) called.push_back(observer);
   }
-  for (const auto& observer : called) observer(key);
+  for (const std::string& key : keys) {
+    for (const auto& observer : called) observer(key);
+  }
 }
 
-SettingsStore::Value SettingsStore::valueForKey(const std::string& key) const {
+std::optional<SettingsStore::Value> SettingsStore::valueForKey(const std::string& key) const {
   const std::lock_guard lock(mutex_);
   const auto found = values_.find(key);
-  return found != values_.end() ? found->second : Value{std::string{}};
+  return found != values_.end() ? std::optional(found->second) : std::nullopt;
 }
 
 bool SettingsStore::has(const std::string& key) const {
@@ -72,20 +62,77 @@ bool SettingsStore::has(const std::string& key) const {
   return values_.count(key) != 0;
 }
 
-bool SettingsStore::boolForKey(const std::string& key) const { return numberOf<bool>(valueForKey(key)); }
+bool SettingsStore::boolForKey(const std::string& key) const { return doubleForKey(key) != 0; }
 
 std::int64_t SettingsStore::integerForKey(const std::string& key) const {
-  return numberOf<std::int64_t>(valueForKey(key));
+  const auto value = valueForKey(key);
+  if (!value) return 0;
+  if (const auto integer = value->integer()) return *integer;
+  return cutToInteger(value->number().value_or(0));
 }
 
 double SettingsStore::doubleForKey(const std::string& key) const {
-  return numberOf<double>(valueForKey(key));
+  const auto value = valueForKey(key);
+  return value ? value->number().value_or(0) : 0;
 }
 
 std::string SettingsStore::stringForKey(const std::string& key) const {
-  const Value value = valueForKey(key);
-  const auto* text = std::get_if<std::string>(&value);
-  return text != nullptr ? *text : std::string{};
+  const auto value = valueForKey(key);
+  return value && value->string() != nullptr ? *value->string() : std::string{};
+}
+
+std::vector<std::string> SettingsStore::stringsForKey(const std::string& key) const {
+  std::vector<std::string> strings;
+  const auto value = valueForKey(key);
+  if (!value || value->array() == nullptr) return strings;
+  for (const Value& item : *value->array()) {
+    if (item.string() != nullptr) strings.push_back(*item.string());
+  }
+  return strings;
+}
+
+std::map<std::string, std::optional<SettingsStore::Value>> SettingsStore::takeChanges() {
+  const std::lock_guard lock(mutex_);
+  std::map<std::string, std::optional<Value>> changes;
+  for (const std::string& key : std::exchange(changed_, {})) {
+    const auto found = values_.find(key);
+    changes.emplace(key, found != values_.end() ? std::optional(found->second) : std::nullopt);
+  }
+  return changes;
+}
+
+void SettingsStore::returnChanges(const std::map<std::string, std::optional<Value>>& changes) {
+  const std::lock_guard lock(mutex_);
+  for (const auto& [key, value] : changes) changed_.insert(key);
+}
+
+bool SettingsStore::hasChanges() const {
+  const std::lock_guard lock(mutex_);
+  return !changed_.empty();
+}
+
+void SettingsStore::markAllChanged() {
+  const std::lock_guard lock(mutex_);
+  for (const auto& [key, value] : values_) changed_.insert(key);
+}
+
+std::vector<std::string> SettingsStore::adopt(const Value::Dictionary& values) {
+  std::vector<std::string> differing;
+  {
+    const std::lock_guard lock(mutex_);
+    for (auto held = values_.begin(); held != values_.end();) {
+      const bool isGone = changed_.count(held->first) == 0 && values.find(held->first) == nullptr;
+      if (isGone) differing.push_back(held->first);
+      held = isGone ? values_.erase(held) : std::next(held);
+    }
+    for (const auto& [key, value] : values.entries()) {
+      const auto held = values_.find(key);
+      if (changed_.count(key) != 0 || (held != values_.end() && held->second == value)) continue;
+      values_.insert_or_assign(key, value);
+      differing.push_back(key);
+    }
+  }
+  return differing;
 }
 
 SettingsStore::ObserverToken SettingsStore::addObserver(

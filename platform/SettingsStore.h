@@ -4,33 +4,42 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
+#include <set>
 #include <string>
-#include <variant>
+#include <vector>
 
 #include "platform/Export.h"
+#include "platform/PropertyListValue.h"
+#include "platform/Result.h"
 
 namespace morv {
 
-// Typed settings by key, kept in memory. A key that was never set reads as false, 0, 0.0 or an empty string;
-// a value of one kind reads as another by the plain conversion (a bool as 0 or 1, a number as whether it is
-// not 0, a real cut towards 0; a string only as a string, else as the missing value).
+// Typed settings by key, kept in memory; SettingsSuite keeps them on disk too. A key that was never set reads
+// as false, 0, 0.0 or an empty string or array; a value of one kind reads as another by the plain conversion
+// (a bool as 0 or 1, a number as whether it is not 0, a real cut towards 0; a string only as a string, an
+// array only as an array, else as the missing value).
 //
 // Any thread but the render thread.
 class MORV_EXPORT SettingsStore {
  public:
-  using Value = std::variant<bool, std::int64_t, double, std::string>;
+  using Value = PropertyListValue;
   using ObserverToken = std::uint64_t;
 
   SettingsStore() = default;
+  virtual ~SettingsStore() = default;
   SettingsStore(const SettingsStore&) = delete;
   SettingsStore& operator=(const SettingsStore&) = delete;
 
   // Each setter tells the observers, on the calling thread and outside the lock, if the value was another
   // one.
-  void setBool(const std::string& key, bool value) { set(key, value); }
-  void setInteger(const std::string& key, std::int64_t value) { set(key, value); }
-  void setDouble(const std::string& key, double value) { set(key, value); }
-  void setString(const std::string& key, const std::string& value) { set(key, value); }
+  void setBool(const std::string& key, bool value) { setValue(key, value); }
+  void setInteger(const std::string& key, std::int64_t value) { setValue(key, value); }
+  void setDouble(const std::string& key, double value) { setValue(key, value); }
+  void setString(const std::string& key, const std::string& value) { setValue(key, value); }
+  void setStrings(const std::string& key, const std::vector<std::string>& values);
+  // Any kind of value: dictionaries, arrays and data too.
+  void setValue(const std::string& key, Value value);
   // Forgets the key; it reads as missing again.
   void remove(const std::string& key);
 
@@ -39,19 +48,40 @@ class MORV_EXPORT SettingsStore {
   std::int64_t integerForKey(const std::string& key) const;
   double doubleForKey(const std::string& key) const;
   std::string stringForKey(const std::string& key) const;
+  // The strings of an array; what else stands in it is left out.
+  std::vector<std::string> stringsForKey(const std::string& key) const;
+  // A copy of what is held, of whatever kind; none for a missing key.
+  std::optional<Value> valueForKey(const std::string& key) const;
+
+  // Makes what was set last beyond the process, where there is such a place, and takes up what others have
+  // set there meanwhile. In memory alone there is nothing to do.
+  virtual Outcome synchronize() { return Done{}; }
 
   // Calls `observer` with the key behind each change, until removed. A removal does not wait for a call that
   // is under way on another thread.
   ObserverToken addObserver(std::function<void(const std::string& key)> observer);
   void removeObserver(ObserverToken token);
 
- private:
-  void set(const std::string& key, Value value);
-  void tellObservers(const std::string& key);
-  Value valueForKey(const std::string& key) const;
+ protected:
+  using Values = std::map<std::string, Value>;
 
+  // The keys that were set or removed since the last call, with what they hold now, if anything.
+  std::map<std::string, std::optional<Value>> takeChanges();
+  // Counts such changes as not taken.
+  void returnChanges(const std::map<std::string, std::optional<Value>>& changes);
+  bool hasChanges() const;
+  // From now on counts all that is held as changed.
+  void markAllChanged();
+  // Takes over what others have set: all keys but those with changes of our own get these values, or none.
+  // Gives the keys that have changed by it; the caller tells the observers.
+  std::vector<std::string> adopt(const Value::Dictionary& values);
+  // Calls the observers with each key, outside all locks of this object.
+  void tellObservers(const std::vector<std::string>& keys);
+
+ private:
   mutable std::mutex mutex_;
-  std::map<std::string, Value> values_;
+  Values values_;
+  std::set<std::string> changed_;
   std::map<ObserverToken, std::function<void(const std::string& key)>> observers_;
   ObserverToken nextToken_ = 1;
 };

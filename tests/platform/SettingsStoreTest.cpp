@@ -51,6 +51,33 @@ TEST(SettingsStore, ReadsOneKindAsAnother) {
   EXPECT_EQ(store.stringForKey("i"), "");
 }
 
+TEST(SettingsStore, KeepsArraysDictionariesAndData) {
+  SettingsStore store;
+  const PropertyListDictionary presets{{"a", PropertyListDictionary{{"b", 1.5}}}};
+
+  store.setStrings("favs", {"one", "two"});
+  store.setValue("presets", presets);
+  store.setValue("token", PropertyListValue::Data{7});
+  store.setValue("mixed", PropertyListValue::Array{1, "x", true});
+
+  EXPECT_THAT(store.stringsForKey("favs"), testing::ElementsAre("one", "two"));
+  EXPECT_EQ(store.valueForKey("presets"), PropertyListValue(presets));
+  EXPECT_EQ(store.valueForKey("token"), PropertyListValue(PropertyListValue::Data{7}));
+  EXPECT_THAT(store.stringsForKey("mixed"), testing::ElementsAre("x"));
+  EXPECT_THAT(store.stringsForKey("presets"), testing::IsEmpty());
+  EXPECT_EQ(store.integerForKey("presets"), 0);
+  EXPECT_FALSE(store.valueForKey("none"));
+}
+
+TEST(SettingsStore, HasNothingToSynchroniseInMemoryAlone) {
+  SettingsStore store;
+  store.setInteger("a", 1);
+
+  EXPECT_TRUE(store.synchronize());
+
+  EXPECT_EQ(store.integerForKey("a"), 1);
+}
+
 TEST(SettingsStore, CutsRealsThatNoIntegerHolds) {
   SettingsStore store;
   store.setDouble("high", 1e300);
@@ -59,6 +86,8 @@ TEST(SettingsStore, CutsRealsThatNoIntegerHolds) {
 
   EXPECT_EQ(store.integerForKey("high"), INT64_MAX);
   EXPECT_EQ(store.integerForKey("low"), INT64_MIN);
+  store.setValue("great", UINT64_MAX);
+  EXPECT_EQ(store.integerForKey("great"), INT64_MAX);
   EXPECT_EQ(store.integerForKey("none"), 0);
 }
 

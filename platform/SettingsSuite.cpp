@@ -1,0 +1,145 @@
+#include "platform/SettingsSuite.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "platform/AtomicFile.h"
+#include "platform/FileBytes.h"
+#include "platform/PropertyList.h"
+#include "platform/PropertyListLimits.h"
+
+namespace morv {
+
+SettingsSuite::SettingsSuite(std::string folder, std::string name, MessageHandler messages)
+    : folder_(std::move(folder)),
+      path_(folder_ + "/" + std::move(name) + ".plist"),
+      messages_(std::move(messages)) {
+  removeStaleTemporaryFiles(folder_);
+  if (const auto read = takeUpFile(); !read) tell(read.reason());
+}
+
+SettingsSuite::~SettingsSuite() {
+  const std::lock_guard lock(fileMutex_);
+  if (!hasChanges()) return;
+  if (const auto written = writeChanges(); !written) tell(written.reason());
+}
+
+Outcome SettingsSuite::synchronize() {
+  std::unique_lock lock(fileMutex_);
+  const auto keys = hasChanges() ? writeChanges() : takeUpFile();
+  lock.unlock();
+  return tellOf(keys);
+}
+
+Outcome SettingsSuite::refresh() {
+  std::unique_lock lock(fileMutex_);
+  const auto keys = takeUpFile();
+  lock.unlock();
+  return tellOf(keys);
+}
+
+Outcome SettingsSuite::tellOf(const Result<Keys>& keys) {
+  if (!keys) return keys.failure();
+  tellObservers(keys.value());
+  return Done{};
+}
+
+Result<SettingsSuite::Keys> SettingsSuite::takeUpFile() {
+  Seen current = lookAtFile();  // before the read: a file that is replaced meanwhile is another one next time
+  if (current.signature == seen_.signature) return Keys{};
+  const auto values = readFile(false);
+  if (!values) return values.failure();
+  seen_ = std::move(current);
+  return adopt(*values.value().dictionary());
+}
+
+Result<SettingsSuite::Keys> SettingsSuite::writeChanges() {
+  if (const Outcome made = makeFolder(folder_); !made) return made.failure();
+  const auto lock = lockFile();
+  if (!lock) return lock.failure();
+  auto merged = readFile(true);
+  if (!merged) return merged.failure();
+  const auto changes = takeChanges();
+  for (const auto& [key, value] : changes) {
+    if (value) {
+      merged.value().dictionary()->set(key, *value);
+    } else {
+      merged.value().dictionary()->remove(key);
+    }
+  }
+  auto keys = writeMerged(std::move(merged).value());
+  if (!keys) returnChanges(changes);
+  return keys;
+}
+
+Result<SettingsSuite::Keys> SettingsSuite::writeMerged(Value merged) {
+  Result<std::string> text = writePropertyList(merged);
+  if (!text) text = writePropertyList(withoutWhatCannotBeWritten(merged));
+  if (!text) return Failure{"cannot write " + path_ + ": " + text.reason()};
+  if (const Outcome written = writeFileAtomically(path_, text.value()); !written) return written.failure();
+  seen_ = lookAtFile();
+  return adopt(*merged.dictionary());
+}
+
+SettingsSuite::Value SettingsSuite::withoutWhatCannotBeWritten(Value values) const {
+  Keys refused;
+  for (const auto& [key, value] : values.dictionary()->entries()) {
+    const auto text = writePropertyList(Value::Dictionary{{key, value}});
+    if (text) continue;
+    refused.push_back(key);
+    tell("the setting \"" + key + "\" cannot be kept: " + text.reason());
+  }
+  for (const std::string& key : refused) values.dictionary()->remove(key);
+  return values;
+}
+
+Result<SettingsSuite::Value> SettingsSuite::readFile(bool isLocked) {
+  const auto bytes = readWholeFile(path_, kMaxPropertyListBytes);
+  if (!bytes) {
+    if (bytes.failure().systemError == ENOENT) return Value();
+    return bytes.failure();
+  }
+  auto value = readPropertyList(bytes.value());
+  if (value && value.value().dictionary() != nullptr) return value;
+  if (isLocked) return setAside(value ? "it is no dictionary" : value.reason());
+  const auto lock = lockFile();
+  if (!lock) return lock.failure();
+  return readFile(true);  // another process may have mended it
+}
+
+Result<SettingsSuite::Value> SettingsSuite::setAside(const std::string& reason) {
+  std::string aside = path_ + ".damaged";
+  std::error_code error;
+  for (int i = 2; std::filesystem::exists(aside, error); ++i) aside = path_ + ".damaged-" + std::to_string(i);
+  std::filesystem::rename(path_, aside, error);
+  if (error) return Failure{"cannot set the damaged file " + path_ + " aside: " + error.message()};
+  tell("the settings in " + path_ + " were damaged (" + reason + ") and are now in " + aside);
+  markAllChanged();
+  return Value();
+}
+
+SettingsSuite::Seen SettingsSuite::lookAtFile() const {
+  Seen seen{FileDescriptor(::open(path_.c_str(), O_PATH | O_CLOEXEC)), std::nullopt};
+  struct stat status {};
+  if (!seen.file.isOpen() || ::fstat(seen.file.number(), &status) != 0) return seen;
+  seen.signature =
+      Signature{status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+  return seen;
+}
+
+Result<FileLock> SettingsSuite::lockFile() const {
+  constexpr std::chrono::milliseconds kPatience{10000};
+  return FileLock::acquire(path_ + ".lock", FileLock::Mode::exclusive, kPatience);
+}
+
+void SettingsSuite::tell(const std::string& message) const {
+  if (messages_) messages_(message);
+}
+
+}  // namespace morv

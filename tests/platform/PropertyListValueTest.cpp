@@ -1,0 +1,120 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "platform/PropertyListValue.h"
+
+namespace morv {
+namespace {
+
+using Kind = PropertyListValue::Kind;
+
+std::vector<std::string> keysOf(const PropertyListDictionary& dictionary) {
+  std::vector<std::string> keys;
+  for (const auto& [key, value] : dictionary.entries()) keys.push_back(key);
+  return keys;
+}
+
+TEST(PropertyListValue, IsOfTheKindThatItWasMadeOf) {
+  EXPECT_EQ(PropertyListValue().kind(), Kind::dictionary);
+  EXPECT_EQ(PropertyListValue(true).kind(), Kind::boolean);
+  EXPECT_EQ(PropertyListValue(-1).kind(), Kind::integer);
+  EXPECT_EQ(PropertyListValue(1.0F).kind(), Kind::real);
+  EXPECT_EQ(PropertyListValue("text").kind(), Kind::string);
+  EXPECT_EQ(PropertyListValue(PropertyListDate{5}).kind(), Kind::date);
+  EXPECT_EQ(PropertyListValue(PropertyListValue::Data{1}).kind(), Kind::data);
+  EXPECT_EQ(PropertyListValue(PropertyListValue::Array{1, 2}).kind(), Kind::array);
+}
+
+TEST(PropertyListValue, GivesWhatItHoldsAndNothingElse) {
+  const PropertyListValue real(0.25);
+
+  EXPECT_EQ(real.real(), 0.25);
+  EXPECT_FALSE(real.boolean());
+  EXPECT_FALSE(real.integer());
+  EXPECT_FALSE(real.unsignedInteger());
+  EXPECT_FALSE(real.date());
+  EXPECT_EQ(real.string(), nullptr);
+  EXPECT_EQ(real.data(), nullptr);
+  EXPECT_EQ(real.array(), nullptr);
+  EXPECT_EQ(real.dictionary(), nullptr);
+  EXPECT_FALSE(PropertyListValue(1).real());
+}
+
+TEST(PropertyListValue, HoldsAnIntegerInOneFormWhateverItsTypeWas) {
+  EXPECT_EQ(PropertyListValue(std::uint64_t{5}), PropertyListValue(std::int8_t{5}));
+  EXPECT_EQ(PropertyListValue(std::uint64_t{5}).integer(), 5);
+  EXPECT_EQ(PropertyListValue(5).unsignedInteger(), 5U);
+  EXPECT_FALSE(PropertyListValue(-5).unsignedInteger());
+  EXPECT_EQ(PropertyListValue(UINT64_MAX).kind(), Kind::unsignedInteger);
+  EXPECT_EQ(PropertyListValue(UINT64_MAX).unsignedInteger(), UINT64_MAX);
+  EXPECT_FALSE(PropertyListValue(UINT64_MAX).integer());
+  EXPECT_EQ(PropertyListValue(INT64_MIN).integer(), INT64_MIN);
+}
+
+TEST(PropertyListValue, ReadsEveryKindOfNumberAsAReal) {
+  EXPECT_EQ(PropertyListValue(true).number(), 1.0);
+  EXPECT_EQ(PropertyListValue(-3).number(), -3.0);
+  EXPECT_EQ(PropertyListValue(UINT64_MAX).number(), 18446744073709551616.0);
+  EXPECT_EQ(PropertyListValue(0.5).number(), 0.5);
+  EXPECT_FALSE(PropertyListValue("1").number());
+}
+
+TEST(PropertyListValue, ComparesRealsByTheirBits) {
+  const double none = std::numeric_limits<double>::quiet_NaN();
+
+  EXPECT_EQ(PropertyListValue(none), PropertyListValue(none));
+  EXPECT_FALSE(PropertyListValue(0.0) == PropertyListValue(-0.0));
+  EXPECT_FALSE(PropertyListValue(1) == PropertyListValue(1.0));
+  EXPECT_FALSE(PropertyListValue(true) == PropertyListValue(1));
+}
+
+TEST(PropertyListDictionary, KeepsItsKeysInTheOrderInWhichTheyCame) {
+  PropertyListDictionary dictionary{{"z", 1}, {"a", 2}, {"m", 3}};
+
+  dictionary.set("a", 4);
+  dictionary.set("b", 5);
+
+  EXPECT_THAT(keysOf(dictionary), testing::ElementsAre("z", "a", "m", "b"));
+  EXPECT_EQ(dictionary.find("a")->integer(), 4);
+}
+
+TEST(PropertyListDictionary, FindsTheOthersBehindARemoval) {
+  PropertyListDictionary dictionary{{"z", 1}, {"a", 2}, {"m", 3}};
+
+  EXPECT_TRUE(dictionary.remove("a"));
+  EXPECT_FALSE(dictionary.remove("a"));
+  dictionary.set("a", 9);
+
+  EXPECT_THAT(keysOf(dictionary), testing::ElementsAre("z", "m", "a"));
+  EXPECT_EQ(dictionary.find("m")->integer(), 3);
+  EXPECT_EQ(dictionary.find("a")->integer(), 9);
+  EXPECT_EQ(dictionary.find("none"), nullptr);
+}
+
+TEST(PropertyListDictionary, EqualsAnotherOfTheSameEntriesInAnotherOrder) {
+  const PropertyListDictionary dictionary{{"a", 1}, {"b", PropertyListDictionary{{"c", 2.5}}}};
+
+  EXPECT_EQ(dictionary, (PropertyListDictionary{{"b", PropertyListDictionary{{"c", 2.5}}}, {"a", 1}}));
+  EXPECT_FALSE(dictionary == (PropertyListDictionary{{"a", 1}}));
+  EXPECT_FALSE(dictionary == (PropertyListDictionary{{"a", 1}, {"b", 2}}));
+  EXPECT_FALSE(dictionary == (PropertyListDictionary{{"a", 1}, {"d", 2}}));
+}
+
+TEST(PropertyListDictionary, CopiesAreIndependent) {
+  PropertyListDictionary first{{"a", 1}};
+  PropertyListDictionary second = first;
+
+  second.set("a", 2);
+  first.remove("a");
+
+  EXPECT_EQ(second.find("a")->integer(), 2);
+  EXPECT_TRUE(first.empty());
+}
+
+}  // namespace
+}  // namespace morv
