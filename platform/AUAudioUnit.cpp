@@ -1,15 +1,55 @@
 #include "platform/AUAudioUnit.h"
 
+#include <array>
 #include <cmath>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
 
 namespace morv {
 namespace {
 
 bool isUsableRate(double sampleRateHz) { return std::isfinite(sampleRateHz) && sampleRateHz > 0; }
 
+constexpr const char* kVersion = "version";
+constexpr const char* kType = "type";
+constexpr const char* kSubtype = "subtype";
+constexpr const char* kManufacturer = "manufacturer";
+constexpr const char* kParameters = "parameters";
+constexpr std::array<std::string_view, 5> kOwnKeys = {kVersion, kType, kSubtype, kManufacturer, kParameters};
+
+const AUParameterGroup* groupOf(const AUParameterTree* tree, const std::string& identifier) {
+  if (tree == nullptr) return nullptr;
+  for (const auto& group : tree->children()) {
+    if (group->identifier() == identifier) return group.get();
+  }
+  return nullptr;
+}
+
+// What a parameter takes from a value of a state, if anything.
+std::optional<AUValue> restoredValue(const AUParameter& parameter, const PropertyListValue& value) {
+  const std::optional<double> number = value.number();
+  if (!number || !std::isfinite(*number)) return std::nullopt;
+  const auto least = static_cast<double>(parameter.minValue());
+  const auto greatest = static_cast<double>(parameter.maxValue());
+  if (*number < least) return parameter.minValue();
+  return *number > greatest ? parameter.maxValue() : static_cast<AUValue>(*number);
+}
+
+void checkParameters(const PropertyListValue& parameters) {
+  const PropertyListDictionary* groups = parameters.dictionary();
+  if (groups == nullptr) throw std::invalid_argument("the state's \"parameters\" is no dictionary");
+  for (const auto& [identifier, group] : groups->entries()) {
+    if (group.dictionary() == nullptr) {
+      throw std::invalid_argument("the state's parameter group \"" + identifier + "\" is no dictionary");
+    }
+  }
+}
+
 }  // namespace
 
 AUAudioUnit::AUAudioUnit() = default;
+AUAudioUnit::AUAudioUnit(const AudioComponentDescription& description) : componentDescription_(description) {}
 AUAudioUnit::~AUAudioUnit() = default;
 
 bool AUAudioUnit::allocateRenderResources(std::string* error) {
@@ -31,6 +71,58 @@ void AUAudioUnit::deallocateRenderResources() { renderResourcesAllocated_ = fals
 bool AUAudioUnit::shouldChangeToFormatForBus(const AVAudioFormat& format, const AUAudioUnitBus& bus) const {
   return !renderResourcesAllocated_ && isUsableRate(format.sampleRate) && format.channelCount >= 1 &&
          format.channelCount <= bus.maximumChannelCount;
+}
+
+PropertyListDictionary AUAudioUnit::fullState() const {
+  PropertyListDictionary state = foreign_;
+  state.set(kVersion, kStateVersion);
+  state.set(kType, componentDescription_.componentType);
+  state.set(kSubtype, componentDescription_.componentSubType);
+  state.set(kManufacturer, componentDescription_.componentManufacturer);
+  PropertyListDictionary parameters = foreignParameters_;
+  if (const AUParameterTree* tree = parameterTree()) {
+    for (const auto& group : tree->children()) {
+      const PropertyListValue* known = parameters.find(group->identifier());
+      PropertyListDictionary values = known != nullptr ? *known->dictionary() : PropertyListDictionary();
+      for (const auto& parameter : group->children()) values.set(parameter->identifier(), parameter->value());
+      parameters.set(group->identifier(), std::move(values));
+    }
+  }
+  state.set(kParameters, std::move(parameters));
+  return state;
+}
+
+void AUAudioUnit::keepForeignParts(const PropertyListDictionary& state) {
+  foreign_ = state;
+  for (const std::string_view key : kOwnKeys) foreign_.remove(key);
+  foreignParameters_ = {};
+  const PropertyListValue* parameters = state.find(kParameters);
+  if (parameters == nullptr) return;
+  for (const auto& [identifier, values] : parameters->dictionary()->entries()) {
+    const AUParameterGroup* group = groupOf(parameterTree(), identifier);
+    PropertyListDictionary foreign;
+    for (const auto& [key, value] : values.dictionary()->entries()) {
+      if (group == nullptr || group->parameterWithIdentifier(key) == nullptr) foreign.set(key, value);
+    }
+    if (group == nullptr || !foreign.empty()) foreignParameters_.set(identifier, std::move(foreign));
+  }
+}
+
+void AUAudioUnit::setFullState(const PropertyListDictionary* state) {
+  if (state == nullptr) return;
+  const PropertyListValue* parameters = state->find(kParameters);
+  if (parameters != nullptr) checkParameters(*parameters);
+  keepForeignParts(*state);
+  if (parameters == nullptr) return;
+  for (const auto& [identifier, values] : parameters->dictionary()->entries()) {
+    const AUParameterGroup* group = groupOf(parameterTree(), identifier);
+    if (group == nullptr) continue;
+    for (const auto& parameter : group->children()) {
+      const PropertyListValue* value = values.dictionary()->find(parameter->identifier());
+      if (value == nullptr) continue;
+      if (const auto restored = restoredValue(*parameter, *value)) parameter->setValue(*restored);
+    }
+  }
 }
 
 }  // namespace morv

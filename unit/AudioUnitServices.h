@@ -1,5 +1,8 @@
 #pragma once
 
+#include <functional>
+#include <string>
+
 #include "platform/MainQueue.h"
 #include "platform/SettingsStore.h"
 
@@ -11,6 +14,8 @@ struct AudioUnitServices {
   SettingsStore* standardSettings = nullptr;  // of the program
   SettingsStore* sharedSettings = nullptr;    // of the suite that unit and view share
   MainQueue* mainQueue = nullptr;
+  // Takes lines for the log, without a line's end; may be none. Main thread.
+  std::function<void(const std::string& line)> log{};
 };
 
 }  // namespace morv

@@ -16,6 +16,10 @@ constexpr double kDefaultMPEBendRange = 48.0;  // semitones
 // The one effect parameter, by address, that takes no value but 0.
 constexpr AUParameterAddress kAddressHeldAtZero = 896;
 
+constexpr AudioComponentDescription kDescription = {fourCharacterCode("aumu"), fourCharacterCode("morv"),
+                                                    fourCharacterCode("MORV")};
+
+constexpr const char* kManufacturer = "manufacturer";
 constexpr const char* kDidInitAUPrefs = "didInitAUPrefs";
 constexpr const char* kMidiMode = "midiMode";
 constexpr const char* kMidiNotePriority = "midiNotePriority";
@@ -23,7 +27,7 @@ constexpr const char* kMidiMPEBendRange = "midiMPEBendRange";
 
 }  // namespace
 
-ZQ3Unit::ZQ3Unit(const AudioUnitServices& services) : ZRAudioUnit(services) {
+ZQ3Unit::ZQ3Unit(const AudioUnitServices& services) : ZRAudioUnit(services, kDescription) {
   DiagnosticRing::shared().post("Initializing Audio Component: MORV\n");
   const AVAudioFormat format{kInitialSampleRateHz, kChannels};
   _kernel.init(static_cast<int>(format.channelCount), format.sampleRate, kInitialMaximumFrames, kVoices);
@@ -81,6 +85,16 @@ std::shared_ptr<AUParameterTree> ZQ3Unit::generateParameterTree() {
 }
 
 ZRDSPModMatrix* ZQ3Unit::getModMatrix() const { return _kernel.instrument->getModMatrix(0); }
+
+void ZQ3Unit::setFullState(const PropertyListDictionary* state) {
+  if (state == nullptr) {
+    ZRAudioUnit::setFullState(nullptr);
+    return;
+  }
+  PropertyListDictionary own = *state;
+  own.set(kManufacturer, kDescription.componentManufacturer);
+  ZRAudioUnit::setFullState(&own);
+}
 
 void ZQ3Unit::setTempo(float beatsPerMinute) noexcept {
   ZRAudioUnit::setTempo(beatsPerMinute);

@@ -37,6 +37,8 @@ class MORV_EXPORT ZQ3Unit : public ZRAudioUnit {
   std::shared_ptr<AUParameterTree> generateParameterTree() override;
   // The first voice's matrix, whose rows count for all voices.
   ZRDSPModMatrix* getModMatrix() const override;
+  // A state of another build of the same instrument counts as one of this one.
+  void setFullState(const PropertyListDictionary* state) override;
   // Hands bend range and note priority to the instrument. A bend range of 0 is replaced in the settings by
   // 48, which the notice of that change brings here.
   void prefsChanged() override;

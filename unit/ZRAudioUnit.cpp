@@ -15,8 +15,11 @@ constexpr std::uint16_t kControllerBytes = 3;
 
 }  // namespace
 
-ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services)
-    : services_(services), groupIdentifier_(kGroupIdentifier), self_(std::make_shared<ZRAudioUnit*>(this)) {
+ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponentDescription& description)
+    : AUAudioUnit(description),
+      services_(services),
+      groupIdentifier_(kGroupIdentifier),
+      self_(std::make_shared<ZRAudioUnit*>(this)) {
   overridesMIDISettingParametersWithPrefs = true;
   voiceTriggeredKind_ = mainQueue().addRenderHandler([this](std::int32_t note) {
     if (ZRAudioUnitDelegate* told = delegate()) told->audioUnitDidTriggerVoiceForNote(this, note);
@@ -69,6 +72,16 @@ std::shared_ptr<AUParameterGroup> ZRAudioUnit::createGroupWithId(
   auto group = std::make_shared<AUParameterGroup>(identifier, name, std::move(children));
   parameterGroups_.push_back(group);
   return group;
+}
+
+void ZRAudioUnit::log(const std::string& line) const {
+  if (services_.log) services_.log(line);
+}
+
+MainQueue::Token ZRAudioUnit::performAfter(double seconds, std::function<void()> work) {
+  return mainQueue().postAfter(seconds, [weak = std::weak_ptr<ZRAudioUnit*>(self_), work = std::move(work)] {
+    if (weak.lock()) work();
+  });
 }
 
 ZRDSPModMatrix* ZRAudioUnit::getModMatrix() const { return nullptr; }

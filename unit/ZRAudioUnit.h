@@ -32,7 +32,7 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   // Takes controller messages: controller and value 0 to 127, channel 1 to 16. Render thread; must not block.
   using MIDIControllerHandler = std::function<void(int controller, int value, int channel)>;
 
-  explicit ZRAudioUnit(const AudioUnitServices& services);
+  explicit ZRAudioUnit(const AudioUnitServices& services, const AudioComponentDescription& description = {});
   ~ZRAudioUnit() override;
 
   // Builds the tree of all parameters; here an empty one.
@@ -45,6 +45,19 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   AUParameterTree* parameterTree() const override { return parameterTree_.get(); }
   // All groups ever made, in order.
   const std::vector<std::shared_ptr<AUParameterGroup>>& parameterGroups() const { return parameterGroups_; }
+
+  // The platform's state and, under "modMatrixDict", one dictionary for each row of the matrix, by the row's
+  // identifier: "modSourceIndex" (integer) and "modAmount" (real) of its second source, and "value" (real) of
+  // its depth where it has one.
+  PropertyListDictionary fullState() const override;
+  // Takes a state over and drives every value into the engine. The user's MIDI mode and channel win over the
+  // state's while `overridesMIDISettingParametersWithPrefs`. A row that is not known, and a number that is
+  // not finite or no source, is passed over. A state that the platform's form refuses is logged and tried
+  // again, as the unit then is, a second later. Null is a state without anything. Main thread; may run beside
+  // the render block.
+  void setFullState(const PropertyListDictionary* state) override;
+  // Drives the present state into the engine once more.
+  void reloadParameters();
 
   // The matrix that views edit; here none.
   virtual ZRDSPModMatrix* getModMatrix() const;
@@ -67,6 +80,17 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   void postVoiceTriggered(int note) noexcept MORV_NONBLOCKING;
   // Render thread: has the main queue call `setCurrentPresetWithIndex`. Lost when the queue's ring is full.
   void postProgramChange(int program) noexcept MORV_NONBLOCKING;
+
+  // Send MIDI to the host, on channel 1 except for the controller's channel of 0 to 15, and tell the
+  // delegate. Nothing goes to the host if the first byte is 0 or no host listens.
+  void outputMIDI(const std::uint8_t* bytes, std::size_t len);
+  // Note on, and off a tenth of a second later. Main thread, like all below.
+  void outputMIDINote(int note, int velocity);
+  void outputMIDINote(int note) { outputMIDINote(note, 127); }
+  void outputMIDICC(int controller, int value, int channel);
+  // Note off, with velocity 0.
+  void resetNote(int note);
+  void resetNoteWith(int note) { resetNote(note); }
 
   // Any thread; beats per minute, 0 until a host gives one.
   virtual void setTempo(float beatsPerMinute) noexcept MORV_NONBLOCKING { tempo_ = beatsPerMinute; }
@@ -95,9 +119,15 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
 
  protected:
   void setParameterTree(std::shared_ptr<AUParameterTree> tree) { parameterTree_ = std::move(tree); }
+  // A line for the log.
+  void log(const std::string& line) const;
+  // Runs work on the main queue after a time, unless the unit has gone by then.
+  MainQueue::Token performAfter(double seconds, std::function<void()> work);
 
  private:
   void observe(SettingsStore& store, SettingsStore::ObserverToken* token);
+  void restoreRows(const PropertyListDictionary& rows);
+  void pushParameters();
   int monitorMidi(std::uint16_t length, const std::uint8_t* bytes) noexcept;
 
   AudioUnitServices services_;

@@ -4,5 +4,7 @@ namespace morv {
 
 ZRAudioUnitDelegate::~ZRAudioUnitDelegate() = default;
 void ZRAudioUnitDelegate::audioUnitDidTriggerVoiceForNote(ZRAudioUnit* /*unit*/, int /*note*/) {}
+void ZRAudioUnitDelegate::auDidSendMIDI(AUEventSampleTime /*eventSampleTime*/, std::uint8_t /*cable*/,
+                                        std::size_t /*len*/, const std::uint8_t* /*bytes*/) {}
 
 }  // namespace morv

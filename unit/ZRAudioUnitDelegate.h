@@ -1,5 +1,9 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/AURenderEvent.h"
 #include "platform/Export.h"
 
 namespace morv {
@@ -12,6 +16,9 @@ class MORV_EXPORT ZRAudioUnitDelegate {
   virtual ~ZRAudioUnitDelegate();
   // A voice began to play `note` (0 to 120).
   virtual void audioUnitDidTriggerVoiceForNote(ZRAudioUnit* unit, int note);
+  // The unit has sent MIDI, whether or not a host took it. On the thread that sent it.
+  virtual void auDidSendMIDI(AUEventSampleTime eventSampleTime, std::uint8_t cable, std::size_t len,
+                             const std::uint8_t* bytes);
 };
 
 }  // namespace morv

@@ -1,0 +1,125 @@
+// What a unit saves and takes back: the platform's state, the second sources of the modulation rows, and the
+// pass that drives every value into the engine.
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+#include <optional>
+#include <string>
+
+#include "modulation/ZRDSPModMatrix.h"
+#include "platform/DiagnosticRing.h"
+#include "unit/ZRAudioUnit.h"
+
+namespace morv {
+namespace {
+
+constexpr const char* kModMatrixDict = "modMatrixDict";
+constexpr const char* kModSourceIndex = "modSourceIndex";
+constexpr const char* kModAmount = "modAmount";
+constexpr const char* kValue = "value";
+constexpr const char* kMidiMode = "midiMode";
+constexpr const char* kMidiChannel = "midiChannel";
+constexpr char kRoutingMark = '>';  // in the identifiers of routings' depths
+constexpr double kReloadSeconds = 1.0;
+
+std::optional<float> finiteNumber(const PropertyListDictionary& row, const char* key) {
+  const PropertyListValue* value = row.find(key);
+  const std::optional<double> number = value != nullptr ? value->number() : std::nullopt;
+  if (!number || !std::isfinite(static_cast<float>(*number))) return std::nullopt;
+  return static_cast<float>(*number);
+}
+
+std::optional<int> sourceNumber(const PropertyListDictionary& row) {
+  const PropertyListValue* value = row.find(kModSourceIndex);
+  const std::optional<std::int64_t> number = value != nullptr ? value->integer() : std::nullopt;
+  if (!number || *number < 0 || *number >= kMaxModRows) return std::nullopt;
+  return static_cast<int>(*number);
+}
+
+modMatrixRow* rowWithIdentifier(const ZRDSPModMatrix& matrix, const std::string& identifier) {
+  try {
+    return matrix.getRowWithIdentifier(identifier);
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+}  // namespace
+
+PropertyListDictionary ZRAudioUnit::fullState() const {
+  PropertyListDictionary state = AUAudioUnit::fullState();
+  const ZRDSPModMatrix* matrix = getModMatrix();
+  if (matrix == nullptr) return state;
+  // Rows that a newer build has saved stay where they are.
+  const PropertyListValue* before = state.find(kModMatrixDict);
+  PropertyListDictionary rows =
+      before != nullptr && before->dictionary() != nullptr ? *before->dictionary() : PropertyListDictionary();
+  for (int i = 0; i < matrix->rowCount; ++i) {
+    const modMatrixRow* row = matrix->getRowAtIndex(i);
+    if (row->modSource != 0) DiagnosticRing::shared().post("sdfdsf\n");
+    PropertyListDictionary saved{{kModSourceIndex, row->modSource.load()},
+                                 {kModAmount, row->modAmount.load()}};
+    if (row->depth != nullptr) saved.set(kValue, row->depth->value.load());
+    rows.set(row->identifier, std::move(saved));
+  }
+  state.set(kModMatrixDict, std::move(rows));
+  return state;
+}
+
+void ZRAudioUnit::restoreRows(const PropertyListDictionary& rows) {
+  const ZRDSPModMatrix* matrix = getModMatrix();
+  if (matrix == nullptr) return;
+  for (const auto& [identifier, entry] : rows.entries()) {
+    modMatrixRow* row = rowWithIdentifier(*matrix, identifier);
+    const PropertyListDictionary* saved = entry.dictionary();
+    if (row == nullptr || saved == nullptr) continue;
+    if (const auto amount = finiteNumber(*saved, kModAmount)) row->modAmount = *amount;
+    if (const auto source = sourceNumber(*saved)) {
+      if (*source != 0) DiagnosticRing::shared().post("sdfdsf\n");
+      row->modSource = *source;
+    }
+    const auto value = finiteNumber(*saved, kValue);
+    if (row->depth == nullptr || !value) continue;
+    if (*value != 0.0F) DiagnosticRing::shared().post("asfs\n");
+    *row->depth = std::max(row->depth->minValue, std::min(*value, row->depth->maxValue));
+  }
+}
+
+// Writes each parameter's value once more, which makes the observers carry it into the engine. Depths of
+// routings have just come with their rows.
+void ZRAudioUnit::pushParameters() {
+  const std::int64_t mode = standardDefaults().integerForKey(kMidiMode);
+  const std::int64_t channel = standardDefaults().integerForKey(kMidiChannel);
+  if (parameterTree() == nullptr) return;
+  for (AUParameter* parameter : parameterTree()->allParameters()) {
+    if (!overridesMIDISettingParametersWithPrefs) {
+      parameter->setValue(parameter->value());
+    } else if (parameter->identifier() == kMidiMode) {
+      parameter->setValue(static_cast<AUValue>(mode));
+    } else if (parameter->identifier() == kMidiChannel) {
+      parameter->setValue(static_cast<AUValue>(channel));
+    } else if (parameter->identifier().find(kRoutingMark) == std::string::npos) {
+      parameter->setValue(parameter->value());
+    }
+  }
+}
+
+void ZRAudioUnit::setFullState(const PropertyListDictionary* state) {
+  try {
+    AUAudioUnit::setFullState(state);
+  } catch (const std::exception& refusal) {
+    log(std::string("expection: ") + refusal.what());
+    performAfter(kReloadSeconds, [this] { reloadParameters(); });
+  }
+  const PropertyListValue* rows = state != nullptr ? state->find(kModMatrixDict) : nullptr;
+  if (rows != nullptr && rows->dictionary() != nullptr) restoreRows(*rows->dictionary());
+  pushParameters();
+}
+
+void ZRAudioUnit::reloadParameters() {
+  const PropertyListDictionary state = fullState();
+  setFullState(&state);
+}
+
+}  // namespace morv
