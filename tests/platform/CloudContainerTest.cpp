@@ -61,10 +61,10 @@ class CloudContainerTest : public testing::Test {
   TemporaryFolder folder_;
   SettingsStore settings_;
   FileCoordinator coordinator_{folder_.path("locks")};
-  CloudContainer container_{settings_, coordinator_};
   std::mutex mutex_;
   std::condition_variable told_;
   int calls_ = 0;
+  CloudContainer container_{settings_, coordinator_};  // ends its watch ahead of what the watch uses
 };
 
 TEST_F(CloudContainerTest, IsPresentAsLongAsTheChosenFolderIsThere) {
