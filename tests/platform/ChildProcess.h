@@ -13,28 +13,40 @@ namespace morv {
 class ChildProcess {
  public:
   explicit ChildProcess(const std::function<int()>& work) {
-    if (::pipe(pipe_) != 0) return;
+    if (::pipe(up_) != 0 || ::pipe(down_) != 0) return;
     id_ = ::fork();
     if (id_ != 0) {
-      ::close(pipe_[1]);
+      ::close(up_[1]);
+      ::close(down_[0]);
       return;
     }
-    writeEnd_ = pipe_[1];
+    ::close(up_[0]);
+    ::close(down_[1]);
+    writeEnd_ = up_[1];
+    readEnd_ = down_[0];
     ::_exit(work());
   }
   ~ChildProcess() {
     kill();
-    ::close(pipe_[0]);
+    ::close(up_[0]);
+    ::close(down_[1]);
   }
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
   // In the child: lets the parent's `waitForSign` return.
   static void giveSign() { [[maybe_unused]] const auto put = ::write(writeEnd_, "x", 1); }
+  // In the child: waits until the parent has called `letGo` once more; false if the parent is gone.
+  static bool waitForGo() {
+    char sign = 0;
+    return ::read(readEnd_, &sign, 1) == 1;
+  }
+  // In the parent.
+  void letGo() const { [[maybe_unused]] const auto put = ::write(down_[1], "x", 1); }
   // In the parent: waits for the child's next sign; false if the child ended without.
   bool waitForSign() const {
     char sign = 0;
-    return ::read(pipe_[0], &sign, 1) == 1;
+    return ::read(up_[0], &sign, 1) == 1;
   }
   void kill() {
     if (id_ > 0) ::kill(id_, SIGKILL);
@@ -51,7 +63,9 @@ class ChildProcess {
 
  private:
   static inline int writeEnd_ = -1;
-  int pipe_[2] = {-1, -1};
+  static inline int readEnd_ = -1;
+  int up_[2] = {-1, -1};
+  int down_[2] = {-1, -1};
   pid_t id_ = -1;
 };
 
