@@ -3,7 +3,11 @@
 #include <functional>
 #include <string>
 
+#include "platform/BackgroundQueue.h"
+#include "platform/Directories.h"
+#include "platform/FileCoordinator.h"
 #include "platform/MainQueue.h"
+#include "platform/NotificationCenter.h"
 #include "platform/SettingsStore.h"
 
 namespace morv {
@@ -14,7 +18,11 @@ struct AudioUnitServices {
   SettingsStore* standardSettings = nullptr;  // of the program
   SettingsStore* sharedSettings = nullptr;    // of the suite that unit and view share
   MainQueue* mainQueue = nullptr;
-  // Takes lines for the log, without a line's end; may be none. Main thread.
+  BackgroundQueue* backgroundQueue = nullptr;
+  NotificationCenter* notifications = nullptr;
+  FileCoordinator* fileCoordinator = nullptr;
+  Directories directories{};
+  // Takes lines for the log, without a line's end; may be none. Main thread and background queue.
   std::function<void(const std::string& line)> log{};
 };
 

@@ -4,6 +4,7 @@
 
 #include "platform/DiagnosticRing.h"
 #include "render/ZRDSPParameter.h"
+#include "unit/PresetNames.h"
 
 namespace morv {
 namespace {
@@ -26,12 +27,27 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponent
     DiagnosticRing::shared().post("did trigger note: %i\n", note);
   });
   programChangeKind_ =
-      mainQueue().addRenderHandler([this](std::int32_t program) { setCurrentPresetWithIndex(program); });
+      mainQueue().addRenderHandler([this](std::int32_t program) { programChanged(program); });
+  if (services_.fileCoordinator != nullptr) {
+    cloud_ = std::make_shared<CloudContainer>(defaults(), *services_.fileCoordinator);
+  }
+  presetSource = static_cast<std::int32_t>(defaults().integerForKey(kPresetStorageLocation));
+  if (presetSource == kCloudLocation) {
+    _initCloudStorage();
+    _migrateToiCloud();
+  }
+  factoryPresets();
+  if (services_.notifications != nullptr) {
+    importToken_ = services_.notifications->addObserver("presetImportSucesfull", mainQueue(),
+                                                        [this] { _reloadiCloudData(); });
+  }
   observe(standardDefaults(), &standardToken_);
   observe(defaults(), &sharedToken_);
 }
 
 ZRAudioUnit::~ZRAudioUnit() {
+  if (services_.notifications != nullptr) services_.notifications->removeObserver(importToken_);
+  if (cloud_ != nullptr && isWatchingCloud_) cloud_->stopWatching();
   defaults().removeObserver(sharedToken_);
   standardDefaults().removeObserver(standardToken_);
   mainQueue().removeRenderHandler(programChangeKind_);
@@ -85,8 +101,6 @@ MainQueue::Token ZRAudioUnit::performAfter(double seconds, std::function<void()>
 }
 
 ZRDSPModMatrix* ZRAudioUnit::getModMatrix() const { return nullptr; }
-
-void ZRAudioUnit::setCurrentPresetWithIndex(int /*index*/) {}
 
 void ZRAudioUnit::prefsChanged() { DiagnosticRing::shared().post("[ZRAUdioUnit] prefs changed\n"); }
 

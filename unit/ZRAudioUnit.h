@@ -4,14 +4,18 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/AUAudioUnit.h"
+#include "platform/AUAudioUnitPreset.h"
 #include "platform/AUParameterGroup.h"
 #include "platform/AURenderEvent.h"
+#include "platform/CloudContainer.h"
 #include "platform/Export.h"
 #include "platform/NonBlocking.h"
+#include "platform/Random.h"
 #include "platform/Relaxed.h"
 #include "unit/AudioUnitServices.h"
 #include "unit/ZRAudioUnitDelegate.h"
@@ -21,7 +25,16 @@ namespace morv {
 class ZRDSPModMatrix;
 class ZRDSPParameter;
 
-// General shell of a unit: settings, tempo, mute, the making of parameter groups, the ear on incoming MIDI.
+// General shell of a unit: settings, tempo, mute, the making of parameter groups, state, presets, the ear on
+// incoming MIDI.
+//
+// Presets. The list holds factory presets, the user's and those of preset packs side by side; the name alone
+// tells them apart: an owner mark ("[FACTORY]" or "[USER]"), perhaps a category, and a short name, joined by
+// "_". Files are property lists of the full state, "<name>.aupreset". There are two storage locations, of
+// which one is active. Local (0): the setting "presets" is the store; factory files come into it at each
+// rebuild of the list, and a save is mirrored into the user's documents. Cloud (1): the folder
+// "Documents/Presets" of the cloud container is the store. What goes wrong with files is logged and changes
+// nothing else; names are taken as they are.
 //
 // Main thread, except where an operation says otherwise.
 class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
@@ -61,9 +74,56 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
 
   // The matrix that views edit; here none.
   virtual ZRDSPModMatrix* getModMatrix() const;
-  // Changes to the preset of that number; a MIDI program change ends here. Main queue. This class has no
-  // presets and does nothing; the preset store overrides it.
-  virtual void setCurrentPresetWithIndex(int index);
+  // The list in its sorted order, built if there is none. `number` is the place in the order of the keys, in
+  // which the packs start anew, and not the place in the list.
+  std::vector<AUAudioUnitPreset> factoryPresets();
+  // None until one has been applied.
+  const std::optional<AUAudioUnitPreset>& currentPreset() const noexcept { return preset; }
+  // Applies the state of a preset, muted for half a second, and tells the delegate ahead and behind. One
+  // without a state, or none at all, leaves the sound as it is.
+  void setCurrentPreset(const std::optional<AUAudioUnitPreset>& newPreset);
+  // By place in the list, or, with the setting "MIDIprogramChangeTarget" other than 0, in the favourites; a
+  // place that is in neither applies none. Throws std::out_of_range for the list's very length. A MIDI
+  // program change ends here.
+  virtual void setCurrentPresetWithIndex(std::int32_t index);
+  // The first preset of exactly this name; without one nothing happens.
+  void setCurrentPresetWithName(const std::string& name);
+  // By the current preset's `number`, so not always the neighbour in the list; may throw as above.
+  void presetUp();
+  void presetDown();
+  // One at random; nothing in an empty list.
+  void setRandomPreset();
+  // Calls it each second from now on: a soak test.
+  void startRandomPresetTest();
+  // Stores the present state as a new preset, at the end of the list until the next rebuild, and makes it
+  // current.
+  AUAudioUnitPreset writePresetWithName(const std::string& name, std::int64_t number);
+  // The same with a given state. The preset becomes current before it is stored, so that a new name does not
+  // change the sound.
+  AUAudioUnitPreset writePresetWithName(const std::string& name, std::int64_t number,
+                                        const PropertyListDictionary& date);
+  // Stores the present state under the current preset's name, whoever's preset it is.
+  void saveChangesToCurrentPreset();
+  // Not one of the factory. The current preset and the favourites stay as they are, and in local mode the
+  // mirrored file.
+  void deletePresetWithName(const std::string& name);
+  // What the local store holds for a preset.
+  std::optional<PropertyListDictionary> dataForPreset(const AUAudioUnitPreset& wanted) const;
+  // Where a preset's file lies; none in local mode for a user's preset without one.
+  std::optional<std::string> filePathForPreset(const AUAudioUnitPreset& wanted) const;
+  // True for any name without "[USER]".
+  static bool presetIsFactoryPresett(const AUAudioUnitPreset& asked);
+  // Local: the factory's files. Cloud: the bare names in its folder.
+  std::vector<std::string> presetFilesPaths() const;
+  // Makes 0 or 1 the active location, and rebuilds the list there. False without a cloud container: the
+  // location has changed all the same, and nothing else has.
+  bool setStorageLocation(int location);
+  bool iCloudIsAvailable() const;
+  // Empty without a container.
+  std::string iCloudBaseFolder() const;
+  // Has the list rebuilt five seconds after the last call.
+  void iCloudDataChanged();
+
   // Answers a change of a setting. On the main queue, whatever thread made the change.
   virtual void prefsChanged();
   // Sounds again. Any thread.
@@ -108,6 +168,7 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   SettingsStore& defaults() const noexcept { return *services_.sharedSettings; }
   SettingsStore& standardDefaults() const noexcept { return *services_.standardSettings; }
   MainQueue& mainQueue() const noexcept { return *services_.mainQueue; }
+  const AudioUnitServices& services() const noexcept { return services_; }
 
   // Stored for whoever sets them; nothing in this class reads them.
   float sampleRate = 0;
@@ -126,11 +187,40 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
 
  private:
   void observe(SettingsStore& store, SettingsStore::ObserverToken* token);
+  PropertyListDictionary storedPresets() const;
+  void storePresets(PropertyListDictionary presets);
+  void readPresetFiles(PropertyListDictionary* presets);
+  void readPacks();
+  std::optional<PropertyListDictionary> readPresetFile(const std::string& path) const;
+  void applyLocalPreset(const std::string& name);
+  void applyCloudPreset(const std::string& name);
+  void storePreset(const std::string& name, const PropertyListDictionary& state);
+  std::string cloudPathOf(const std::string& name) const;
+  std::string documentPathOf(const std::string& name) const;
+  void tellOfPreset(void (ZRAudioUnitDelegate::*tell)(ZRAudioUnit*, const AUAudioUnitPreset*));
+  void programChanged(std::int32_t program);
+  void _initCloudStorage();
+  void _migrateToiCloud();
+  void _reloadiCloudData();
+  void iCloudQuery();
+  void randomPresetTestTick();
   void restoreRows(const PropertyListDictionary& rows);
   void pushParameters();
   int monitorMidi(std::uint16_t length, const std::uint8_t* bytes) noexcept;
 
   AudioUnitServices services_;
+  // The list; none means that it has to be built.
+  std::optional<std::vector<AUAudioUnitPreset>> factoryPresetsInternal;
+  PropertyListDictionary packPresetsInternal;  // states of the packs' presets, by name
+  std::int32_t presetSource = 0;               // 0 local, 1 cloud
+  bool didLoadPresetsFromDisk = false;      // tested in a rebuild; nothing sets it, so files are always read
+  std::optional<AUAudioUnitPreset> preset;  // the current one
+  std::optional<PropertyListValue::Data> currentiCloudToken;
+  std::shared_ptr<CloudContainer> cloud_;
+  bool isWatchingCloud_ = false;
+  MainQueue::Token cloudReload_ = 0;
+  NotificationCenter::Token importToken_ = 0;
+  Random random_{1};
   std::string groupIdentifier_;
   std::shared_ptr<AUParameterTree> parameterTree_;
   std::vector<std::shared_ptr<AUParameterGroup>> parameterGroups_;

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/AUAudioUnitPreset.h"
 #include "platform/AURenderEvent.h"
 #include "platform/Export.h"
 
@@ -16,6 +17,9 @@ class MORV_EXPORT ZRAudioUnitDelegate {
   virtual ~ZRAudioUnitDelegate();
   // A voice began to play `note` (0 to 120).
   virtual void audioUnitDidTriggerVoiceForNote(ZRAudioUnit* unit, int note);
+  // A preset is about to become current, or has become it; null for none.
+  virtual void audioUnitWillChangePreset(ZRAudioUnit* unit, const AUAudioUnitPreset* preset);
+  virtual void audioUnitDidChangePreset(ZRAudioUnit* unit, const AUAudioUnitPreset* preset);
   // The unit has sent MIDI, whether or not a host took it. On the thread that sent it.
   virtual void auDidSendMIDI(AUEventSampleTime eventSampleTime, std::uint8_t cable, std::size_t len,
                              const std::uint8_t* bytes);

@@ -1,0 +1,114 @@
+// The cloud folder as the presets' storage.
+
+#include <utility>
+
+#include "platform/PropertyList.h"
+#include "unit/PresetNames.h"
+#include "unit/ZRAudioUnit.h"
+
+namespace morv {
+namespace {
+
+constexpr const char* kTokenKey = "org.morv.MORV.UbiquityIdentityToken";
+constexpr double kReloadSeconds = 5.0;
+
+std::string presetFolderOf(const std::string& container) { return container + "/Documents/Presets"; }
+
+}  // namespace
+
+bool ZRAudioUnit::iCloudIsAvailable() const {
+  return cloud_ != nullptr && cloud_->identityToken().has_value();
+}
+
+std::string ZRAudioUnit::iCloudBaseFolder() const {
+  const auto container = cloud_ != nullptr ? cloud_->path() : std::nullopt;
+  return container ? presetFolderOf(*container) : std::string();
+}
+
+bool ZRAudioUnit::setStorageLocation(int location) {
+  presetSource = location;
+  if (!iCloudIsAvailable()) return false;
+  if (location == kCloudLocation) {
+    _initCloudStorage();
+    _migrateToiCloud();
+  }
+  packPresetsInternal = {};
+  factoryPresetsInternal.reset();
+  didLoadPresetsFromDisk = false;
+  factoryPresets();
+  defaults().setInteger(kPresetStorageLocation, location);
+  if (const Outcome done = defaults().synchronize(); !done.ok()) log("[ZRAU] error: " + done.reason());
+  return true;
+}
+
+void ZRAudioUnit::_initCloudStorage() {
+  currentiCloudToken = cloud_ != nullptr ? cloud_->identityToken() : std::nullopt;
+  log(std::string("[ZRAU] init iCloud with token: ") + kTokenKey);
+  if (currentiCloudToken) {
+    standardDefaults().setValue(kTokenKey, *currentiCloudToken);
+  } else {
+    standardDefaults().remove(kTokenKey);
+  }
+  if (cloud_ == nullptr) return;
+  services_.backgroundQueue->post([cloud = cloud_, log = services_.log] {
+    const auto container = cloud->path();
+    if (!container) return;
+    for (const std::string& folder : {*container + "/Documents", presetFolderOf(*container)}) {
+      const Outcome made = cloud->makeFolder(folder);
+      if (!made.ok() && log) log("[ZRAU] error while creating folder: " + made.reason());
+    }
+  });
+  iCloudQuery();
+}
+
+// Watches the folder from the first call on.
+void ZRAudioUnit::iCloudQuery() {
+  if (isWatchingCloud_) return;
+  const Outcome started =
+      cloud_->startWatching([queue = services_.mainQueue, weak = std::weak_ptr<ZRAudioUnit*>(self_)] {
+        queue->post([weak] {
+          if (const auto self = weak.lock()) (*self)->iCloudDataChanged();
+        });
+      });
+  isWatchingCloud_ = started.ok();
+  if (!started.ok()) log("Query didn't start... for whatever reason");
+}
+
+void ZRAudioUnit::iCloudDataChanged() {
+  log("iCloudData changed");
+  mainQueue().cancel(cloudReload_);
+  cloudReload_ = performAfter(kReloadSeconds, [this] { _reloadiCloudData(); });
+}
+
+void ZRAudioUnit::_reloadiCloudData() {
+  factoryPresetsInternal.reset();
+  didLoadPresetsFromDisk = false;
+  factoryPresets();
+}
+
+// Copies what the local store holds to where the cloud has nothing of that name.
+void ZRAudioUnit::_migrateToiCloud() {
+  if (cloud_ == nullptr) return;
+  services_.backgroundQueue->post(
+      [cloud = cloud_, log = services_.log, presets = storedPresets(), settings = services_.sharedSettings] {
+        const auto container = cloud->path();
+        if (!container) return;
+        const auto say = [&](const std::string& line) {
+          if (log) log(line);
+        };
+        for (const auto& [name, state] : presets.entries()) {
+          const std::string path = presetFolderOf(*container) + "/" + name + kPresetExtension;
+          if (cloud->holds(path)) {
+            say("[ZRAU] iCloud Preset exists, no need to migrate. " + path);
+            continue;
+          }
+          const auto text = writePropertyList(state);
+          const Outcome done = text.ok() ? cloud->write(path, text.value()) : Outcome(text.failure());
+          if (!done.ok()) say("[ZRAU] ERRO: " + done.reason());
+        }
+        settings->setBool(kDidMigrateToCloud, true);
+        if (const Outcome done = settings->synchronize(); !done.ok()) say("[ZRAU] error: " + done.reason());
+      });
+}
+
+}  // namespace morv

@@ -1,0 +1,100 @@
+// Presets that are written, overwritten and deleted, and where their files lie.
+
+#include <algorithm>
+#include <filesystem>
+#include <utility>
+
+#include "platform/PropertyList.h"
+#include "platform/PropertyListFile.h"
+#include "unit/PresetNames.h"
+#include "unit/ZRAudioUnit.h"
+
+namespace morv {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kFactoryMark = "[FACTORY]";
+constexpr const char* kFactoryFolder = "Factory Presets";
+
+}  // namespace
+
+std::string ZRAudioUnit::documentPathOf(const std::string& name) const {
+  return services_.directories.documents + "/" + name + kPresetExtension;
+}
+
+std::string ZRAudioUnit::cloudPathOf(const std::string& name) const {
+  const std::string folder = iCloudBaseFolder();
+  return folder.empty() ? std::string() : folder + "/" + name + kPresetExtension;
+}
+
+// The local store is one setting, with a file in the documents as its mirror; the cloud's is the file.
+void ZRAudioUnit::storePreset(const std::string& name, const PropertyListDictionary& state) {
+  if (presetSource != kCloudLocation) {
+    PropertyListDictionary presets = storedPresets();
+    presets.set(name, state);
+    storePresets(std::move(presets));
+    if (services_.directories.documents.empty()) return;
+    std::error_code error;
+    fs::create_directories(services_.directories.documents, error);
+    const Outcome mirrored = writePropertyListFile(documentPathOf(name), state);
+    if (!mirrored.ok()) log("[ZRAU] error while writing to disk: " + mirrored.reason());
+    return;
+  }
+  const std::string path = cloudPathOf(name);
+  if (path.empty()) return;
+  const auto text = writePropertyList(state);
+  const Outcome done = text.ok() ? cloud_->write(path, text.value()) : Outcome(text.failure());
+  if (!done.ok()) log("[ZRAU] error while writing to disk: " + done.reason());
+}
+
+AUAudioUnitPreset ZRAudioUnit::writePresetWithName(const std::string& name, std::int64_t number) {
+  const AUAudioUnitPreset written{name, number};
+  if (factoryPresetsInternal) factoryPresetsInternal->push_back(written);
+  storePreset(name, fullStateForDocument());
+  setCurrentPreset(written);
+  return written;
+}
+
+AUAudioUnitPreset ZRAudioUnit::writePresetWithName(const std::string& name, std::int64_t number,
+                                                   const PropertyListDictionary& date) {
+  const AUAudioUnitPreset written{name, number};
+  if (factoryPresetsInternal) factoryPresetsInternal->push_back(written);
+  setCurrentPreset(written);
+  storePreset(name, date);
+  return written;
+}
+
+void ZRAudioUnit::saveChangesToCurrentPreset() {
+  if (preset) storePreset(preset->name, fullStateForDocument());
+}
+
+void ZRAudioUnit::deletePresetWithName(const std::string& name) {
+  if (name.find(kFactoryMark) != std::string::npos) return;
+  if (presetSource != kCloudLocation) {
+    PropertyListDictionary presets = storedPresets();
+    presets.remove(name);
+    storePresets(std::move(presets));
+  } else if (const std::string path = cloudPathOf(name); !path.empty()) {
+    if (const Outcome done = cloud_->remove(path); !done.ok()) log("[ZRAU] ERRO: " + done.reason());
+  }
+  if (!factoryPresetsInternal) return;
+  const auto found = std::find_if(factoryPresetsInternal->begin(), factoryPresetsInternal->end(),
+                                  [&](const AUAudioUnitPreset& each) { return each.name == name; });
+  if (found != factoryPresetsInternal->end()) factoryPresetsInternal->erase(found);
+}
+
+std::optional<std::string> ZRAudioUnit::filePathForPreset(const AUAudioUnitPreset& wanted) const {
+  if (presetSource == kCloudLocation) {
+    const std::string path = cloudPathOf(wanted.name);
+    return path.empty() ? std::nullopt : std::optional(path);
+  }
+  if (presetIsFactoryPresett(wanted)) {
+    return services_.directories.resources + "/" + kFactoryFolder + "/" + wanted.name + kPresetExtension;
+  }
+  std::error_code error;
+  const std::string path = documentPathOf(wanted.name);
+  return fs::exists(path, error) ? std::optional(path) : std::nullopt;
+}
+
+}  // namespace morv
