@@ -12,6 +12,7 @@
 #include "platform/PropertyListLimits.h"
 #include "platform/ScopedCLocale.h"
 #include "platform/XmlCharacters.h"
+#include "platform/XmlPropertyListScan.h"
 
 namespace morv {
 namespace {
@@ -149,6 +150,8 @@ Result<std::string> writePropertyList(const PropertyListValue& value) {
   if (!text) return Failure{"the library for property lists lost a number"};
   if (text->size() > kMaxPropertyListBytes)
     return Failure{"longer than " + std::to_string(kMaxPropertyListBytes) + " bytes"};
+  XmlPropertyListScan scan(*text);  // so that nothing is written that reading refuses
+  if (!scan.run()) return Failure{"could not be read again: " + scan.reason()};
   return *std::move(text);
 }
 

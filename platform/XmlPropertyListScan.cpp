@@ -1,8 +1,6 @@
 #include "platform/XmlPropertyListScan.h"
 
 #include <algorithm>
-#include <charconv>
-#include <system_error>
 
 #include "platform/PropertyListDate.h"
 #include "platform/PropertyListLimits.h"
@@ -12,7 +10,8 @@
 namespace morv {
 namespace {
 
-constexpr std::size_t kLongestEntity = 10;  // "&#x10FFFF;", the least common of all
+constexpr std::size_t kMostMovedBytes = std::size_t{1} << 32U;  // about a second's work
+constexpr std::size_t kLongestEntity = 10;                      // "&#x10FFFF;", the least common of all
 
 bool isElement(std::string_view name) {
   static constexpr std::string_view kNames[] = {"array",   "data", "date",   "dict", "false",
@@ -27,19 +26,6 @@ std::string quoted(std::string_view text) {
   std::string shown = "\"" + std::string(text.substr(0, kShown));
   while (shown.size() > 1 && findBadXmlText(shown)) shown.pop_back();  // no half character
   return shown + (text.size() > kShown ? "...\"" : "\"");
-}
-
-// Whether a name or number between "&" and ";" stands for a character that XML may hold.
-bool isEntity(std::string_view name) {
-  if (name == "lt" || name == "gt" || name == "amp" || name == "quot" || name == "apos") return true;
-  if (!name.starts_with('#')) return false;
-  name.remove_prefix(1);
-  const bool isHex = name.starts_with('x');
-  if (isHex) name.remove_prefix(1);
-  unsigned character = 0;
-  const auto [end, error] =
-      std::from_chars(name.data(), name.data() + name.size(), character, isHex ? 16 : 10);
-  return error == std::errc() && end == name.data() + name.size() && isXmlCharacter(character);
 }
 
 }  // namespace
@@ -137,7 +123,9 @@ bool XmlPropertyListScan::scanDictionary(std::size_t depth) {
 }
 
 bool XmlPropertyListScan::scanText(std::string_view element) {
-  for (;;) {
+  const std::size_t begin = at_;
+  std::size_t pieces = 0;
+  for (;; ++pieces) {
     at_ = std::min(text_.find_first_of("<&", at_), text_.size());
     if (atEnd()) return fail("the text of " + quoted(element) + " has no end");
     if (text_[at_] == '&') {
@@ -149,6 +137,8 @@ bool XmlPropertyListScan::scanText(std::string_view element) {
       at_ += 9;
       if (!skipPast("]]>", "a CDATA section")) return false;
     } else {
+      movedBytes_ += pieces * (at_ - begin);
+      if (movedBytes_ > kMostMovedBytes) return fail("too many entities in long texts");
       return readEndTag(element);
     }
   }
@@ -157,7 +147,7 @@ bool XmlPropertyListScan::scanText(std::string_view element) {
 bool XmlPropertyListScan::scanEntity() {
   const std::size_t end = text_.find(';', at_);
   if (end == std::string::npos || end - at_ >= kLongestEntity) return fail("a \"&\" that begins no entity");
-  if (!isEntity(std::string_view(text_).substr(at_ + 1, end - at_ - 1)))
+  if (!isEntityName(std::string_view(text_).substr(at_ + 1, end - at_ - 1)))
     return fail("an unknown entity " + quoted(std::string_view(text_).substr(at_, end - at_ + 1)));
   at_ = end + 1;
   return true;

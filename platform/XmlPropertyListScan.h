@@ -10,7 +10,8 @@ namespace morv {
 // Goes over the text of an XML property list ahead of the library that reads it, and refuses whatever that
 // library would read wrongly, guess at or fall over: text that is not UTF-8, broken nesting, keys without a
 // value, values without a key, numbers, dates and base64 that are none, unknown elements, attributes,
-// entities and document types of the file's own, and anything beyond the limits.
+// entities and document types of the file's own, texts so full of entities that they would take hours, and
+// anything beyond the limits.
 //
 // Held strictly: one `plist` element with one value. Integers are decimal or hexadecimal ("0x1F") and fit
 // into 64 bits, signed or not. Reals are decimal numbers of a finite double's range, "nan", "infinity" or
@@ -61,6 +62,7 @@ class XmlPropertyListScan {
   std::string text_;
   std::size_t at_ = 0;
   std::size_t values_ = 0;
+  std::size_t movedBytes_ = 0;  // by the library, which moves the rest of a text at each entity
   std::string reason_;
 };
 

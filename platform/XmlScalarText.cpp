@@ -7,6 +7,8 @@
 #include <string>
 #include <system_error>
 
+#include "platform/XmlCharacters.h"
+
 namespace morv {
 namespace {
 
@@ -98,6 +100,18 @@ bool isBase64Text(std::string_view text) {
     }
   }
   return (digits + padding) % 4 == 0 && padding <= 2;
+}
+
+bool isEntityName(std::string_view name) {
+  if (name == "lt" || name == "gt" || name == "amp" || name == "quot" || name == "apos") return true;
+  if (!name.starts_with('#')) return false;
+  name.remove_prefix(1);
+  const bool isHex = name.starts_with('x');
+  if (isHex) name.remove_prefix(1);
+  unsigned character = 0;
+  const auto [end, error] =
+      std::from_chars(name.data(), name.data() + name.size(), character, isHex ? 16 : 10);
+  return error == std::errc() && end == name.data() + name.size() && isXmlCharacter(character);
 }
 
 }  // namespace morv

@@ -4,7 +4,7 @@
 
 namespace morv {
 
-// The forms of scalars in XML property lists. Surrounding white space belongs to none of them.
+// The forms of scalars and entities in XML property lists. Surrounding white space belongs to none of them.
 
 // A number in decimal, with or without sign, or an unsigned one in hexadecimal with "0x", that fits into 64
 // bits, signed or not.
@@ -13,6 +13,9 @@ bool isIntegerText(std::string_view text);
 bool isRealText(std::string_view text);
 // Bytes in base64, padded to whole groups of four, with white space anywhere.
 bool isBase64Text(std::string_view text);
+
+// Whether a name or number between "&" and ";" stands for a character that XML may hold.
+bool isEntityName(std::string_view name);
 
 bool isXmlSpace(char c) noexcept;
 std::string_view withoutOuterSpace(std::string_view text);

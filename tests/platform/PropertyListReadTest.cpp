@@ -287,5 +287,16 @@ TEST(PropertyListRead, RefusesTooManyValues) {
   EXPECT_THAT(refusalOf(values + "</array>"), HasSubstr("too many values"));
 }
 
+TEST(PropertyListRead, RefusesLongTextsFullOfEntitiesInsteadOfTakingHours) {
+  const auto textOf = [](std::size_t entities) {
+    std::string text = "<string>";
+    for (std::size_t i = 0; i < entities; ++i) text += "&amp;";
+    return text + "</string>";
+  };
+
+  EXPECT_EQ(read(textOf(20'000)).value(), PropertyListValue(std::string(20'000, '&')));
+  EXPECT_THAT(refusalOf(textOf(1'000'000)), HasSubstr("too many entities"));
+}
+
 }  // namespace
 }  // namespace morv

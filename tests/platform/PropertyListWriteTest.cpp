@@ -135,6 +135,7 @@ TEST(PropertyListWrite, RefusesWhatReadingRefuses) {
   around.push_back(std::move(deep));
   EXPECT_THAT(written(around), HasSubstr("levels deep"));
   EXPECT_THAT(written(std::string(kMaxPropertyListBytes, 'a')), HasSubstr("longer than"));
+  EXPECT_THAT(written(std::string(200'000, '&')), HasSubstr("too many entities"));
 }
 
 TEST(PropertyListWrite, KeepsWhatItDoesNotKnow) {
