@@ -180,6 +180,13 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
 
  protected:
   void setParameterTree(std::shared_ptr<AUParameterTree> tree) { parameterTree_ = std::move(tree); }
+  using Log = std::function<void(const std::string& line)>;
+  // Makes a folder of the cloud, with all above it; true if it was missing and is there now. Any thread.
+  static bool _createFolderIfNecesarry(const CloudContainer& cloud, const std::string& folder,
+                                       const Log& log);
+  // Sets the permissions of a folder that is there to 777, which counts in tens: owner read, all others
+  // execute, and the sticky bit. Nothing calls it.
+  bool _makeFolderWritable(const std::string& folder) const;
   // A line for the log.
   void log(const std::string& line) const;
   // Runs work on the main queue after a time, unless the unit has gone by then.

@@ -1,5 +1,6 @@
 // The cloud folder as the presets' storage.
 
+#include <filesystem>
 #include <utility>
 
 #include "platform/PropertyList.h"
@@ -53,12 +54,27 @@ void ZRAudioUnit::_initCloudStorage() {
   services_.backgroundQueue->post([cloud = cloud_, log = services_.log] {
     const auto container = cloud->path();
     if (!container) return;
-    for (const std::string& folder : {*container + "/Documents", presetFolderOf(*container)}) {
-      const Outcome made = cloud->makeFolder(folder);
-      if (!made.ok() && log) log("[ZRAU] error while creating folder: " + made.reason());
-    }
+    _createFolderIfNecesarry(*cloud, *container + "/Documents", log);
+    _createFolderIfNecesarry(*cloud, presetFolderOf(*container), log);
   });
   iCloudQuery();
+}
+
+bool ZRAudioUnit::_createFolderIfNecesarry(const CloudContainer& cloud, const std::string& folder,
+                                           const Log& log) {
+  if (cloud.holds(folder)) return false;
+  const Outcome made = cloud.makeFolder(folder);
+  if (!made.ok() && log) log("[ZRAU] error while creating folder: " + made.reason());
+  return made.ok();
+}
+
+bool ZRAudioUnit::_makeFolderWritable(const std::string& folder) const {
+  constexpr auto kPermissions = static_cast<std::filesystem::perms>(777);
+  std::error_code error;
+  if (!std::filesystem::exists(folder, error)) return false;
+  std::filesystem::permissions(folder, kPermissions, error);
+  if (error) log("[ZRAU] error " + error.message());
+  return !error;
 }
 
 // Watches the folder from the first call on.

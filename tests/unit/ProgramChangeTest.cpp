@@ -110,6 +110,8 @@ TEST_F(ProgramChange, LosesWhatTheQueueCannotHoldAndStillAnswersZero) {
 }
 
 TEST_F(ProgramChange, LeavesTheSoundAsItIsWithoutPresets) {
+  around_.standard.setInteger("midiChannel",
+                              -1);  // every preset change carries the user's MIDI settings over
   OpenUnit plain(around_);
   std::vector<float> before;
   for (const AUParameter* each : plain.parameterTree()->allParameters()) before.push_back(each->value());

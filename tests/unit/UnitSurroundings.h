@@ -11,12 +11,13 @@ struct UnitSurroundings {
   SettingsStore standard;
   SettingsStore shared;
   MainQueue queue;
-  AudioUnitServices services{&standard, &shared, &queue};
+  AudioUnitServices services{.standardSettings = &standard, .sharedSettings = &shared, .mainQueue = &queue};
 };
 
 class OpenUnit : public ZQ3Unit {
  public:
   explicit OpenUnit(UnitSurroundings& surroundings) : ZQ3Unit(surroundings.services) {}
+  explicit OpenUnit(const AudioUnitServices& services) : ZQ3Unit(services) {}
 
   ZQ3DSPKernel& kernel() { return _kernel; }
   ZRDSPInstrument& instrument() { return *_kernel.instrument; }
