@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "platform/BackgroundQueue.h"
@@ -12,6 +13,8 @@
 
 namespace morv {
 
+class ZRMidiMapper;
+
 // What a unit asks of its surroundings. They belong to whoever makes the unit and outlive it; several units
 // may share them.
 struct AudioUnitServices {
@@ -22,6 +25,7 @@ struct AudioUnitServices {
   NotificationCenter* notifications = nullptr;
   FileCoordinator* fileCoordinator = nullptr;
   Directories directories{};
+  std::shared_ptr<ZRMidiMapper> midiMapper{};  // of the process; without one no controller moves a parameter
   // Takes lines for the log, without a line's end; may be none. Main thread and background queue.
   std::function<void(const std::string& line)> log{};
 };

@@ -3,6 +3,7 @@
 #include "platform/DiagnosticRing.h"
 #include "platform/ScopedFlushDenormals.h"
 #include "unit/RenderCallbacks.h"
+#include "unit/ZRMidiMapper.h"
 
 namespace morv {
 namespace {
@@ -38,6 +39,7 @@ ZQ3Unit::ZQ3Unit(const AudioUnitServices& services) : ZRAudioUnit(services, kDes
   outputBusArray_ = std::make_unique<AUAudioUnitBusArray>(AUAudioUnitBusType::output,
                                                           std::vector<AUAudioUnitBus*>{outputBus()});
   setParameterTree(ZQ3Unit::generateParameterTree());
+  if (midiMapper() != nullptr) midiMapper()->setParameterTree(sharedParameterTree());
   outputVolumeParameter_ = parameterTree()->parameterForKeyPath("morv.volume");
   setMaximumFramesToRender(kInitialMaximumFrames);
   musicalContextBlock = nullptr;

@@ -5,6 +5,7 @@
 #include "platform/DiagnosticRing.h"
 #include "render/ZRDSPParameter.h"
 #include "unit/PresetNames.h"
+#include "unit/ZRMidiMapper.h"
 
 namespace morv {
 namespace {
@@ -13,6 +14,10 @@ constexpr const char* kGroupIdentifier = "group.org.morv";
 constexpr unsigned kFirstStatusWithoutChannel = 241;
 constexpr unsigned kControllerType = 176;
 constexpr std::uint16_t kControllerBytes = 3;
+// A controller's number, value and channel on their way through the main queue.
+constexpr int kByteMask = 0xFF;
+constexpr int kDataShift = 8;
+constexpr int kChannelShift = 16;
 
 }  // namespace
 
@@ -28,6 +33,11 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponent
   });
   programChangeKind_ =
       mainQueue().addRenderHandler([this](std::int32_t program) { programChanged(program); });
+  controllerKind_ = mainQueue().addRenderHandler([this](std::int32_t message) {
+    if (midiMapper() == nullptr) return;
+    midiMapper()->handleMidiCC(message & kByteMask, message >> kDataShift & kByteMask,
+                               message >> kChannelShift);
+  });
   if (services_.fileCoordinator != nullptr) {
     cloud_ = std::make_shared<CloudContainer>(defaults(), *services_.fileCoordinator);
   }
@@ -50,6 +60,7 @@ ZRAudioUnit::~ZRAudioUnit() {
   if (cloud_ != nullptr && isWatchingCloud_) cloud_->stopWatching();
   defaults().removeObserver(sharedToken_);
   standardDefaults().removeObserver(standardToken_);
+  mainQueue().removeRenderHandler(controllerKind_);
   mainQueue().removeRenderHandler(programChangeKind_);
   mainQueue().removeRenderHandler(voiceTriggeredKind_);
 }
@@ -116,8 +127,9 @@ int ZRAudioUnit::monitorMidi(std::uint16_t length, const std::uint8_t* bytes) no
   if (length < kControllerBytes || bytes[0] >= kFirstStatusWithoutChannel) return 0;
   const unsigned type = bytes[0] & 0xF0U;
   const unsigned channel = (bytes[0] & 0x0FU) + 1U;
-  if (type == kControllerType && midiControllerHandler_) {
-    midiControllerHandler_(bytes[1], bytes[2], static_cast<int>(channel));
+  if (type == kControllerType) {
+    const auto message = bytes[1] | unsigned{bytes[2]} << kDataShift | channel << kChannelShift;
+    mainQueue().postFromRender(controllerKind_, static_cast<std::int32_t>(message));
   }
   return 0;
 }

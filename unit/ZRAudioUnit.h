@@ -42,9 +42,6 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   // Hears each MIDI event ahead of the instrument, on the render thread; answers 0.
   using MIDIMonitorBlock = std::function<int(AUEventSampleTime eventSampleTime, std::uint8_t cable,
                                              std::uint16_t length, const std::uint8_t* bytes)>;
-  // Takes controller messages: controller and value 0 to 127, channel 1 to 16. Render thread; must not block.
-  using MIDIControllerHandler = std::function<void(int controller, int value, int channel)>;
-
   explicit ZRAudioUnit(const AudioUnitServices& services, const AudioComponentDescription& description = {});
   ~ZRAudioUnit() override;
 
@@ -130,12 +127,10 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   void unmute() noexcept { setIsMuted(false); }
 
   // Built at the first call and kept; later calls and the render thread share it. Of all messages only
-  // controllers go further, to the controller handler.
+  // controllers go further: the main queue hands them to the mapper.
   const MIDIMonitorBlock& midiMonitorBlock();
-  // Set while not rendering.
-  void setMidiControllerHandler(MIDIControllerHandler handler) {
-    midiControllerHandler_ = std::move(handler);
-  }
+  // None without one in the services.
+  ZRMidiMapper* midiMapper() const noexcept { return services_.midiMapper.get(); }
   // Render thread: has the main queue tell the delegate of a note.
   void postVoiceTriggered(int note) noexcept MORV_NONBLOCKING;
   // Render thread: has the main queue call `setCurrentPresetWithIndex`. Lost when the queue's ring is full.
@@ -180,6 +175,7 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
 
  protected:
   void setParameterTree(std::shared_ptr<AUParameterTree> tree) { parameterTree_ = std::move(tree); }
+  const std::shared_ptr<AUParameterTree>& sharedParameterTree() const { return parameterTree_; }
   using Log = std::function<void(const std::string& line)>;
   // Makes a folder of the cloud, with all above it; true if it was missing and is there now. Any thread.
   static bool _createFolderIfNecesarry(const CloudContainer& cloud, const std::string& folder,
@@ -232,12 +228,12 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   std::shared_ptr<AUParameterTree> parameterTree_;
   std::vector<std::shared_ptr<AUParameterGroup>> parameterGroups_;
   MIDIMonitorBlock midiMonitorBlock_;
-  MIDIControllerHandler midiControllerHandler_;
   std::atomic<ZRAudioUnitDelegate*> delegate_{nullptr};
   Relaxed<float> tempo_{0.0F};
   Relaxed<bool> isMuted_{false};
   std::int32_t voiceTriggeredKind_ = 0;
   std::int32_t programChangeKind_ = 0;
+  std::int32_t controllerKind_ = 0;
   SettingsStore::ObserverToken standardToken_ = 0;
   SettingsStore::ObserverToken sharedToken_ = 0;
   // What waits on the main queue holds this weakly, so that it falls away with the unit.

@@ -1,8 +1,12 @@
 #pragma once
 
+#include <tuple>
+#include <vector>
+
 #include "platform/MainQueue.h"
 #include "platform/SettingsStore.h"
 #include "unit/ZQ3Unit.h"
+#include "unit/ZRMidiMapper.h"
 
 namespace morv {
 
@@ -12,6 +16,17 @@ struct UnitSurroundings {
   SettingsStore shared;
   MainQueue queue;
   AudioUnitServices services{.standardSettings = &standard, .sharedSettings = &shared, .mainQueue = &queue};
+};
+
+// Writes down the controllers that reach it, and maps nothing.
+class HearingMapper : public ZRMidiMapper {
+ public:
+  explicit HearingMapper(UnitSurroundings& around) : ZRMidiMapper({.standardSettings = &around.standard}) {}
+  bool handleMidiCC(int controller, int withData, int onChannel) override {
+    heard.emplace_back(controller, withData, onChannel);
+    return true;
+  }
+  std::vector<std::tuple<int, int, int>> heard;
 };
 
 class OpenUnit : public ZQ3Unit {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <memory>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -201,15 +202,17 @@ TEST_F(ZQ3UnitRender, TouchesOnlyTheFramesAskedFor) {
 }
 
 TEST_F(ZQ3UnitRender, ShowsEveryMidiMessageToTheMonitorFirst) {
-  ASSERT_TRUE(unit_.allocateRenderResources(nullptr));
-  std::vector<std::tuple<int, int, int>> heard;
-  unit_.setMidiControllerHandler(
-      [&](int controller, int value, int channel) { heard.emplace_back(controller, value, channel); });
+  const auto mapper = std::make_shared<HearingMapper>(around_);
+  around_.services.midiMapper = mapper;
+  OpenUnit unit(around_);
+  ASSERT_TRUE(unit.allocateRenderResources(nullptr));
+  block_ = unit.internalRenderBlock();
   const AURenderEvent controller = midi(0xB2, 74, 12);
 
   render(&controller);
+  around_.queue.runDue(0);
 
-  EXPECT_THAT(heard, testing::ElementsAre(std::tuple(74, 12, 3)));
+  EXPECT_THAT(mapper->heard, testing::ElementsAre(std::tuple(74, 12, 3)));
 }
 
 TEST_F(ZQ3UnitRender, FlushesDenormalsInsideTheCallOnly) {

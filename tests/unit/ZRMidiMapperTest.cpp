@@ -1,0 +1,305 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/PropertyListFile.h"
+#include "render/ZRDSPParameter.h"
+#include "tests/hosts/TemporaryFolder.h"
+#include "tests/unit/UnitSurroundings.h"
+#include "unit/ZRMidiMapper.h"
+
+namespace morv {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+// A tree of three parameters: indexed, hertz and anything else, at addresses 10, 11 and 12.
+std::shared_ptr<AUParameterTree> smallTree() {
+  std::vector<std::unique_ptr<AUParameter>> children;
+  const auto add = [&](const char* identifier, AUParameterAddress address, float least, float greatest,
+                       ZRDSPParameterUnit unit) {
+    AUParameter::Description description;
+    description.identifier = identifier;
+    description.address = address;
+    description.minValue = least;
+    description.maxValue = greatest;
+    description.unit = static_cast<std::int32_t>(unit);
+    children.push_back(std::make_unique<AUParameter>(std::move(description)));
+  };
+  add("indexed", 10, 1, 5, ZRDSPParameterUnit::indexed);
+  add("hertz", 11, 20, 20020, ZRDSPParameterUnit::hertz);
+  add("other", 12, -1, 1, ZRDSPParameterUnit::percent);
+  AUParameterTree::Children groups;
+  groups.push_back(std::make_shared<AUParameterGroup>("g", "G", std::move(children)));
+  return AUParameterTree::createTreeWithChildren(std::move(groups));
+}
+
+class MidiMapper : public testing::Test {
+ protected:
+  MidiMapper() {
+    services_ = {.standardSettings = &settings_,
+                 .notifications = &notifications_,
+                 .directories = Directories::under(folder_.path("user")),
+                 .log = [this](const std::string& line) { log_.push_back(line); }};
+    notifications_.addObserver("midiMappingChanged", [this] { ++changes_; });
+    open();
+  }
+  void open() { mapper_ = std::make_unique<ZRMidiMapper>(services_); }
+  void openWithTree() {
+    open();
+    mapper_->setParameterTree(tree_);
+  }
+  float value(const char* identifier) {
+    return tree_->parameterForKeyPath(std::string("g.") + identifier)->value();
+  }
+  std::string filePath() { return services_.directories.data + "/MIDIMappings/default.midimap"; }
+
+  TemporaryFolder folder_;
+  SettingsStore settings_;
+  NotificationCenter notifications_;
+  MidiMapperServices services_;
+  std::vector<std::string> log_;
+  int changes_ = 0;
+  std::shared_ptr<AUParameterTree> tree_ = smallTree();
+  std::unique_ptr<ZRMidiMapper> mapper_;
+};
+
+TEST_F(MidiMapper, HasNoTableWithoutFileAndTree) {
+  EXPECT_FALSE(mapper_->mapping().has_value());
+  EXPECT_EQ(mapper_->mappingForControl(7), -1);
+  EXPECT_EQ(mapper_->controlForMapping(10), -1);
+  EXPECT_FALSE(mapper_->handleMidiCC(7, 64, 1));
+  EXPECT_EQ(mapper_->groupIdentifier(), "group.morv.MORV");
+  EXPECT_EQ(mapper_->basePath(), services_.directories.data + "/MIDIMappings");
+}
+
+TEST_F(MidiMapper, MakesADefaultTableThatMapsNothingAndDoesNotWriteIt) {
+  mapper_->setParameterTree(tree_);
+
+  EXPECT_THAT(*mapper_->mapping(), ElementsAre(Pair(11, -1), Pair(12, -1), Pair(13, -1)));
+  EXPECT_FALSE(mapper_->handleMidiCC(11, 64, 1));
+  EXPECT_EQ(mapper_->controlForMapping(10), -1);
+  EXPECT_FALSE(readPropertyListFile(filePath()).ok());
+}
+
+TEST_F(MidiMapper, MovesAParameterByTheLawOfItsUnit) {
+  mapper_->setParameterTree(tree_);
+  mapper_->setMapping(20, 10);
+  mapper_->setMapping(21, 11);
+  mapper_->setMapping(22, 12);
+
+  for (const int data : {0, 1, 25, 26, 64, 126, 127}) {
+    for (const int controller : {20, 21, 22}) EXPECT_TRUE(mapper_->handleMidiCC(controller, data, 1));
+    const double n = data / 127.0;
+    EXPECT_EQ(value("indexed"), std::floor(n * 5.0)) << data;
+    EXPECT_NEAR(value("hertz"), 20.0 + std::pow(n, 4.0) * 20000.0, 0.01) << data;
+    EXPECT_NEAR(value("other"), -1.0 + n * 2.0, 1e-6) << data;
+  }
+}
+
+TEST_F(MidiMapper, AnIndexedParameterReachesItsMaximumAtTheVeryEndOnly) {
+  mapper_->setParameterTree(tree_);
+  mapper_->setMapping(20, 10);
+
+  mapper_->handleMidiCC(20, 126, 1);
+  EXPECT_EQ(value("indexed"), 4.0F);
+  mapper_->handleMidiCC(20, 127, 1);
+
+  EXPECT_EQ(value("indexed"), 5.0F);
+}
+
+TEST_F(MidiMapper, TheChannelSettingAdmitsTheChannelBelowIt) {
+  mapper_->setParameterTree(tree_);
+  mapper_->setMapping(22, 12);
+
+  settings_.setInteger("midiChannel", 4);
+  EXPECT_FALSE(mapper_->handleMidiCC(22, 127, 4));
+  EXPECT_TRUE(mapper_->handleMidiCC(22, 127, 3));
+  EXPECT_EQ(mapper_->midiCHannel(), 3);
+  settings_.setInteger("midiChannel", 0);
+
+  for (int channel = 0; channel <= 16; ++channel) EXPECT_TRUE(mapper_->handleMidiCC(22, 127, channel));
+  EXPECT_EQ(mapper_->midiCHannel(), -1);
+}
+
+TEST_F(MidiMapper, StartsWithTheChannelOfTheSetting) {
+  settings_.setInteger("midiChannel", 9);
+  open();
+
+  EXPECT_EQ(mapper_->midiCHannel(), 9);
+  mapper_->setMidiCHannel(2);
+  EXPECT_EQ(mapper_->midiCHannel(), 2);
+}
+
+TEST_F(MidiMapper, LearnsTheNextControllerWithoutMovingAnything) {
+  mapper_->setParameterTree(tree_);
+  mapper_->initiateMappingForParameter(12);
+  EXPECT_TRUE(mapper_->isWaitingForMapping());
+  EXPECT_EQ(mapper_->currentMappingParameter(), 12U);
+
+  EXPECT_TRUE(mapper_->handleMidiCC(74, 127, 1));
+
+  EXPECT_FALSE(mapper_->isWaitingForMapping());
+  EXPECT_EQ(value("other"), 0.0F);
+  EXPECT_EQ(mapper_->mappingForControl(74), 12);
+  EXPECT_EQ(mapper_->controlForMapping(12), 74);
+  EXPECT_EQ(changes_, 1);
+  EXPECT_THAT(log_, ElementsAre("[MIDI] received mapping: CC:74 -> ADDR:12"));
+}
+
+TEST_F(MidiMapper, LearnModeOutlivesMessagesOfOtherChannels) {
+  mapper_->setParameterTree(tree_);
+  settings_.setInteger("midiChannel", 2);
+  mapper_->initiateMappingForParameter(12);
+
+  EXPECT_FALSE(mapper_->handleMidiCC(74, 127, 5));
+
+  EXPECT_TRUE(mapper_->isWaitingForMapping());
+  EXPECT_TRUE(mapper_->handleMidiCC(75, 127, 1));
+  EXPECT_EQ(mapper_->controlForMapping(12), 75);
+}
+
+TEST_F(MidiMapper, AParameterThatLearnsAnewLeavesItsFormerControllerAtNothing) {
+  mapper_->setParameterTree(tree_);
+  mapper_->setMapping(30, 12);
+  mapper_->initiateMappingForParameter(12);
+
+  mapper_->handleMidiCC(31, 0, 1);
+
+  EXPECT_THAT(*mapper_->mapping(), Contains(Pair(30, -1)));
+  EXPECT_EQ(mapper_->mappingForControl(30), -1);
+  EXPECT_EQ(mapper_->controlForMapping(12), 31);
+}
+
+TEST_F(MidiMapper, LearningTakesAControllerAwayFromWhatItDrove) {
+  mapper_->setParameterTree(tree_);
+  mapper_->setMapping(30, 10);
+  mapper_->initiateMappingForParameter(12);
+
+  mapper_->handleMidiCC(30, 0, 1);
+
+  EXPECT_EQ(mapper_->mappingForControl(30), 12);
+  EXPECT_EQ(mapper_->controlForMapping(10), -1);
+}
+
+TEST_F(MidiMapper, LearnsOnControllerNothing) {
+  mapper_->setParameterTree(tree_);
+  mapper_->initiateMappingForParameter(12);
+
+  mapper_->handleMidiCC(0, 5, 1);
+
+  EXPECT_EQ(mapper_->controlForMapping(12), 0);
+}
+
+TEST_F(MidiMapper, AssigningRemovesTheFormerControllerAndPostsNothing) {
+  mapper_->setParameterTree(tree_);
+  mapper_->setMapping(30, 12);
+
+  mapper_->setMapping(31, 12);
+
+  EXPECT_EQ(mapper_->mapping()->count(30), 0U);
+  EXPECT_EQ(mapper_->controlForMapping(12), 31);
+  EXPECT_EQ(changes_, 0);
+}
+
+TEST_F(MidiMapper, AnAddressThatOnlyItsLowHalfFindsIsControllerNothing) {
+  mapper_->setParameterTree(tree_);
+  mapper_->setMapping(31, 12);
+
+  EXPECT_EQ(mapper_->controlForMapping((std::uint64_t{1} << 32U) + 12U), 0);
+  EXPECT_EQ(mapper_->controlForMapping(~std::uint64_t{0}), 0);  // the default table's keys hold -1
+  EXPECT_EQ(mapper_->controlForMapping(99), -1);
+}
+
+TEST_F(MidiMapper, TheTableOutlastsTheMapper) {
+  mapper_->setParameterTree(tree_);
+  mapper_->setMapping(30, 10);
+  mapper_->initiateMappingForParameter(12);
+  mapper_->handleMidiCC(40, 0, 1);
+
+  openWithTree();
+
+  EXPECT_THAT(*mapper_->mapping(),
+              ElementsAre(Pair(11, -1), Pair(12, -1), Pair(13, -1), Pair(30, 10), Pair(40, 12)));
+}
+
+TEST_F(MidiMapper, AnUnreadableFileCountsAsMissing) {
+  for (const char* content :
+       {"nonsense", "<plist><array/></plist>",
+        "<plist version=\"1.0\"><dict><key>x</key><integer>1</integer></dict></plist>",
+        "<plist version=\"1.0\"><dict><key>1</key><string>1</string></dict></plist>",
+        "<plist version=\"1.0\"><dict><key>1</key><integer>-2</integer></dict></plist>"}) {
+    folder_.write("user/data/MIDIMappings/default.midimap", std::string(content));
+    ASSERT_EQ(TemporaryFolder::read(filePath()).size(), std::string(content).size());
+
+    openWithTree();
+
+    EXPECT_EQ(mapper_->mapping()->size(), 3U) << content;
+  }
+}
+
+TEST_F(MidiMapper, AFileThatCannotBeWrittenIsLoggedAndTheTableHolds) {
+  services_.directories.data = folder_.write("file", std::string("in the way"));
+  openWithTree();
+  ASSERT_EQ(log_.size(), 1U);
+  EXPECT_TRUE(log_[0].starts_with("ERROR: "));
+
+  mapper_->setMapping(30, 12);
+
+  EXPECT_EQ(log_.back(), "error unable to write mapping file");
+  EXPECT_EQ(mapper_->mappingForControl(30), 12);
+}
+
+TEST_F(MidiMapper, WithoutADataFolderLivesInMemory) {
+  services_.directories = {};
+  openWithTree();
+
+  mapper_->setMapping(30, 12);
+
+  EXPECT_EQ(mapper_->mappingForControl(30), 12);
+  EXPECT_THAT(log_, IsEmpty());
+}
+
+TEST_F(MidiMapper, ATreeThatGoesTakesItsParametersAlong) {
+  mapper_->setParameterTree(tree_);
+  mapper_->setMapping(30, 12);
+
+  tree_.reset();
+
+  EXPECT_FALSE(mapper_->handleMidiCC(30, 1, 1));
+}
+
+TEST_F(MidiMapper, IsSharedByTheProcessAsLongAsSomebodyHoldsIt) {
+  const auto one = ZRMidiMapper::sharedObject(services_);
+  const auto two = ZRMidiMapper::sharedObject(services_);
+
+  EXPECT_EQ(one, two);
+}
+
+TEST(MidiMapperInAUnit, AControllerFromTheHostMovesItsParameterByTheMainQueue) {
+  UnitSurroundings around;
+  around.services.midiMapper =
+      std::make_shared<ZRMidiMapper>(MidiMapperServices{.standardSettings = &around.standard});
+  OpenUnit unit(around);
+  AUParameter& cutoff = *unit.parameterTree()->parameterForKeyPath("morv.filterCutoff");
+  around.services.midiMapper->setMapping(74, cutoff.address());
+  const float before = cutoff.value();
+  const std::uint8_t bytes[3] = {0xB0, 74, 127};
+
+  unit.midiMonitorBlock()(0, 0, 3, bytes);
+  EXPECT_EQ(cutoff.value(), before);
+  around.queue.runDue(0);
+
+  EXPECT_EQ(cutoff.value(), cutoff.maxValue());
+}
+
+}  // namespace
+}  // namespace morv

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/AUParameterTree.h"
+#include "platform/Directories.h"
+#include "platform/Export.h"
+#include "platform/NotificationCenter.h"
+#include "platform/SettingsStore.h"
+
+namespace morv {
+
+// What the mapper asks of its surroundings; they outlive it.
+struct MidiMapperServices {
+  SettingsStore* standardSettings = nullptr;
+  NotificationCenter* notifications = nullptr;  // may be none
+  Directories directories{};                    // without a data folder the table lives in memory alone
+  std::function<void(const std::string& line)> log{};  // may be none
+};
+
+// Turns controller messages into parameter changes, by a table from controller number to parameter address
+// that the user fills, by typing or by learning from the next controller that moves. The table is kept in a
+// file of its own, "MIDIMappings/default.midimap" in the data folder, so that it outlasts all presets: a
+// property list with the controllers as keys and the addresses as integers. An unreadable file counts as a
+// missing one.
+//
+// An address of -1 stands for a controller that drives nothing.
+//
+// Main thread: units hand controllers over from the render thread through the main queue. A change of a
+// parameter goes through the tree like any other.
+class MORV_EXPORT ZRMidiMapper {
+ public:
+  // Controller number to address.
+  using Mapping = std::map<int, std::int64_t>;
+
+  // One mapper for all units of a process: made from these services at the first use, and anew after nobody
+  // has held it any more. Any thread.
+  static std::shared_ptr<ZRMidiMapper> sharedObject(const MidiMapperServices& services);
+
+  explicit ZRMidiMapper(MidiMapperServices services);
+  virtual ~ZRMidiMapper();
+  ZRMidiMapper(const ZRMidiMapper&) = delete;
+  ZRMidiMapper& operator=(const ZRMidiMapper&) = delete;
+
+  // The parameters that controllers reach; loads the table or makes the default one again. A tree that goes
+  // takes its parameters along.
+  void setParameterTree(const std::shared_ptr<AUParameterTree>& tree);
+  // Controller and value 0 to 127, channel 1 to 16 or 0 for a message without one. True if the message was
+  // used. The setting "midiChannel" N admits channel N - 1, 0 admits all. In learn mode the controller goes
+  // to the waiting parameter, which loses its former one, and "midiMappingChanged" is posted; otherwise its
+  // parameter moves: indexed ones to floor(n maximum), hertz to minimum + n^4 range, all others to minimum +
+  // n range, with n the value over 127.
+  virtual bool handleMidiCC(int controller, int withData, int onChannel);
+  // The next controller goes to this parameter, however long it takes.
+  void initiateMappingForParameter(std::uint64_t address);
+  // At once, without a notification; the parameter's former controller is forgotten.
+  void setMapping(int controller, std::uint64_t forParameter);
+  // Address of a controller's parameter, or -1.
+  std::int64_t mappingForControl(int controller) const;
+  // Controller of a parameter, the least of several, or -1. 0 for an address that only its low half finds.
+  int controlForMapping(std::uint64_t address) const;
+
+  // Channel that is admitted, from 0; negative for all. Read from the settings at each message.
+  void setMidiCHannel(int channel) { midiCHannel_ = channel; }
+  int midiCHannel() const { return midiCHannel_; }
+  bool isWaitingForMapping() const { return isWaitingForMapping_; }
+  std::uint64_t currentMappingParameter() const { return currentMappingParameter_; }
+  // None until there is a file or a tree.
+  const std::optional<Mapping>& mapping() const { return mapping_; }
+  const std::string& groupIdentifier() const { return groupIdentifier_; }
+  // Folder of the mapping files; empty if the table lives in memory alone.
+  const std::string& basePath() const { return basePath_; }
+
+ private:
+  void _initStorage();
+  void _loadMappingOrCreateDefaultIfNecesarry();
+  std::optional<Mapping> _makeDefaultMapping() const;
+  std::optional<Mapping> loadMapping() const;
+  void _persistMapping() const;
+  std::string filePath() const;
+  bool learn(int controller);
+  void log(const std::string& line) const;
+
+  MidiMapperServices services_;
+  std::weak_ptr<AUParameterTree> parameterTree_;
+  std::optional<Mapping> mapping_;
+  std::uint64_t currentMappingParameter_ = 0;
+  bool isWaitingForMapping_ = false;
+  int midiCHannel_ = 0;
+  std::string groupIdentifier_;
+  std::string basePath_;
+};
+
+}  // namespace morv
