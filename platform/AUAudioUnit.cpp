@@ -74,12 +74,17 @@ bool AUAudioUnit::shouldChangeToFormatForBus(const AVAudioFormat& format, const 
 }
 
 PropertyListDictionary AUAudioUnit::fullState() const {
-  PropertyListDictionary state = foreign_;
+  PropertyListDictionary state;
+  PropertyListDictionary parameters;
+  {
+    const std::scoped_lock lock(foreignMutex_);
+    state = foreign_;
+    parameters = foreignParameters_;
+  }
   state.set(kVersion, kStateVersion);
   state.set(kType, componentDescription_.componentType);
   state.set(kSubtype, componentDescription_.componentSubType);
   state.set(kManufacturer, componentDescription_.componentManufacturer);
-  PropertyListDictionary parameters = foreignParameters_;
   if (const AUParameterTree* tree = parameterTree()) {
     for (const auto& group : tree->children()) {
       const PropertyListValue* known = parameters.find(group->identifier());
@@ -93,6 +98,7 @@ PropertyListDictionary AUAudioUnit::fullState() const {
 }
 
 void AUAudioUnit::keepForeignParts(const PropertyListDictionary& state) {
+  const std::scoped_lock lock(foreignMutex_);
   foreign_ = state;
   for (const std::string_view key : kOwnKeys) foreign_.remove(key);
   foreignParameters_ = {};

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "platform/AUAudioUnitBus.h"
@@ -104,6 +105,7 @@ class MORV_EXPORT AUAudioUnit {
   void keepForeignParts(const PropertyListDictionary& state);
 
   const AudioComponentDescription componentDescription_;
+  mutable std::mutex foreignMutex_;           // states may be read and loaded on different threads
   PropertyListDictionary foreign_;            // entries of the last state that are not this class's
   PropertyListDictionary foreignParameters_;  // by group, as in a state
   std::uint32_t maximumFramesToRender_ = 512;

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/AUParameterObservers.h"
 #include "platform/AURenderEvent.h"
 #include "platform/Export.h"
 #include "platform/Relaxed.h"
@@ -34,11 +36,21 @@ class MORV_EXPORT AUParameter {
   AUParameter(const AUParameter&) = delete;
   AUParameter& operator=(const AUParameter&) = delete;
 
-  // Stores the value and tells the group's value observer, on the calling thread. A parameter that stands in
-  // no group yet only stores it.
-  void setValue(AUValue newValue);
+  // Stores the value, tells the group's value observer and then the tree's observers but the originator, on
+  // the calling thread. A parameter that stands in no group yet only stores it. Touch and release carry the
+  // value too.
+  void setValue(AUValue newValue, AUParameterObserverToken originator = 0,
+                AUParameterAutomationEventType eventType = AUParameterAutomationEventType::value);
   // What the group's value provider answers; without one, the value last set.
   AUValue value() const;
+
+  // A value as a person reads it, whatever the locale: an indexed one by its string, a boolean as "Off" or
+  // "On", others as a number of at most four digits or the whole part, with the unit behind it.
+  std::string stringFromValue(AUValue shown) const;
+  // The value that such a text means, or a plain number; none for any other text. Not clamped.
+  std::optional<AUValue> valueFromString(const std::string& text) const;
+  // "group.identifier"; the identifier alone before it is put into a group.
+  std::string keyPath() const;
 
   const std::string& identifier() const noexcept { return description_.identifier; }
   const std::string& displayName() const noexcept { return description_.displayName; }

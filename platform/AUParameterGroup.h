@@ -36,11 +36,15 @@ class MORV_EXPORT AUParameterGroup {
   AUParameter* parameterWithIdentifier(const std::string& identifier) const noexcept;
 
  private:
+  friend class AUParameter;
+  friend class AUParameterTree;
+
   const std::string identifier_;
   const std::string displayName_;
   const std::vector<std::unique_ptr<AUParameter>> children_;
   ValueObserver valueObserver_;
   ValueProvider valueProvider_;
+  std::shared_ptr<AUParameterObservers> observers_;  // of the tree; none before it stands in one
 };
 
 }  // namespace morv

@@ -11,12 +11,25 @@ std::shared_ptr<AUParameterTree> AUParameterTree::createTreeWithChildren(Childre
 
 AUParameterTree::AUParameterTree(Children groups) : groups_(std::move(groups)) {
   for (const auto& group : groups_) {
+    group->observers_ = observers_;
     for (const auto& parameter : group->children()) all_.push_back(parameter.get());
   }
   byAddress_ = all_;
   std::stable_sort(byAddress_.begin(), byAddress_.end(),
                    [](const AUParameter* a, const AUParameter* b) { return a->address() < b->address(); });
 }
+
+AUParameterObserverToken AUParameterTree::tokenByAddingParameterObserver(
+    AUParameterObservers::ParameterObserver observer) {
+  return observers_->add(std::move(observer));
+}
+
+AUParameterObserverToken AUParameterTree::tokenByAddingParameterAutomationObserver(
+    AUParameterObservers::AutomationObserver observer) {
+  return observers_->add(std::move(observer));
+}
+
+void AUParameterTree::removeParameterObserver(AUParameterObserverToken token) { observers_->remove(token); }
 
 AUParameter* AUParameterTree::parameterWithAddress(AUParameterAddress address) const noexcept {
   const auto found = std::lower_bound(

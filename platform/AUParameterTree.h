@@ -22,6 +22,12 @@ class MORV_EXPORT AUParameterTree {
   const Children& children() const noexcept { return groups_; }
   // Every parameter, group after group, in the order in which the groups hold them.
   const std::vector<AUParameter*>& allParameters() const noexcept { return all_; }
+  // Calls the observer behind each value that is set, with its kind or without; AUParameterObservers.h says
+  // on which thread.
+  AUParameterObserverToken tokenByAddingParameterObserver(AUParameterObservers::ParameterObserver observer);
+  AUParameterObserverToken tokenByAddingParameterAutomationObserver(
+      AUParameterObservers::AutomationObserver observer);
+  void removeParameterObserver(AUParameterObserverToken token);
   // The first parameter with that address, none when there is none.
   AUParameter* parameterWithAddress(AUParameterAddress address) const noexcept;
   // The parameter at "group.identifier"; the first dot parts the two. None when there is none.
@@ -31,6 +37,7 @@ class MORV_EXPORT AUParameterTree {
   explicit AUParameterTree(Children groups);
 
   const Children groups_;
+  const std::shared_ptr<AUParameterObservers> observers_ = std::make_shared<AUParameterObservers>();
   std::vector<AUParameter*> all_;
   std::vector<AUParameter*> byAddress_;  // ascending; equal addresses in tree order
 };

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "platform/AURenderEvent.h"
+#include "platform/Export.h"
+
+namespace morv {
+
+// Who observes, and who sets: a setter that gives its own token does not hear of its own change. 0 for
+// nobody.
+using AUParameterObserverToken = std::uint64_t;
+
+// A change of a value, or the beginning and end of a gesture that changes it: hosts record one from touch to
+// release.
+enum class AUParameterAutomationEventType : std::uint32_t { value = 0, touch = 1, release = 2 };
+
+struct AUParameterAutomationEvent {
+  AUParameterAddress address = 0;
+  AUValue value = 0;
+  AUParameterAutomationEventType eventType = AUParameterAutomationEventType::value;
+};
+
+// The observers of a tree's parameters. They are called on the thread that sets a value, behind the engine,
+// in the order in which they came, with no lock held; so they may set values and come and go meanwhile. One
+// that is removed may still be inside a call on another thread.
+//
+// Any thread but the render thread once there is an observer; without one, `tell` is free of locks.
+class MORV_EXPORT AUParameterObservers {
+ public:
+  using ParameterObserver = std::function<void(AUParameterAddress address, AUValue value)>;
+  using AutomationObserver = std::function<void(const AUParameterAutomationEvent& event)>;
+
+  AUParameterObserverToken add(ParameterObserver observer);
+  AUParameterObserverToken add(AutomationObserver observer);
+  // A token that is gone is no error.
+  void remove(AUParameterObserverToken token);
+  // Tells all but the originator.
+  void tell(const AUParameterAutomationEvent& event, AUParameterObserverToken originator) const;
+
+ private:
+  struct Entry {
+    AUParameterObserverToken token;
+    AutomationObserver observer;
+  };
+  using Entries = std::vector<Entry>;
+
+  mutable std::mutex mutex_;
+  std::shared_ptr<const Entries> entries_ = std::make_shared<const Entries>();  // replaced, never changed
+  std::atomic<bool> isObserved_{false};
+  AUParameterObserverToken nextToken_ = 1;
+};
+
+}  // namespace morv
