@@ -54,12 +54,17 @@ void ZQ3Unit::_initPrefsIfNecesarry() {
   standard.setBool(kMidiMode, true);
   standard.setBool(kDidInitAUPrefs, true);
   standard.setInteger(kMidiNotePriority, 0);
+  synchronize(standard);
   defaults().setDouble(kMidiMPEBendRange, kDefaultMPEBendRange);
+  synchronize(defaults());
 }
 
 void ZQ3Unit::prefsChanged() {
   const double bendRange = defaults().doubleForKey(kMidiMPEBendRange);
-  if (bendRange == 0.0) defaults().setDouble(kMidiMPEBendRange, kDefaultMPEBendRange);
+  if (bendRange == 0.0) {
+    defaults().setDouble(kMidiMPEBendRange, kDefaultMPEBendRange);
+    synchronize(defaults());
+  }
   _kernel.instrument->mpeBendRange = static_cast<float>(bendRange);
   _kernel.instrument->setNotePriority(static_cast<int>(defaults().integerForKey(kMidiNotePriority)));
 }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/AtomicFile.h"
 #include "platform/DiagnosticRing.h"
 #include "render/ZRDSPParameter.h"
 #include "unit/PresetNames.h"
@@ -41,6 +42,7 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponent
   if (services_.fileCoordinator != nullptr) {
     cloud_ = std::make_shared<CloudContainer>(defaults(), *services_.fileCoordinator);
   }
+  if (!services_.directories.documents.empty()) removeStaleTemporaryFiles(services_.directories.documents);
   presetSource = static_cast<std::int32_t>(defaults().integerForKey(kPresetStorageLocation));
   if (presetSource == kCloudLocation) {
     _initCloudStorage();
@@ -103,6 +105,10 @@ std::shared_ptr<AUParameterGroup> ZRAudioUnit::createGroupWithId(
 
 void ZRAudioUnit::log(const std::string& line) const {
   if (services_.log) services_.log(line);
+}
+
+void ZRAudioUnit::synchronize(SettingsStore& settings) const {
+  if (const Outcome done = settings.synchronize(); !done.ok()) log("[ZRAU] error: " + done.reason());
 }
 
 MainQueue::Token ZRAudioUnit::performAfter(double seconds, std::function<void()> work) {

@@ -183,6 +183,8 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   // Sets the permissions of a folder that is there to 777, which counts in tens: owner read, all others
   // execute, and the sticky bit. Nothing calls it.
   bool _makeFolderWritable(const std::string& folder) const;
+  // Brings settings to the disk; what fails is logged.
+  void synchronize(SettingsStore& settings) const;
   // A line for the log.
   void log(const std::string& line) const;
   // Runs work on the main queue after a time, unless the unit has gone by then.

@@ -38,7 +38,7 @@ bool ZRAudioUnit::setStorageLocation(int location) {
   didLoadPresetsFromDisk = false;
   factoryPresets();
   defaults().setInteger(kPresetStorageLocation, location);
-  if (const Outcome done = defaults().synchronize(); !done.ok()) log("[ZRAU] error: " + done.reason());
+  synchronize(defaults());
   return true;
 }
 

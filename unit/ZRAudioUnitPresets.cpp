@@ -56,7 +56,7 @@ PropertyListDictionary ZRAudioUnit::storedPresets() const {
 
 void ZRAudioUnit::storePresets(PropertyListDictionary presets) {
   defaults().setValue(kPresets, std::move(presets));
-  if (const Outcome done = defaults().synchronize(); !done.ok()) log("[ZRAU] error: " + done.reason());
+  synchronize(defaults());
 }
 
 std::optional<PropertyListDictionary> ZRAudioUnit::dataForPreset(const AUAudioUnitPreset& wanted) const {
@@ -184,7 +184,7 @@ void ZRAudioUnit::setCurrentPreset(const std::optional<AUAudioUnitPreset>& newPr
   } else {
     defaults().remove(kLastPreset);
   }
-  if (const Outcome done = defaults().synchronize(); !done.ok()) log("[ZRAU] error: " + done.reason());
+  synchronize(defaults());
 }
 
 // A negative index counts as a very great one.
