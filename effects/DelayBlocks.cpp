@@ -61,9 +61,11 @@ bool isAwayFromSeam(float position, const float* delaysSamples, int size, int fr
   if (frames < 1) return false;
   float least = delaysSamples[0];
   float greatest = delaysSamples[0];
-  for (int k = 1; k < frames; ++k) {
+  bool areNumbers = true;
+  for (int k = 0; k < frames; ++k) {
     least = std::min(least, delaysSamples[k]);
     greatest = std::max(greatest, delaysSamples[k]);
+    areNumbers &= delaysSamples[k] == delaysSamples[k];
   }
   const auto span = static_cast<float>(frames);
   const auto end = static_cast<float>(size);
@@ -71,7 +73,7 @@ bool isAwayFromSeam(float position, const float* delaysSamples, int size, int fr
   const float last = position + span - least;
   const bool isBehind = first >= 0.0F && last < end - 2.0F;
   const bool isAround = last < 0.0F && first + end >= 0.0F && last + end < end - 2.0F;
-  return position + span < end && (isBehind || isAround);
+  return areNumbers && position + span < end && (isBehind || isAround);
 }
 
 // `position` after `frames` steps; also copies `in` to where it passes, if there is one.

@@ -6,6 +6,7 @@
 #include <numbers>
 
 #include "effects/DelayBlocks.h"
+#include "effects/HeldSettings.h"
 #include "voice/VoiceKernels.h"
 
 namespace morv {
@@ -32,6 +33,10 @@ constexpr float kForward = 0.75F;
 constexpr float kSaturatingIn = 0.95F;  // what the saturating comb takes of its input
 constexpr float kPi = std::numbers::pi_v<float>;
 constexpr float kTwoPi = 2.0F * kPi;
+
+float heldFraction(const ZRDSPParameter& parameter) noexcept {
+  return heldSetting(parameter.normalizedValue(), -kHeldMagnitude, kHeldMagnitude);
+}
 
 }  // namespace
 
@@ -73,9 +78,9 @@ void ZRBasicChorus::_setup() {
   smoothing = static_cast<float>(
       std::exp(std::log(0.001) / (kSmoothingMs * static_cast<double>(sampleRate) * 0.001)));
   // The spread starts at its percentage as it stands and sweeps down to the fraction that it means.
-  smoothed.spread = chorusSpread.value;
+  smoothed.spread = heldSetting(chorusSpread.value, -kHeldMagnitude, kHeldMagnitude);
   smoothed.amount = 0;
-  smoothed.mix = mix.normalizedValue();
+  smoothed.mix = heldFraction(mix);
   noiseTargetL = noiseTargetR = noiseL = noiseR = 0;
 }
 
@@ -93,9 +98,9 @@ float ZRBasicChorus::driftCoefficient(float frequencyHz) const noexcept {
 void ZRBasicChorus::stepModulation(float frequencyHz, Stretch* s, int frames) noexcept {
   const bool isNoise = modShape.intValue() == 1;
   const float drift = isNoise ? driftCoefficient(frequencyHz) : 0.0F;
-  const float spreadTarget = chorusSpread.normalizedValue();
-  const float amountTarget = chorusModAmount.normalizedValue();
-  const float mixTarget = mix.normalizedValue();
+  const float spreadTarget = heldFraction(chorusSpread);
+  const float amountTarget = heldFraction(chorusModAmount);
+  const float mixTarget = heldFraction(mix);
   const float step = kTwoPi * frequencyHz / sampleRate;
   const float spreadStep = kTwoPi * 0.5F / sampleRate;
   const float c = smoothing;
@@ -183,15 +188,24 @@ void ZRBasicChorus::crossFeed(Stretch* s, int frames) noexcept {
   crossR = right;
 }
 
+// The swing keeps the delay at or above its centre. A depth far beyond its range may reach round the line,
+// where it is short.
+int ZRBasicChorus::_longestStretch() const noexcept {
+  const float amount = std::max(std::abs(smoothed.amount), std::abs(heldFraction(chorusModAmount)));
+  const float loudestNoise = std::max({1.0F, std::abs(noiseL), std::abs(noiseR)});
+  const float greatest = kCentreSeconds * (2.0F + 4.0F * amount * loudestNoise) * sampleRate;
+  if (!(greatest < static_cast<float>(delayL.size - kDelayBlock))) return 1;
+  return delayBlockFor(kCentreSeconds * sampleRate);
+}
+
 void ZRBasicChorus::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                               float tempo) noexcept {
   if (bypass.intValue() != 0) return;
-  const float frequencyHz =
-      tempoSync ? timeDivisionToFrequency(4.0F, 4.0F, tempo) : chorusModFreq.value.load();
-  const float inGain = inputVolume.normalizedValue();
-  const float outGain = outputVolume.normalizedValue();
-  // The swing keeps the delay at or above its centre.
-  const int longest = delayBlockFor(kCentreSeconds * sampleRate);
+  const float wantedHz = tempoSync ? timeDivisionToFrequency(4.0F, 4.0F, tempo) : chorusModFreq.value.load();
+  const float frequencyHz = heldSetting(wantedHz, -sampleRate, sampleRate);
+  const float inGain = heldFraction(inputVolume);
+  const float outGain = heldFraction(outputVolume);
+  const int longest = _longestStretch();
   Stretch s;
   for (int start = 0; start < frames; start += longest) {
     const int n = std::min(longest, frames - start);

@@ -57,6 +57,7 @@ class ZRBasicChorus : public ZRDSPEffect {
   struct Stretch;
 
   void _setup();
+  int _longestStretch() const noexcept MORV_NONBLOCKING;
   float driftCoefficient(float frequencyHz) const noexcept MORV_NONBLOCKING;
   void stepModulation(float frequencyHz, Stretch* s, int frames) noexcept MORV_NONBLOCKING;
   void doChorus(Stretch* s, int frames) noexcept MORV_NONBLOCKING;

@@ -5,6 +5,8 @@
 #include <cmath>
 
 #include "effects/DelayBlocks.h"
+#include "effects/HeldSettings.h"
+#include "render/BlockLimits.h"
 
 namespace morv {
 namespace {
@@ -26,9 +28,9 @@ constexpr float kSpreadMs = 10.0F;  // at full spread, to each side
 constexpr float kLeastSeconds = 0.0001F;
 constexpr float kSyncUnit = 0.0625F;  // of a beat
 constexpr float kSyncSteps = 5.0F;
-constexpr int kErasedPerBlock = 16384;
-// The one-pole's tangent turns round at half the rate; a cutoff above this part of the rate is held here.
-constexpr float kHighestCutoff = 0.499F;
+// More than the greatest block writes.
+constexpr int kErasedPerBlock = 4 * kMaxBlockFrames;
+constexpr float kGreatestMs = 1.0e6F;
 
 }  // namespace
 
@@ -77,6 +79,7 @@ void ZRBasicDelay::_buildLines() {
   }
   written_ = 0;
   erased_ = 0;
+  dirty_ = 0;
 }
 
 void ZRBasicDelay::reset() {
@@ -84,25 +87,28 @@ void ZRBasicDelay::reset() {
   resetUniComb(&delayR);
   written_ = 0;
   erased_ = 0;
+  dirty_ = 0;
 }
 
 // Times in seconds from the knob, or from the tempo in six steps of a sixteenth of a beat to two beats; the
 // spread pulls the sides apart.
 void ZRBasicDelay::_updateTargets(float tempo) noexcept {
-  const float spreadMs = kSpreadMs * echoSpread.normalizedValue();
+  const float spreadMs =
+      kSpreadMs * heldSetting(echoSpread.normalizedValue(), -kHeldMagnitude, kHeldMagnitude);
+  const float timeMs = heldSetting(echoTime.value, -kGreatestMs, kGreatestMs);
   if (syncTempo.intValue() != 0) {
     const float base = 60.0F / tempo * kSyncUnit;
     const int steps = truncatedInt(echoTime.normalizedValue() * kSyncSteps);
     const float unit = std::ldexp(base, steps);
-    if (!(tempo > 0.0F) || !std::isfinite(unit)) return;
+    if (!std::isfinite(unit)) return;
     targetL_ = unit + spreadMs / 1000.0F;
     targetR_ = unit - spreadMs / 1000.0F;
   } else {
-    targetL_ = (echoTime.value + spreadMs) / 1000.0F;
-    targetR_ = (echoTime.value - spreadMs) / 1000.0F;
+    targetL_ = (timeMs + spreadMs) / 1000.0F;
+    targetR_ = (timeMs - spreadMs) / 1000.0F;
   }
-  if (!(targetL_ > 0.0F)) targetL_ = kLeastSeconds;
-  if (!(targetR_ > 0.0F)) targetR_ = kLeastSeconds;
+  targetL_ = targetL_ > 0.0F ? std::min(targetL_, kGreatestMs) : kLeastSeconds;
+  targetR_ = targetR_ > 0.0F ? std::min(targetR_, kGreatestMs) : kLeastSeconds;
 }
 
 void ZRBasicDelay::_eraseUpTo(int end) noexcept {
@@ -112,26 +118,31 @@ void ZRBasicDelay::_eraseUpTo(int end) noexcept {
   erased_ = end;
 }
 
-// A bypassed block. The first one sends the lines back to their start and begins to empty them.
-void ZRBasicDelay::_rest() noexcept {
-  wasBypassed = true;
-  if (needsReset) {
-    needsReset = false;
-    erased_ = 0;
-    for (uniComb* line : {&delayL, &delayR}) {
-      line->writeIndex = 0;
-      line->position = 0;
-      line->state = 0;
-    }
+// The lines count as empty from here on: what they hold between `erased_` and `dirty_` is not read. The two
+// last elements border on what will be written first.
+void ZRBasicDelay::_beginErasing() noexcept {
+  dirty_ = std::max(dirty_, written_);
+  erased_ = 0;
+  written_ = 0;
+  for (uniComb* line : {&delayL, &delayR}) {
+    line->buffer[static_cast<std::size_t>(line->size - 1)] = 0;
+    line->buffer[static_cast<std::size_t>(line->size - 2)] = 0;
+    line->writeIndex = 0;
+    line->position = 0;
+    line->state = 0;
   }
-  if (erased_ < written_) _eraseUpTo(std::min(written_, erased_ + kErasedPerBlock));
+}
+
+void ZRBasicDelay::_eraseSome() noexcept {
+  if (erased_ < dirty_) _eraseUpTo(std::min(dirty_, erased_ + kErasedPerBlock));
+  if (erased_ >= dirty_) dirty_ = 0;
 }
 
 // What enters the line of a side: the stretch behind its high-pass. At 0 Hz that is the stretch itself, less
 // what the filter held when it was closed.
 void ZRBasicDelay::filterInput(const Side& side, float* entering, int frames) noexcept {
   tpt filter = *side.filter;
-  setTPTCutoff(&filter, side.cutoffHz, sampleRate);
+  setHeldTPTCutoff(&filter, side.cutoffHz, sampleRate);
   if (filter.G == 0.0F) {
     for (int i = 0; i < frames; ++i) entering[i] = side.dry[i] - filter.z1;
   } else {
@@ -146,17 +157,24 @@ void ZRBasicDelay::readLine(const Side& side, float* delayed, int frames) noexce
   const float c = smoothing;
   const float target = side.target;
   float time = *side.time;
-  if (c * (time - target) + target == time) {
-    readUniComb(*side.line, time * sampleRate, delayed, frames);
-    return;
-  }
   float delays[kDelayBlock];
-  for (int i = 0; i < frames; ++i) {
-    time = c * (time - target) + target;
-    delays[i] = time * sampleRate;
+  if (c * (time - target) + target == time) {
+    std::fill_n(delays, frames, time * sampleRate);
+    readUniComb(*side.line, time * sampleRate, delayed, frames);
+  } else {
+    for (int i = 0; i < frames; ++i) {
+      time = c * (time - target) + target;
+      delays[i] = time * sampleRate;
+    }
+    *side.time = time;
+    readUniComb(*side.line, delays, delayed, frames);
   }
-  *side.time = time;
-  readUniComb(*side.line, delays, delayed, frames);
+  if (dirty_ == 0) return;
+  // What was there before the lines were sent back to their start is silence.
+  const float position = side.line->position;
+  for (int i = 0; i < frames; ++i) {
+    if (position + static_cast<float>(i) - delays[i] < -2.0F) delayed[i] = 0.0F;
+  }
 }
 
 // out = dry in + wet d, with d read from the line and in + feedback d written to it.
@@ -181,24 +199,25 @@ int ZRBasicDelay::_longestStretch() const noexcept {
 void ZRBasicDelay::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                              float tempo) noexcept {
   if (bypass.intValue() != 0) {
-    _rest();
+    if (needsReset) _beginErasing();
+    needsReset = false;
+    wasBypassed = true;
+    _eraseSome();
     return;
   }
-  if (wasBypassed) {
-    wasBypassed = false;
-    _eraseUpTo(std::max(erased_, written_));
-    written_ = 0;
-    erased_ = 0;
-  }
+  wasBypassed = false;
   needsReset = true;
   _updateTargets(tempo);
-  const float feedback = clamp(echoFeedback.normalizedValue(), 0.0F, 1.0F);
-  const float cutoffHz = std::min(std::max(0.0F, highpass.value.load()), kHighestCutoff * sampleRate);
-  const float wet = mix.normalizedValue();
+  const float feedback = heldSetting(echoFeedback.normalizedValue(), 0.0F, 1.0F);
+  const float cutoffHz = heldSetting(highpass.value, 0.0F, kGreatestMs);
+  const float wet = heldSetting(mix.normalizedValue(), -kHeldMagnitude, kHeldMagnitude);
   const float dry = routing != 0 ? 1.0F : 1.0F - wet;
   float dryL[kDelayBlock];
   float dryR[kDelayBlock] = {};
   const int longest = _longestStretch();
+  // Erasing stays ahead of what a block writes. A delay that comes round in the line would read behind it.
+  if (longest == 1 && dirty_ != 0) _eraseUpTo(std::max(erased_, dirty_));
+  _eraseSome();
   for (int start = 0; start < frames; start += longest) {
     const int n = std::min(longest, frames - start);
     std::copy_n(inL + start, n, dryL);

@@ -22,7 +22,7 @@ class ZRBasicDelay : public ZRDSPEffect {
   void prepare(float sampleRateHz, int blockSizeFrames) override;
   using ZRDSPEffect::runEffect;
   // At most kMaxBlockFrames frames; the outputs may be the inputs. Without a right input the right line takes
-  // silence. A tempo that is not above 0 leaves synchronised times as they are.
+  // silence. A tempo that gives no finite time leaves synchronised times as they are.
   void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                  float tempo) noexcept MORV_NONBLOCKING override;
   // Empties both lines.
@@ -48,7 +48,8 @@ class ZRBasicDelay : public ZRDSPEffect {
 
   void _buildLines();
   void _updateTargets(float tempo) noexcept MORV_NONBLOCKING;
-  void _rest() noexcept MORV_NONBLOCKING;
+  void _beginErasing() noexcept MORV_NONBLOCKING;
+  void _eraseSome() noexcept MORV_NONBLOCKING;
   int _longestStretch() const noexcept MORV_NONBLOCKING;
   void _eraseUpTo(int end) noexcept MORV_NONBLOCKING;
   void filterInput(const Side& side, float* entering, int frames) noexcept MORV_NONBLOCKING;
@@ -57,9 +58,10 @@ class ZRBasicDelay : public ZRDSPEffect {
 
   float targetL_ = 0.125F;  // seconds
   float targetR_ = 0.125F;
-  // A bypassed echo empties its lines piece by piece, and what is left when it wakes up at once.
-  int written_ = 0;  // elements that have been written since the lines were empty
-  int erased_ = 0;   // of them, emptied again
+  // A bypassed echo empties its lines piece by piece, and goes on with it while it runs again.
+  int written_ = 0;  // elements that have been written since the lines counted as empty, from their start
+  int dirty_ = 0;    // end of what was written before; 0 once all of it is erased
+  int erased_ = 0;   // how far that is erased
 };
 
 }  // namespace morv

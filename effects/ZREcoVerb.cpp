@@ -5,6 +5,7 @@
 #include <numbers>
 
 #include "effects/DelayBlocks.h"
+#include "effects/HeldSettings.h"
 #include "voice/VoiceKernels.h"
 
 namespace morv {
@@ -26,9 +27,6 @@ constexpr float kCutoffRangeHz = 5000.0F;
 constexpr float kFixedHighpassHz = 100.0F;
 constexpr float kFixedLowpassHz = 15000.0F;
 constexpr float kDampingCutoffHz = 20000.0F;
-// The filters' tangents turn round at half the rate; a cutoff above this part of a low rate is held here.
-constexpr float kHighestCutoff = 0.499F;
-
 constexpr std::array kDiffuserSeconds = {0.0032F, 0.0024F, 0.0085F, 0.0062F};
 constexpr std::array kDiffuserGains = {0.4F, 0.4F, 0.6F, 0.6F};
 
@@ -53,9 +51,8 @@ constexpr float kTapGain = 0.6F;
 constexpr float kPi = std::numbers::pi_v<float>;
 constexpr float kTwoPi = 2.0F * kPi;
 
-float heldCutoff(float cutoffHz, float rateHz) noexcept {
-  return std::min(cutoffHz, kHighestCutoff * rateHz);
-}
+// Of the loop; beyond it the first delays saturate whatever comes.
+constexpr float kGreatestDecay = 1.0e6F;
 
 // Samples from where `uc` is read, `delay` behind its write index, to where it is written, or the other way
 // round where that is nearer. The two drift against each other by one sample with each lap.
@@ -117,12 +114,13 @@ void ZREcoVerb::reset() {
 ZREcoVerb::Block ZREcoVerb::_settings() const noexcept {
   Block block{};
   block.r = 1.0F / sampleRate;
-  block.loopGain = std::sqrt(std::max(0.0F, 1.1F * reverbDecay.value));
-  block.tapScale = 0.1F + 2.0F * reverbSize.value;
-  block.modAmount = modAmount.normalizedValue();
-  block.turnsOfPi = spread.value;
-  block.phaseStep = kTwoPi * modFrequency.value / sampleRate;
-  block.mix = mix.normalizedValue();
+  const float decay = heldSetting(reverbDecay.value, 0.0F, kGreatestDecay);
+  block.loopGain = std::sqrt(1.1F * decay);
+  block.tapScale = 0.1F + 2.0F * heldSetting(reverbSize.value, -kHeldMagnitude, kHeldMagnitude);
+  block.modAmount = heldSetting(modAmount.normalizedValue(), -kHeldMagnitude, kHeldMagnitude);
+  block.turnsOfPi = heldSetting(spread.value, -kHeldMagnitude, kHeldMagnitude);
+  block.phaseStep = kTwoPi * heldSetting(modFrequency.value, -sampleRate, sampleRate) / sampleRate;
+  block.mix = heldSetting(mix.normalizedValue(), -kHeldMagnitude, kHeldMagnitude);
   return block;
 }
 
@@ -165,9 +163,9 @@ void ZREcoVerb::readDelays(const Block& block, Stretch* s, int frames) noexcept 
   readUniComb(loopD3, block.r * kD3 * sampleRate, s->lowB.data(), frames);
   kernels.tanhInPlace(s->lowA.data(), frames);
   kernels.tanhInPlace(s->lowB.data(), frames);
-  const float cutoffHz = heldCutoff((1.0F - damping) * kDampingCutoffHz, sampleRate);
-  setTPTCutoff(&lowpassA, cutoffHz, sampleRate);
-  setTPTCutoff(&lowpassB, cutoffHz, sampleRate);
+  const float cutoffHz = (1.0F - damping) * kDampingCutoffHz;
+  setHeldTPTCutoff(&lowpassA, cutoffHz, sampleRate);
+  setHeldTPTCutoff(&lowpassB, cutoffHz, sampleRate);
   tpt a = lowpassA;
   tpt b = lowpassB;
   for (std::size_t i = 0; i < static_cast<std::size_t>(frames); ++i) {
@@ -234,8 +232,8 @@ void ZREcoVerb::runEffect(const float* inL, const float* inR, float* outL, float
                           float /*tempo*/) noexcept {
   if (bypass.intValue() != 0) return;
   const Block block = _settings();
-  variableHighpass.filterCutoff = heldCutoff(
-      kLeastCutoffHz + std::max(0.0F, highpass.value.load()) * kCutoffRangeHz, variableHighpass.sampleRate);
+  const float cutoffHz = kLeastCutoffHz + heldSetting(highpass.value, 0.0F, kHeldMagnitude) * kCutoffRangeHz;
+  variableHighpass.filterCutoff = heldCutoff(cutoffHz, variableHighpass.sampleRate);
   Stretch s;
   for (int start = 0; start < frames;) {
     const int n = std::min(_longestStretch(block), frames - start);

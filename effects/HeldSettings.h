@@ -1,0 +1,37 @@
+#pragma once
+
+#include <algorithm>
+
+#include "platform/NonBlocking.h"
+#include "voice/TPT.h"
+
+namespace morv {
+
+// Settings are not clamped where they are set, so an effect holds them where a block reads them: far outside
+// their ranges, but where what runs from sample to sample stays a finite number and comes back.
+
+// Far outside any fraction, percentage or time.
+inline constexpr float kHeldMagnitude = 1000.0F;
+
+// The value inside the bounds; what is no number counts as 0.
+inline float heldSetting(float value, float low, float high) noexcept MORV_NONBLOCKING {
+  return std::clamp(value == value ? value : 0.0F, low, high);
+}
+
+// A one-pole's prewarped tangent turns round at half the rate, and the filter would run away; a cutoff above
+// this part of the rate is held there.
+inline constexpr float kHighestCutoff = 0.499F;
+
+inline float heldCutoff(float cutoffHz, float sampleRateHz) noexcept MORV_NONBLOCKING {
+  return std::min(cutoffHz, kHighestCutoff * sampleRateHz);
+}
+
+// setTPTCutoff with a held cutoff. As there, the coefficient stays while the same cutoff is asked for, also
+// at another rate.
+inline void setHeldTPTCutoff(tpt* filter, float cutoffHz, float sampleRateHz) noexcept MORV_NONBLOCKING {
+  if (cutoffHz == filter->cutoff) return;
+  setTPTCutoff(filter, heldCutoff(cutoffHz, sampleRateHz), sampleRateHz);
+  filter->cutoff = cutoffHz;
+}
+
+}  // namespace morv
