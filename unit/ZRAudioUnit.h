@@ -62,9 +62,9 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   PropertyListDictionary fullState() const override;
   // Takes a state over and drives every value into the engine. The user's MIDI mode and channel win over the
   // state's while `overridesMIDISettingParametersWithPrefs`. A row that is not known, and a number that is
-  // not finite or no source, is passed over. A state that the platform's form refuses is logged and tried
-  // again, as the unit then is, a second later. Null is a state without anything. Main thread; may run beside
-  // the render block.
+  // not finite or no source, is passed over; an amount is held within 1000, a depth in its range. A state
+  // that the platform's form refuses is logged and tried again, as the unit then is, a second later. Null is
+  // a state without anything. Main thread; may run beside the render block.
   void setFullState(const PropertyListDictionary* state) override;
   // Drives the present state into the engine once more.
   void reloadParameters();

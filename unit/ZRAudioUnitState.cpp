@@ -22,6 +22,8 @@ constexpr const char* kMidiMode = "midiMode";
 constexpr const char* kMidiChannel = "midiChannel";
 constexpr char kRoutingMark = '>';  // in the identifiers of routings' depths
 constexpr double kReloadSeconds = 1.0;
+// A second source's amount has no range of its own; what a file holds must still leave numbers finite.
+constexpr float kGreatestAmount = 1000.0F;
 
 std::optional<float> finiteNumber(const PropertyListDictionary& row, const char* key) {
   const PropertyListValue* value = row.find(key);
@@ -74,7 +76,9 @@ void ZRAudioUnit::restoreRows(const PropertyListDictionary& rows) {
     modMatrixRow* row = rowWithIdentifier(*matrix, identifier);
     const PropertyListDictionary* saved = entry.dictionary();
     if (row == nullptr || saved == nullptr) continue;
-    if (const auto amount = finiteNumber(*saved, kModAmount)) row->modAmount = *amount;
+    if (const auto amount = finiteNumber(*saved, kModAmount)) {
+      row->modAmount = std::clamp(*amount, -kGreatestAmount, kGreatestAmount);
+    }
     if (const auto source = sourceNumber(*saved)) {
       if (*source != 0) DiagnosticRing::shared().post("sdfdsf\n");
       row->modSource = *source;
