@@ -334,30 +334,68 @@ TEST_F(UnitState, AThousandRandomStatesComeBackExactly) {
   }
 }
 
-// One second of a chord, from a fresh engine.
-std::vector<float> playChord(OpenUnit& unit) {
-  unit.setRandomSeed(3);
-  std::string error;
-  EXPECT_TRUE(unit.allocateRenderResources(&error)) << error;
-  for (const int note : {50, 57, 62, 65}) unit.instrument().setGateWithNote(0, 1, note, 100);
-  std::vector<float> left(512);
-  std::vector<float> right(512);
-  AudioBufferList list;
-  list.mNumberBuffers = 2;
-  list.mBuffers[0].mData = left.data();
-  list.mBuffers[1].mData = right.data();
-  for (auto& buffer : list.mBuffers) buffer.mDataByteSize = 512 * sizeof(float);
-  AudioTimeStamp time;
-  const AUInternalRenderBlock block = unit.internalRenderBlock();
-  std::vector<float> sound;
-  for (int i = 0; i < 86; ++i) {
-    AudioUnitRenderActionFlags flags = 0;
-    block(&flags, &time, 512, 0, &list, nullptr, nullptr);
-    time.mSampleTime += 512;
-    sound.insert(sound.end(), left.begin(), left.end());
-    sound.insert(sound.end(), right.begin(), right.end());
+// A unit that plays a chord from a fresh engine, block by block.
+class Player {
+ public:
+  explicit Player(OpenUnit& unit) : unit_(unit) {
+    unit_.setRandomSeed(3);
+    std::string error;
+    EXPECT_TRUE(unit_.allocateRenderResources(&error)) << error;
+    for (const int note : {50, 57, 62, 65}) unit_.instrument().setGateWithNote(0, 1, note, 100);
   }
-  return sound;
+  void playBlock() {
+    AudioBufferList list;
+    list.mNumberBuffers = 2;
+    list.mBuffers[0] = {1, kFrames * sizeof(float), left_.data()};
+    list.mBuffers[1] = {1, kFrames * sizeof(float), right_.data()};
+    AudioUnitRenderActionFlags flags = 0;
+    unit_.internalRenderBlock()(&flags, &time_, kFrames, 0, &list, nullptr, nullptr);
+    time_.mSampleTime += kFrames;
+    sound.insert(sound.end(), left_.begin(), left_.end());
+    sound.insert(sound.end(), right_.begin(), right_.end());
+  }
+
+  std::vector<float> sound;
+
+ private:
+  static constexpr std::uint32_t kFrames = 512;
+  OpenUnit& unit_;
+  std::vector<float> left_ = std::vector<float>(kFrames);
+  std::vector<float> right_ = std::vector<float>(kFrames);
+  AudioTimeStamp time_;
+};
+
+// One second of it.
+std::vector<float> playChord(OpenUnit& unit) {
+  Player player(unit);
+  for (int i = 0; i < 86; ++i) player.playBlock();
+  return player.sound;
+}
+
+TEST_F(UnitState, TwoUnitsOfAProcessRenderIndependently) {
+  UnitSurroundings elsewhere;
+  OpenUnit dark(elsewhere);
+  UnitSurroundings apart;
+  OpenUnit darkAlone(apart);
+  const auto cutoff = stateWith("morv", "filterCutoff", 200.0);
+  const auto echo = stateWith("basicdelay", "echoBypass", 0);
+  for (OpenUnit* unit : {&dark, &darkAlone}) {
+    unit->setFullState(&cutoff);
+    unit->setFullState(&echo);
+  }
+
+  Player one(*unit_);
+  Player two(dark);
+  for (int i = 0; i < 86; ++i) {
+    one.playBlock();
+    two.playBlock();
+  }
+
+  EXPECT_EQ(two.sound, playChord(darkAlone));
+  UnitSurroundings further;
+  OpenUnit brightAlone(further);
+  EXPECT_EQ(one.sound, playChord(brightAlone));
+  EXPECT_NE(one.sound, two.sound);
 }
 
 TEST_F(UnitState, SoundsTheSameWhereItIsLoaded) {
