@@ -104,7 +104,7 @@ class MORV_EXPORT AUAudioUnit {
  private:
   void keepForeignParts(const PropertyListDictionary& state);
 
-  const AudioComponentDescription componentDescription_;
+  const AudioComponentDescription componentDescription_{};
   mutable std::mutex foreignMutex_;           // states may be read and loaded on different threads
   PropertyListDictionary foreign_;            // entries of the last state that are not this class's
   PropertyListDictionary foreignParameters_;  // by group, as in a state
