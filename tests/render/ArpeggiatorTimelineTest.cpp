@@ -303,7 +303,7 @@ INSTANTIATE_TEST_SUITE_P(ModesAndBlocks, ArpeggiatorTimeline,
 
 INSTANTIATE_TEST_SUITE_P(OtherWays, ArpeggiatorTimeline,
                          ::testing::Combine(::testing::Range(0, 5), ::testing::Bool(),
-                                            ::testing::Values(64, 1000),
+                                            ::testing::Values(256, 1000),
                                             ::testing::Values(Way::drawnTempo, Way::mpe, Way::pedal)));
 
 }  // namespace
