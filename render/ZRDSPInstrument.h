@@ -118,7 +118,8 @@ class ZRDSPInstrument : public ZRDSPEntity {
   virtual void _runEffects(const float* inLeft, const float* inRight, float* outLeft, float* outRight,
                            int frames) noexcept MORV_NONBLOCKING;
   // Moves the step sequencer on by a fixed 256 samples, whatever the block's length, and plays on all voices
-  // at once. Only while the transport plays and `seqEnabled` is on.
+  // at once. `sampleTime` becomes the time of a step taken in this call. Only while the transport plays and
+  // `seqEnabled` is on.
   virtual void runSequencer(double sampleTime) noexcept MORV_NONBLOCKING;
   // To the next step by `seqMode`.
   void advanceSequencer() noexcept MORV_NONBLOCKING;

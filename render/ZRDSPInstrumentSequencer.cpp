@@ -37,10 +37,15 @@ int ZRDSPInstrument::quantized(int note) const noexcept {
   return quantizer != nullptr ? quantizer->quantize(note) : note;
 }
 
-void ZRDSPInstrument::runSequencer(double /*sampleTime*/) noexcept {
+void ZRDSPInstrument::runSequencer(double sampleTime) noexcept {
+  blockSampleTime = sampleTime;
+  // The count is the table's own: the quotient of the two lengths may fall just below the whole number and
+  // lose a tick when it is cut.
   const int ticksPerStep = ticksOfDivision(seqClockDivision.intValue());
-  const double tickSamples = tickSecondsAt(static_cast<double>(tempo)) * static_cast<double>(sampleRate);
-  const double stepSamples = ticksPerStep == 0 ? 0.0 : tickSamples * ticksPerStep;
+  const double tickSeconds = tickSecondsAt(static_cast<double>(tempo));
+  const double stepSeconds = ticksPerStep == 0 ? 0.0 : tickSeconds * ticksPerStep;
+  const double tickSamples = tickSeconds * static_cast<double>(sampleRate);
+  const double stepSamples = stepSeconds * static_cast<double>(sampleRate);
 
   const double gateOff = static_cast<double>(seqGateLength.normalizedValue()) * kGateShare *
                          static_cast<double>(seqGateLengthSamples);

@@ -275,6 +275,20 @@ TEST(ZRDSPMIDIQuantizer, ANewRootPutsTheBuiltInScaleBack) {
   EXPECT_EQ(quantizer.quantizeByIndex(1), 3);
 }
 
+TEST(ZRDSPMIDIQuantizer, TheUsersScaleKeepsTheRootForTheNextScale) {
+  ZRDSPMIDIQuantizer quantizer = quantizerOf(1, 5);
+  const std::array<int, 12> notes = {1, 6, 8, -1, -1, -1, -1, -1, -1, -1, -1, -1};
+  quantizer.setUserScale(notes.data());
+  EXPECT_EQ(quantizer.rootNote, 5);
+  EXPECT_EQ(quantizer.quantizeByIndex(0), 1);
+
+  quantizer.setScale(static_cast<ZRQuantizerScale>(14));  // fifths
+
+  EXPECT_EQ(quantizer.quantizeByIndex(0), 5);
+  EXPECT_EQ(quantizer.quantizeByIndex(1), 12);
+  EXPECT_EQ(quantizer.quantizeByIndex(2), 17);
+}
+
 TEST(ZRDSPMIDIQuantizer, ExtremeRootsAndUsersNotesStayInsideTheRangeOfInt) {
   ZRDSPMIDIQuantizer quantizer = quantizerOf(1, INT_MAX);
   EXPECT_EQ(quantizer.quantizeByIndex(139), INT_MAX);

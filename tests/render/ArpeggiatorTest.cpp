@@ -86,7 +86,7 @@ TEST_F(Arpeggiator, ABlockPlaysItAheadOfItsVoices) {
 
   instrument->runInstrument(out.data(), out.data(), 16, 60.0F, 0.0);
 
-  EXPECT_EQ(callsOf(0), (Calls{"gateAt 1 72 127 250", "run 16 at 60"}));
+  EXPECT_EQ(callsOf(0), (Calls{"gateAtTime 1 72 127 250", "run 16 at 60"}));
 }
 
 TEST_F(Arpeggiator, AFirstKeyPlaysInTheNextBlockAndNotOneStepLater) {
@@ -97,7 +97,7 @@ TEST_F(Arpeggiator, AFirstKeyPlaysInTheNextBlockAndNotOneStepLater) {
 
   instrument->doArp(kBlock, kTempo);
 
-  EXPECT_EQ(callsOf(0), Calls{"gateAt 1 72 127 250"});
+  EXPECT_EQ(callsOf(0), Calls{"gateAtTime 1 72 127 250"});
   EXPECT_EQ(instrument->arpCounter, static_cast<float>(kBlock));
 }
 
@@ -114,7 +114,7 @@ TEST_F(Arpeggiator, AKeyAheadOfTheFirstBlockOfAllWaitsOneStep) {
   EXPECT_EQ(allCalls(), Calls{});
   instrument->doArp(kBlock, kTempo);
 
-  EXPECT_EQ(allCalls(), Calls{"0: gateAt 1 72 127 250"});
+  EXPECT_EQ(allCalls(), Calls{"0: gateAtTime 1 72 127 250"});
 }
 
 TEST_F(Arpeggiator, ASecondKeyWaitsForTheNextStep) {
@@ -143,13 +143,23 @@ TEST_F(Arpeggiator, APolyNoteGoesToTheVoiceOfItsKeyWithFullVelocityAndTheStepAsI
   forget();
 
   step();
-  EXPECT_EQ(allCalls(), Calls{"0: gateAt 1 60 127 250"});
+  EXPECT_EQ(allCalls(), Calls{"0: gateAtTime 1 60 127 250"});
   EXPECT_EQ(takeDiagnostics(), "[ARP] 0 tick note: 60 - Direction: Down\n");
   forget();
   step();
 
-  EXPECT_EQ(allCalls(), Calls{"1: gateAt 1 64 127 250"});
+  EXPECT_EQ(allCalls(), Calls{"1: gateAtTime 1 64 127 250"});
   EXPECT_EQ(takeDiagnostics(), "[ARP] 1 tick note: 64 - Direction: Down\n");
+}
+
+TEST_F(Arpeggiator, APolyNoteKeepsTheFractionOfTheStep) {
+  instrument->doArp(0, 64);  // two ticks of 117.1875 samples
+  noteOn(60);
+  forget();
+
+  instrument->doArp(kBlock, 64);
+
+  EXPECT_EQ(allCalls(), Calls{"0: gateAtTime 1 72 127 234.375"});
 }
 
 TEST_F(Arpeggiator, TheVoiceIsFoundByTheKeyWhileTheShiftedNoteSounds) {
@@ -342,6 +352,24 @@ TEST_F(Arpeggiator, StepsShorterThanABlockAdvanceOnceABlockAndTheCountGrows) {
     EXPECT_EQ(allCalls().size(), 1U);
     EXPECT_EQ(instrument->arpCounter, kStep + 750.0F * static_cast<float>(i));
   }
+}
+
+TEST_F(Arpeggiator, AFasterTempoBehindAKeyUsesTheSlowersStepUpOneStepABlock) {
+  stayInPlace();
+  noteOn(60);
+  noteOn(64);
+  std::vector<std::size_t> played;
+
+  // The key filled 250 samples; at 240 beats a minute a step has 62.5.
+  for (int i = 0; i < 8; ++i) {
+    forget();
+    instrument->doArp(10, 240);
+    played.push_back(takeDiagnostics().empty() ? 0 : 1);
+  }
+
+  // Before each block: 250, 197.5, 145, 92.5, then 40, 50, 60, and 70 takes a step of its own.
+  EXPECT_EQ(played, (std::vector<std::size_t>{1, 1, 1, 1, 0, 0, 0, 1}));
+  EXPECT_EQ(instrument->arpCounter, 17.5F);
 }
 
 }  // namespace

@@ -43,7 +43,10 @@ class ArpeggiatorFixture : public InstrumentFixture {
       step();
       for (const std::string& call : allCalls()) {
         int number = 0, note = 0;
-        if (std::sscanf(call.c_str(), "%i: gateAt 1 %i", &number, &note) == 2) notes.push_back(note);
+        if (std::sscanf(call.c_str(), "%i: gateAt 1 %i", &number, &note) == 2 ||
+            std::sscanf(call.c_str(), "%i: gateAtTime 1 %i", &number, &note) == 2) {
+          notes.push_back(note);
+        }
       }
     }
     return notes;

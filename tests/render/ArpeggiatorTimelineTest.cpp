@@ -40,8 +40,8 @@ struct ArpModel {
     const auto r = static_cast<double>(static_cast<float>(draws.nextBits() >> 1U) / 2147483648.0F);
     return static_cast<float>(static_cast<double>(spread) * (0.5 - r) * 2.0);
   }
-  void gate(int voice, int on, int note, int velocity, int time) {
-    calls.push_back(text("%i: gateAt %i %i %i %i", voice, on, note, velocity, time));
+  void gate(int voice, int on, int note, int velocity) {
+    calls.push_back(text("%i: gateAt %i %i %i 0", voice, on, note, velocity));
   }
 
   void block(int frames, float tempo, float rate, const Settings& s) {
@@ -69,12 +69,12 @@ struct ArpModel {
     int note = 0;
     if (!notes.empty()) note = index < static_cast<int>(notes.size()) ? notes.at(at(index)) : notes.at(0);
     if (s.isUnison) {
-      for (int v = 0; v < kVoices; ++v) gate(v, 0, note, 0, 0);
+      for (int v = 0; v < kVoices; ++v) gate(v, 0, note, 0);
     } else if (!held.empty()) {
       if (held.count(note) == 0) {
         printed += "\nout of range\n";
       } else {
-        gate(held.at(note), 0, note, 0, 0);
+        gate(held.at(note), 0, note, 0);
       }
     }
   }
@@ -122,7 +122,7 @@ struct ArpModel {
     if (s.isUnison) {
       for (int v = 0; v < kVoices; ++v) {
         pans.at(at(v)) = drawPan(s.spread);
-        gate(v, 1, note + 12 * octave, 127, 0);
+        gate(v, 1, note + 12 * octave, 127);
       }
       return;
     }
@@ -131,7 +131,8 @@ struct ArpModel {
       return;
     }
     pans.at(at(held.at(note))) = drawPan(s.spread);
-    gate(held.at(note), 1, note + 12 * octave, 127, static_cast<int>(stepSamples));
+    calls.push_back(text("%i: gateAtTime 1 %i 127 %.9g", held.at(note), note + 12 * octave,
+                         static_cast<double>(stepSamples)));
     printed += text("[ARP] %i tick note: %i - Direction: %s\n", index, note,
                     static_cast<const char*>(goingUp ? "Up" : "Down"));
   }
@@ -139,8 +140,15 @@ struct ArpModel {
   static std::size_t at(int i) { return static_cast<std::size_t>(i); }
 };
 
+enum class Way {
+  plain,
+  drawnTempo,  // another tempo in every block
+  mpe,         // notes on the channels 0 to 15
+  pedal,       // pressed and released between the notes
+};
+
 // Mode, Unison, frames of a block.
-using Case = std::tuple<int, bool, int>;
+using Case = std::tuple<int, bool, int, Way>;
 
 class ArpeggiatorTimeline : public InstrumentFixture, public ::testing::WithParamInterface<Case> {
  protected:
@@ -150,6 +158,7 @@ class ArpeggiatorTimeline : public InstrumentFixture, public ::testing::WithPara
     instrument->setRandomSeed(kInstrumentSeed);
     instrument->arpEnabled = 1.0F;
     if (settings.isUnison) useUnison();
+    if (way == Way::mpe) useMPE();
     apply();
   }
   void apply() {
@@ -170,7 +179,9 @@ class ArpeggiatorTimeline : public InstrumentFixture, public ::testing::WithPara
   }
   void press(int note) {
     if (settings.isOn && model.held.empty()) model.counter = model.stepSamples;
-    noteOn(note);
+    const int channel = way == Way::mpe ? below(16) : 0;
+    noteOn(note, 100, channel);
+    channelOf[note] = channel;
     takeOverNotes();
     if (settings.isUnison) {
       for (float& pan : model.pans) pan = model.drawPan(settings.spread);
@@ -182,10 +193,16 @@ class ArpeggiatorTimeline : public InstrumentFixture, public ::testing::WithPara
     if (model.held.empty()) return;
     auto key = model.held.begin();
     std::advance(key, below(static_cast<int>(model.held.size())));
-    noteOff(key->first);
+    noteOff(key->first, 0, channelOf[key->first]);
+    takeOverNotes();
+  }
+  void movePedal() {
+    isPedalDown = !isPedalDown;
+    instrument->setSustain(isPedalDown ? 127 : 0);
     takeOverNotes();
   }
   void somethingHappens() {
+    if (way == Way::pedal && below(4) == 0) movePedal();
     switch (below(12)) {
       case 0:
       case 1:
@@ -232,7 +249,9 @@ class ArpeggiatorTimeline : public InstrumentFixture, public ::testing::WithPara
   }
 
   Settings settings;
-  bool latch = false;
+  Way way = Way::plain;
+  bool latch = false, isPedalDown = false;
+  std::map<int, int> channelOf;  // of each note's last press
   float rate = 44100.0F;
   ArpModel model;
   Random random{1};
@@ -240,29 +259,38 @@ class ArpeggiatorTimeline : public InstrumentFixture, public ::testing::WithPara
 };
 
 TEST_P(ArpeggiatorTimeline, PlaysWhatThePlainFormPlays) {
-  const auto [mode, isUnison, frames] = GetParam();
+  const auto [mode, isUnison, frames, wayOfCase] = GetParam();
+  way = wayOfCase;
   if (frames == 1) rate = 100.0F;
   long opened = 0;
   for (const float tempo : {60.0F, 97.9F, 120.0F, 174.0F, 400.0F}) {
     settings = Settings{};
     settings.mode = mode;
     settings.isUnison = isUnison;
-    latch = false;
+    latch = isPedalDown = false;
+    channelOf.clear();
     model = ArpModel{};
     random.reseed(static_cast<std::uint64_t>(tempo) * 10000U + static_cast<std::uint64_t>(frames));
     start();
     for (int block = 0; block < kBlocks; ++block) {
       if (below(4) == 0) somethingHappens();
-      runBlock(frames, tempo);
+      runBlock(frames, way == Way::drawnTempo ? static_cast<float>(200 + below(4000)) / 10.0F : tempo);
 
       ASSERT_EQ(allCalls(), model.calls) << "tempo " << tempo << " block " << block;
       ASSERT_EQ(takeDiagnostics(), model.printed) << "tempo " << tempo << " block " << block;
       ASSERT_EQ(instrument->arpCounter, model.counter);
+      ASSERT_EQ(instrument->arpStepSamples, model.stepSamples);
+      ASSERT_EQ(instrument->arpIndex, model.index);
+      ASSERT_EQ(instrument->arpCycle, model.cycle);
+      ASSERT_EQ(instrument->arpOctave, model.octave);
+      ASSERT_EQ(instrument->arpGoingUp, model.goingUp ? 1 : 0);
       for (int v = 0; v < kVoices; ++v) {
         ASSERT_EQ(voice(v).panTarget, model.pans.at(static_cast<std::size_t>(v)));
       }
-      for (const std::string& call : model.calls)
+      for (const std::string& call : model.calls) {
         opened += call.find("gateAt 1") != std::string::npos ? 1 : 0;
+        opened += call.find("gateAtTime 1") != std::string::npos ? 1 : 0;
+      }
     }
   }
   EXPECT_GT(opened, 50);
@@ -270,7 +298,13 @@ TEST_P(ArpeggiatorTimeline, PlaysWhatThePlainFormPlays) {
 
 INSTANTIATE_TEST_SUITE_P(ModesAndBlocks, ArpeggiatorTimeline,
                          ::testing::Combine(::testing::Range(0, 5), ::testing::Bool(),
-                                            ::testing::Values(1, 64, 256, 1000, 4096)));
+                                            ::testing::Values(1, 64, 256, 1000, 4096),
+                                            ::testing::Values(Way::plain)));
+
+INSTANTIATE_TEST_SUITE_P(OtherWays, ArpeggiatorTimeline,
+                         ::testing::Combine(::testing::Range(0, 5), ::testing::Bool(),
+                                            ::testing::Values(256, 1000),
+                                            ::testing::Values(Way::drawnTempo, Way::mpe, Way::pedal)));
 
 }  // namespace
 }  // namespace morv

@@ -52,8 +52,9 @@ struct VoiceLog {
   }
 };
 
-// A voice with the behaviour of its base class that notes each operation called on it. It adds its own levels
-// to the mix. The "tone" parameter stands at address 1.
+// A voice with the behaviour of its base class that notes each operation called on it; "gateAt" is the form
+// with a whole time, "gateAtTime" that with a fractional one. It adds its own levels to the mix. The "tone"
+// parameter stands at address 1.
 class RecordingVoice : public ZRDSPVoice {
  public:
   RecordingVoice(float sampleRateHz, int blockSizeFrames, int firstParameterAddress)
@@ -73,6 +74,12 @@ class RecordingVoice : public ZRDSPVoice {
   void setGateWithNoteAndSampleTime(int newGate, int newNote, int newVelocity, int time) noexcept override {
     const Nesting nesting;
     log("gateAt %i %i %i %i", newGate, newNote, newVelocity, time);
+    ZRDSPVoice::setGateWithNoteAndSampleTime(newGate, newNote, newVelocity, time);
+  }
+  void setGateWithNoteAndSampleTime(int newGate, int newNote, int newVelocity,
+                                    double time) noexcept override {
+    const Nesting nesting;
+    log("gateAtTime %i %i %i %.9g", newGate, newNote, newVelocity, time);
     ZRDSPVoice::setGateWithNoteAndSampleTime(newGate, newNote, newVelocity, time);
   }
   void setGateWithNoteAndPitchbend(int newGate, int newNote, int newVelocity, float bend,

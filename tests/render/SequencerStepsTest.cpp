@@ -73,6 +73,17 @@ TEST_F(SequencerSteps, AStepShowsItselfAndNotesItsTime) {
   EXPECT_EQ(instrument->seqLastStepTime, 5000.0);
 }
 
+TEST_F(SequencerSteps, AStepDrivenByItselfNotesTheTimeOfItsCall) {
+  call(4);
+
+  instrument->runSequencer(7000.0);
+  EXPECT_EQ(instrument->seqStep, 1);
+  EXPECT_EQ(instrument->seqLastStepTime, 7000.0);
+  instrument->runSequencer(8000.0);
+
+  EXPECT_EQ(instrument->seqLastStepTime, 7000.0) << "no step in this call";
+}
+
 TEST_F(SequencerSteps, ResettingTheTimelineGoesBackToTheStart) {
   start(2);
   instrument->seqMode = 2.0F;
@@ -83,9 +94,13 @@ TEST_F(SequencerSteps, ResettingTheTimelineGoesBackToTheStart) {
   instrument->seqCycle = 3;
   instrument->seqDirection = 1;
   instrument->seqShift = 4;
+  instrument->seqGateLengthSamples = 640;
   instrument->arpCounter = 55.0F;
+  instrument->arpStepSamples = 500.5F;
   instrument->arpIndex = 2;
   instrument->arpCycle = 1;
+  instrument->arpOctave = -2;
+  instrument->arpGoingUp = 1;
   instrument->timelineSampleTime = 1234.0;
   forget();
 
@@ -103,8 +118,12 @@ TEST_F(SequencerSteps, ResettingTheTimelineGoesBackToTheStart) {
   EXPECT_EQ(instrument->seqTickCounter, 512);
   EXPECT_EQ(instrument->seqDirection, 1);
   EXPECT_EQ(instrument->seqShift, 4);
+  EXPECT_EQ(instrument->seqGateLengthSamples, 640);
+  EXPECT_EQ(instrument->arpStepSamples, 500.5F);
   EXPECT_EQ(instrument->arpIndex, 2);
   EXPECT_EQ(instrument->arpCycle, 1);
+  EXPECT_EQ(instrument->arpOctave, -2);
+  EXPECT_EQ(instrument->arpGoingUp, 1);
   EXPECT_EQ(allCalls(), (Calls{"0: resetTimeline 3", "1: resetTimeline 3"}));
 }
 

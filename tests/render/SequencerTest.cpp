@@ -163,6 +163,23 @@ TEST_F(Sequencer, ANoteReachesEveryVoiceWithoutVelocityOrTime) {
                                "0: pressure 0", "1: pressure 0", "2: pressure 0"}));
 }
 
+TEST_F(Sequencer, VoicesThatDoNotRunAreReachedToo) {
+  start(4);
+  instrument->voiceNumber = 2.0F;
+  setRow();
+  setAll(1, 12);
+  instrument->seqGateLength = 0.0F;
+  call(4);
+  forget();
+
+  call();
+
+  EXPECT_EQ(allCalls(),
+            (Calls{"0: gateAt 0 36 0 0", "1: gateAt 0 36 0 0", "2: gateAt 0 36 0 0", "3: gateAt 0 36 0 0",
+                   "0: gateAt 1 60 0 0", "1: gateAt 1 60 0 0", "2: gateAt 1 60 0 0", "3: gateAt 1 60 0 0",
+                   "0: pressure 127", "1: pressure 127", "2: pressure 127", "3: pressure 127"}));
+}
+
 TEST_F(Sequencer, AStepWithoutAGatePlaysNothingButItsPressure) {
   set(0, 0, 60, false);
   set(1, 0, 6);
@@ -181,7 +198,9 @@ TEST_F(Sequencer, PressureIsInTwelfthsOf127) {
 
     call(5);
 
-    EXPECT_FLOAT_EQ(voice(0).pressure, static_cast<float>(127.0 * value / 12.0)) << value;
+    // Rounded behind the quotient and again behind the product.
+    const float share = static_cast<float>(value) / 12.0F;
+    EXPECT_EQ(voice(0).pressure, share * 127.0F) << value;
   }
 }
 

@@ -78,8 +78,10 @@ struct SequencerModel {
   void run(float tempo, float rate) {
     static const std::vector<int> kTicks = {32, 16, 8, 6, 4, 3, 2, 1};
     const int ticksPerStep = kTicks.at(static_cast<std::size_t>(division));
-    const double tickSamples = 60 / static_cast<double>(tempo) / 8 * static_cast<double>(rate);
-    const double stepSamples = tickSamples * ticksPerStep;
+    const double tickSeconds = 60 / static_cast<double>(tempo) / 8;
+    const double stepSeconds = tickSeconds * ticksPerStep;
+    const double tickSamples = tickSeconds * static_cast<double>(rate);
+    const double stepSamples = stepSeconds * static_cast<double>(rate);
     if (tickCount >= gateShare * 0.95 * gateLength) gateAll(0, 36);
     if (tickCount >= tickSamples) {
       tickCount = static_cast<int>(tickCount - tickSamples);
@@ -181,7 +183,8 @@ TEST_P(SequencerTimeline, PlaysWhatThePlainFormPlays) {
   constexpr int kCalls = 3000;
   const auto [mode, division] = GetParam();
   for (const float rate : {8192.0F, 44100.0F}) {
-    for (const float tempo : {60.0F, 97.9F, 174.0F, 999.0F}) {
+    // At 25 and 50 the samples of three and of six ticks hang on which product comes first.
+    for (const float tempo : {25.0F, 50.0F, 60.0F, 97.9F, 174.0F, 999.0F}) {
       start(kVoices);
       model = SequencerModel{};
       model.draws = freshDraws();
@@ -206,6 +209,10 @@ TEST_P(SequencerTimeline, PlaysWhatThePlainFormPlays) {
         ASSERT_EQ(allCalls(), model.calls) << "rate " << rate << " tempo " << tempo << " call " << i;
         ASSERT_EQ(instrument->seqStep, model.step);
         ASSERT_EQ(instrument->seqCycle, model.cycle);
+        ASSERT_EQ(instrument->seqStepCounter, model.stepCount);
+        ASSERT_EQ(instrument->seqTickCounter, model.tickCount);
+        ASSERT_EQ(instrument->seqTickInStep, model.ticks);
+        ASSERT_EQ(instrument->seqGateLengthSamples, model.gateLength);
         ASSERT_EQ(instrument->seqShift, model.shift);
         ASSERT_EQ(instrument->seqMode.intValue(), model.mode);
         ASSERT_EQ(instrument->seqDirection, model.direction);
