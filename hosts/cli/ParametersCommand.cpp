@@ -1,9 +1,9 @@
 #include "hosts/cli/ParametersCommand.h"
 
 #include <array>
-#include <string_view>
 
 #include "hosts/cli/CommandLine.h"
+#include "hosts/cli/Json.h"
 #include "hosts/cli/Numbers.h"
 #include "hosts/cli/Terminal.h"
 #include "platform/AUParameterGroup.h"
@@ -28,36 +28,16 @@ constexpr const char* kHelp =
     "Units: 0 generic, 1 indexed, 2 boolean, 3 percent, 5 sample frames, 8 hertz, 9 cents, 10 semitones,\n"
     "13 decibels, 21 octaves, 24 milliseconds. Identifiers last; addresses are handles of one run.\n";
 
-// A text between quotes; what JSON cannot show as it is becomes an escape.
-std::string quoted(std::string_view text) {
-  constexpr std::string_view kHexDigits = "0123456789abcdef";
-  std::string json = "\"";
-  for (const char letter : text) {
-    const auto code = static_cast<unsigned char>(letter);
-    if (letter == '"' || letter == '\\') {
-      json += '\\';
-      json += letter;
-    } else if (code < 0x20U) {
-      json += "\\u00";
-      json += kHexDigits[code >> 4U];
-      json += kHexDigits[code & 0x0FU];
-    } else {
-      json += letter;
-    }
-  }
-  return json + '"';
-}
-
 std::string objectOf(const AUParameter& parameter) {
   std::string strings;
   for (const auto& each : parameter.valueStrings()) {
     if (!strings.empty()) strings += ", ";
-    strings += quoted(each);
+    strings += jsonQuoted(each);
   }
-  return "{\"group\": " + quoted(parameter.group()->identifier()) +
-         ", \"identifier\": " + quoted(parameter.identifier()) +
+  return "{\"group\": " + jsonQuoted(parameter.group()->identifier()) +
+         ", \"identifier\": " + jsonQuoted(parameter.identifier()) +
          ", \"address\": " + std::to_string(parameter.address()) +
-         ", \"name\": " + quoted(parameter.displayName()) +
+         ", \"name\": " + jsonQuoted(parameter.displayName()) +
          ", \"minimum\": " + printReal(parameter.minValue()) +
          ", \"maximum\": " + printReal(parameter.maxValue()) +
          ", \"default\": " + printReal(parameter.value()) +

@@ -12,20 +12,18 @@
 #include <system_error>
 #include <vector>
 
-#include "hosts/HostBlockCutter.h"
 #include "hosts/cli/AudioFileWriter.h"
 #include "hosts/cli/AutomationFile.h"
 #include "hosts/cli/LevelMeter.h"
 #include "hosts/cli/MidiFile.h"
 #include "hosts/cli/Numbers.h"
+#include "hosts/cli/OfflineUnit.h"
 #include "hosts/cli/ParameterNames.h"
+#include "hosts/cli/PresetChoice.h"
 #include "hosts/cli/RenderOptions.h"
 #include "hosts/cli/Score.h"
+#include "hosts/cli/ScorePlayer.h"
 #include "hosts/cli/Terminal.h"
-#include "platform/DiagnosticRing.h"
-#include "platform/MainQueue.h"
-#include "platform/SettingsStore.h"
-#include "unit/ZQ3Unit.h"
 
 namespace morv::cli {
 namespace {
@@ -33,7 +31,8 @@ namespace {
 // One run of the command, step by step; each step answers `ok` or has said what is wrong.
 class RenderRun {
  public:
-  explicit RenderRun(RenderOptions options) : options_(std::move(options)) {}
+  RenderRun(RenderOptions options, std::string resources)
+      : options_(std::move(options)), resources_(std::move(resources)), offline_(resources_) {}
 
   ExitCode run() {
     if (const auto code = readInputs(); code != ExitCode::ok) return code;
@@ -77,15 +76,17 @@ class RenderRun {
       score_->addMove(row.seconds, *parameter, row.value);
       remarkRange(**parameter, row.value);
     }
-    unit_.outputBus()->format.sampleRate = options_.sampleRateHz;
-    unit_.setMaximumFramesToRender(options_.blockFrames);
-    std::string error;
-    if (!unit_.allocateRenderResources(&error)) return fail(ExitCode::failure, error);
+    const auto ready = offline_.allocate(options_.sampleRateHz, options_.blockFrames);
+    if (!ready) return fail(ExitCode::failure, ready.reason());
     if (options_.seed) unit_.setRandomSeed(*options_.seed);
-    queue_.runDue(0);  // the unit takes the settings that it wrote at its start
+    offline_.runQueue(0);  // the unit takes the settings that it wrote at its start
     for (const auto& setting : options_.settings) applySetting(setting, unit_);
-    queue_.runDue(0);
-    queue_.runDue(0);  // once more for a setting that the unit corrects
+    offline_.runQueue(0);
+    offline_.runQueue(0);  // once more for a setting that the unit corrects
+    if (options_.preset) {
+      const auto loaded = loadPresetFor(offline_, *options_.preset, resources_);
+      if (!loaded) return failPreset("render", "option '--preset': ", *options_.preset, loaded.reason());
+    }
     for (const auto& set : sets_) set.parameter->setValue(set.value);
     return ExitCode::ok;
   }
@@ -123,23 +124,17 @@ class RenderRun {
   }
 
   Result<bool> renderBlocks(AudioFileWriter& writer) {
-    HostBlockCutter cutter(unit_, options_.blockFrames);
-    std::vector<float> left(options_.blockFrames);
-    std::vector<float> right(options_.blockFrames);
-    for (std::uint64_t done = 0; done < frames_; done += options_.blockFrames) {
-      const auto blockStart = static_cast<AUEventSampleTime>(done);
-      const AUEventSampleTime blockEnd = blockStart + options_.blockFrames;
-      queue_.runDue(secondsOf(done));
-      for (const auto& move : score_->takeMoves(blockEnd)) move.parameter->setValue(move.value);
-      cutter.setTempo(options_.tempo ? *options_.tempo : score_->tempoAt(blockStart));
-      cutter.render(static_cast<double>(done), options_.blockFrames, left.data(), right.data(),
-                    score_->takeEvents(blockEnd));
-      DiagnosticRing::shared().drain(options_.verbose ? stderr : nullptr);
+    ScorePlayer player(offline_, *score_, options_.sampleRateHz, options_.blockFrames, options_.tempo);
+    if (options_.preset) player.warmUp();
+    while (player.position() < frames_) {
+      player.playBlock(options_.verbose);
+      const std::vector<float>& left = player.left();
+      const std::vector<float>& right = player.right();
       meter_.add(left.data(), left.size());
       meter_.add(right.data(), right.size());
-      auto written = writer.write(left.data(), right.data(), options_.blockFrames);
+      auto written = writer.write(left.data(), right.data(), left.size());
       if (!written) return written;
-      showProgress(done + options_.blockFrames);
+      showProgress(player.position());
     }
     return true;
   }
@@ -168,10 +163,9 @@ class RenderRun {
   double secondsOf(std::uint64_t frames) const { return static_cast<double>(frames) / options_.sampleRateHz; }
 
   RenderOptions options_;
-  SettingsStore standardSettings_;
-  SettingsStore sharedSettings_;
-  MainQueue queue_;
-  ZQ3Unit unit_{{&standardSettings_, &sharedSettings_, &queue_}};
+  std::string resources_;
+  OfflineUnit offline_;
+  ZQ3Unit& unit_ = offline_.unit();
   std::optional<Score> score_;
   std::vector<AutomationFile::Row> automation_;
   std::vector<Score::Move> sets_;
@@ -188,7 +182,9 @@ ExitCode renderCommand(std::span<const std::string> words) {
   auto options = RenderOptions::parse(words);
   if (!options) return failUsage("render", options.reason());
   if (options->help) return print(RenderOptions::helpText());
-  return RenderRun(std::move(*options)).run();
+  auto resources = resourcesFolder(options->resources);
+  if (!resources) return failUsage("render", resources.reason());
+  return RenderRun(std::move(*options), std::move(*resources)).run();
 }
 
 }  // namespace morv::cli

@@ -10,10 +10,12 @@ namespace morv::cli {
 namespace {
 
 constexpr std::array kOptions = {
-    OptionSpec{"midi"},        OptionSpec{"out"},           OptionSpec{"rate"}, OptionSpec{"block"},
-    OptionSpec{"tempo"},       OptionSpec{"seconds"},       OptionSpec{"tail"}, OptionSpec{"set"},
-    OptionSpec{"automation"},  OptionSpec{"setting"},       OptionSpec{"seed"}, OptionSpec{"format"},
-    OptionSpec{"help", false}, OptionSpec{"verbose", false}};
+    OptionSpec{"midi"},          OptionSpec{"out"},       OptionSpec{"rate"},
+    OptionSpec{"block"},         OptionSpec{"tempo"},     OptionSpec{"seconds"},
+    OptionSpec{"tail"},          OptionSpec{"set"},       OptionSpec{"automation"},
+    OptionSpec{"setting"},       OptionSpec{"seed"},      OptionSpec{"format"},
+    OptionSpec{"preset"},        OptionSpec{"resources"}, OptionSpec{"help", false},
+    OptionSpec{"verbose", false}};
 
 constexpr std::int64_t kLeastRate = 8000;
 constexpr std::int64_t kGreatestRate = 192000;
@@ -49,19 +51,6 @@ Result<std::optional<double>> realOf(const CommandLine& line, const std::string&
   return number;
 }
 
-Result<RenderOptions::Set> setOf(const std::string& text) {
-  const auto equals = text.find('=');
-  if (equals == 0 || equals == std::string::npos) {
-    return Failure{"option '--set': '" + text + "' is not of the form ID=VALUE"};
-  }
-  const std::string valueText = text.substr(equals + 1);
-  const auto value = parseReal(valueText);
-  if (!value || !std::isfinite(static_cast<float>(*value))) {
-    return Failure{"option '--set': " + text.substr(0, equals) + ": '" + valueText + "' is no number"};
-  }
-  return RenderOptions::Set{text.substr(0, equals), static_cast<float>(*value)};
-}
-
 Result<SampleFormat> formatOf(const std::string& text) {
   if (text == "f32") return SampleFormat::f32;
   if (text == "s16") return SampleFormat::s16;
@@ -71,7 +60,7 @@ Result<SampleFormat> formatOf(const std::string& text) {
 
 Result<RenderOptions> withLists(RenderOptions options, const CommandLine& line) {
   for (const auto& text : line.values("set")) {
-    const auto set = setOf(text);
+    const auto set = RenderOptions::parseSet(text);
     if (!set) return Failure{set.reason()};
     options.sets.push_back(*set);
   }
@@ -113,6 +102,19 @@ Result<RenderOptions> withNumbers(RenderOptions options, const CommandLine& line
 
 }  // namespace
 
+Result<RenderOptions::Set> RenderOptions::parseSet(const std::string& text) {
+  const auto equals = text.find('=');
+  if (equals == 0 || equals == std::string::npos) {
+    return Failure{"option '--set': '" + text + "' is not of the form ID=VALUE"};
+  }
+  const std::string valueText = text.substr(equals + 1);
+  const auto value = parseReal(valueText);
+  if (!value || !std::isfinite(static_cast<float>(*value))) {
+    return Failure{"option '--set': " + text.substr(0, equals) + ": '" + valueText + "' is no number"};
+  }
+  return RenderOptions::Set{text.substr(0, equals), static_cast<float>(*value)};
+}
+
 Result<RenderOptions> RenderOptions::parse(std::span<const std::string> words) {
   const auto line = CommandLine::parse(words, kOptions);
   if (!line) return Failure{line.reason()};
@@ -126,6 +128,8 @@ Result<RenderOptions> RenderOptions::parse(std::span<const std::string> words) {
   if (options.outPath.empty()) return Failure{"option '--out' is missing: where shall the sound go?"};
   options.automationPath = line->value("automation");
   options.verbose = line->has("verbose");
+  options.preset = line->value("preset");
+  options.resources = line->value("resources");
   auto numbered = withNumbers(std::move(options), *line);
   if (!numbered) return numbered;
   return withLists(std::move(*numbered), *line);
@@ -143,6 +147,7 @@ const char* RenderOptions::helpText() {
          "stays\n"
          "  --seconds S         length; otherwise the last event and the tail. Whole blocks are rendered\n"
          "  --tail S            seconds behind the last event (2)\n"
+         "  --preset NAME       load a preset first: its full or short name, or a file (.aupreset)\n"
          "  --set ID=VALUE      set a parameter before the start; may be given often\n"
          "  --automation FILE   parameter moves: rows of seconds,identifier,value\n"
          "  --setting KEY=VALUE override a setting for this run; may be given often: midiNotePriority (0 "
@@ -150,6 +155,7 @@ const char* RenderOptions::helpText() {
          "                      1 highest, 2 last), midiMPEBendRange (semitones), and midiMode and "
          "midiChannel,\n"
          "                      which count when a preset is loaded\n"
+         "  --resources DIR     folder of the presets, instead of MORV_RESOURCES or the library's own\n"
          "  --seed N            seed of everything drawn at random\n"
          "  --format FORMAT     f32, s16 or s24 (f32)\n"
          "  --verbose           print the engine's diagnostics\n"

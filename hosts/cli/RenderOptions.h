@@ -31,9 +31,13 @@ struct RenderOptions {
   double tailSeconds = 2;
   SampleFormat format = SampleFormat::f32;
   std::optional<std::uint64_t> seed;
+  std::optional<std::string> preset;      // a name or a file
+  std::optional<std::string> resources;   // folder instead of the library's own
   std::vector<Set> sets;                  // in their order
   std::vector<SettingOverride> settings;  // in their order
 
+  // "ID=VALUE" of an option '--set'.
+  static Result<Set> parseSet(const std::string& text);
   static Result<RenderOptions> parse(std::span<const std::string> words);
   static const char* helpText();
 };

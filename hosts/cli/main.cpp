@@ -7,6 +7,7 @@
 #include "hosts/cli/ExitCode.h"
 #include "hosts/cli/NearestNames.h"
 #include "hosts/cli/ParametersCommand.h"
+#include "hosts/cli/PresetsCommand.h"
 #include "hosts/cli/RenderCommand.h"
 #include "hosts/cli/Terminal.h"
 
@@ -19,6 +20,7 @@ constexpr const char* kHelp =
     "\n"
     "  render       play a MIDI file and write its sound to a WAV file\n"
     "  parameters   list the instrument's parameters\n"
+    "  presets      list, show, render, take in and write presets\n"
     "\n"
     "  --help       print this text; 'morv COMMAND --help' tells about a command\n"
     "  --version    print the version\n"
@@ -32,8 +34,9 @@ ExitCode run(std::span<const std::string> words) {
   if (command == "--version") return print("morv " MORV_VERSION "\n");
   if (command == "render") return renderCommand(words.subspan(1));
   if (command == "parameters") return parametersCommand(words.subspan(1));
+  if (command == "presets") return presetsCommand(words.subspan(1));
   if (command.starts_with("-")) return failUsage("", "unknown option '" + command + "'");
-  const auto nearest = nearestNames(command, {"render", "parameters"}, 1);
+  const auto nearest = nearestNames(command, {"render", "parameters", "presets"}, 1);
   return failUsage("", "unknown command '" + command + "'; the nearest is " + nearest.front());
 }
 

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "hosts/cli/ExitCode.h"
+#include "hosts/cli/OfflineUnit.h"
+#include "hosts/cli/PresetCategories.h"
+#include "hosts/cli/Result.h"
+
+namespace morv::cli {
+
+// The one preset that a word means: a full name or, if only one preset has it, a short name; capitals count
+// as small letters unless a full name fits exactly. The reason tells the nearest names, or those between
+// which the word does not choose.
+Result<std::string> choosePreset(const std::string& wanted, const std::vector<std::string>& names,
+                                 const PresetCategories& categories);
+
+// Whether a word means a preset's file and not a name: it has a slash in it or ends in ".aupreset".
+bool meansPresetFile(const std::string& wanted);
+
+// Loads what a word means into the unit: a preset's file, a preset of the unit's list, or one that the user
+// keeps. Gives its full name.
+Result<std::string> loadPresetFor(OfflineUnit& offline, const std::string& wanted,
+                                  const std::string& resources);
+// Tells why that failed: an unknown name is a wrong command line, and what stands ahead of the reason says
+// where in it; a file that is no preset is a bad input.
+ExitCode failPreset(const std::string& command, const std::string& where, const std::string& wanted,
+                    const std::string& reason);
+
+}  // namespace morv::cli

@@ -1,0 +1,190 @@
+#include "hosts/cli/PresetsRenderCommand.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "hosts/cli/AudioFileWriter.h"
+#include "hosts/cli/CommandLine.h"
+#include "hosts/cli/Json.h"
+#include "hosts/cli/LevelMeter.h"
+#include "hosts/cli/LoudnessMeter.h"
+#include "hosts/cli/MidiFile.h"
+#include "hosts/cli/Numbers.h"
+#include "hosts/cli/OctaveSpectrum.h"
+#include "hosts/cli/OfflineUnit.h"
+#include "hosts/cli/PresetCategories.h"
+#include "hosts/cli/PresetsCommand.h"
+#include "hosts/cli/ScorePlayer.h"
+#include "hosts/cli/StandardPhrase.h"
+#include "hosts/cli/Terminal.h"
+#include "hosts/cli/UserPresets.h"
+#include "platform/AtomicFile.h"
+
+namespace morv::cli {
+namespace {
+
+constexpr std::array kOptions = {
+    OptionSpec{"out"},         OptionSpec{"midi"},        OptionSpec{"rate"},      OptionSpec{"tail"},
+    OptionSpec{"user", false}, OptionSpec{"json", false}, OptionSpec{"resources"}, OptionSpec{"help", false}};
+
+constexpr std::uint32_t kBlockFrames = 64;
+constexpr double kStandardTailSeconds = 4;
+constexpr double kGreatestTailSeconds = 3600;
+constexpr int kStandardRateHz = 44100;
+constexpr int kLeastRateHz = 8000;
+constexpr int kGreatestRateHz = 192000;
+
+struct Options {
+  std::string folder;
+  std::string resources;
+  std::optional<MidiFile> midi;
+  int rateHz = kStandardRateHz;
+  double tailSeconds = kStandardTailSeconds;
+  bool takesUsers = false;
+};
+
+struct Row {
+  std::string name;
+  std::string file;
+  double peakDb = 0;
+  double loudnessLufs = 0;
+  double seconds = 0;
+  OctaveSpectrum::Levels octavesDb{};
+};
+
+std::string fileNameOf(std::string presetName) {
+  std::replace(presetName.begin(), presetName.end(), '/', '-');
+  return presetName + ".wav";
+}
+
+// Renders one preset through a unit of its own, so that no preset hears another's tail.
+Result<Row> renderPreset(const std::string& name, const Options& options, const PropertyListDictionary& kept,
+                         const PresetCategories& categories) {
+  OfflineUnit offline(options.resources, kept);
+  if (const auto ready = offline.allocate(options.rateHz, kBlockFrames); !ready)
+    return Failure{ready.reason()};
+  offline.loadPreset(name);
+  Score score(options.midi ? *options.midi : standardPhrase(categories.prefixFor(name)), options.rateHz);
+  const std::uint64_t frames = score.lengthInFrames({}, options.tailSeconds, kBlockFrames);
+  Row row{name, options.folder + "/" + fileNameOf(name)};
+  if (frames > AudioFileWriter::maximumFrames(SampleFormat::f32)) {
+    return Failure{row.file + ": is too long for a WAV file"};
+  }
+  auto writer = AudioFileWriter::create(row.file, options.rateHz, SampleFormat::f32);
+  if (!writer) return Failure{writer.reason()};
+  ScorePlayer player(offline, score, options.rateHz, kBlockFrames, {});
+  player.warmUp();
+  LevelMeter level;
+  LoudnessMeter loudness(options.rateHz);
+  OctaveSpectrum spectrum(options.rateHz);
+  while (player.position() < frames) {
+    player.playBlock();
+    const float* left = player.left().data();
+    const float* right = player.right().data();
+    level.add(left, kBlockFrames);
+    level.add(right, kBlockFrames);
+    loudness.add(left, right, kBlockFrames);
+    spectrum.add(left, right, kBlockFrames);
+    if (const auto written = writer->write(left, right, kBlockFrames); !written)
+      return Failure{written.reason()};
+  }
+  if (const auto finished = writer->finish(); !finished) return Failure{finished.reason()};
+  row.peakDb = level.peakDb();
+  row.loudnessLufs = loudness.integratedLufs();
+  row.seconds = static_cast<double>(frames) / options.rateHz;
+  row.octavesDb = spectrum.levelsDb();
+  return row;
+}
+
+std::string asTable(const std::vector<Row>& rows) {
+  std::string table = "name\tpeakDb\tloudnessLufs\tseconds\tfile\n";
+  for (const Row& row : rows) {
+    table += row.name + '\t' + printFixed(row.peakDb, 2) + '\t' + printFixed(row.loudnessLufs, 2) + '\t' +
+             printFixed(row.seconds, 3) + '\t' + row.file + '\n';
+  }
+  return table;
+}
+
+std::string asJson(const std::vector<Row>& rows) {
+  std::string json = "[";
+  const char* separator = "\n";
+  for (const Row& row : rows) {
+    std::string octaves;
+    for (const double level : row.octavesDb) octaves += (octaves.empty() ? "" : ", ") + jsonNumber(level, 2);
+    json += separator + ("{\"name\": " + jsonQuoted(row.name)) +
+            ", \"peakDb\": " + jsonNumber(row.peakDb, 3) +
+            ", \"loudnessLufs\": " + jsonNumber(row.loudnessLufs, 3) +
+            ", \"seconds\": " + jsonNumber(row.seconds, 3) + ", \"file\": " + jsonQuoted(row.file) +
+            ", \"octavesDb\": [" + octaves + "]}";
+    separator = ",\n";
+  }
+  return json + "\n]\n";
+}
+
+Result<Options> optionsOf(const CommandLine& line) {
+  Options options;
+  options.folder = line.value("out").value_or("");
+  if (options.folder.empty())
+    return Failure{"option '--out' is missing: which folder shall the sound go to?"};
+  if (const auto text = line.value("rate")) {
+    const auto rate = parseInteger(*text);
+    if (!rate || *rate < kLeastRateHz || *rate > kGreatestRateHz) {
+      return Failure{"option '--rate': '" + *text + "' is no whole number from 8000 to 192000"};
+    }
+    options.rateHz = static_cast<int>(*rate);
+  }
+  if (const auto text = line.value("tail")) {
+    const auto tail = parseReal(*text);
+    if (!tail || *tail < 0 || *tail > kGreatestTailSeconds) {
+      return Failure{"option '--tail': '" + *text + "' is no number from 0 to 3600"};
+    }
+    options.tailSeconds = *tail;
+  }
+  const auto resources = resourcesFolder(line.value("resources"));
+  if (!resources) return Failure{resources.reason()};
+  options.resources = *resources;
+  options.takesUsers = line.has("user");
+  return options;
+}
+
+ExitCode renderAll(const Options& options, bool printsJson) {
+  OfflineUnit lister(options.resources);
+  PropertyListDictionary kept;
+  if (options.takesUsers) kept = UserPresets(lister.unit().groupIdentifier()).all();
+  const auto list = OfflineUnit(options.resources, kept).unit().factoryPresets();
+  if (const Outcome made = makeFolder(options.folder); !made) {
+    return fail(ExitCode::outputFailed, made.reason());
+  }
+  const PresetCategories categories = PresetCategories::of(options.resources);
+  std::vector<Row> rows;
+  for (const AUAudioUnitPreset& each : list) {
+    const auto row = renderPreset(each.name, options, kept, categories);
+    if (!row) return fail(ExitCode::outputFailed, row.reason());
+    rows.push_back(*row);
+  }
+  return print(printsJson ? asJson(rows) : asTable(rows));
+}
+
+}  // namespace
+
+ExitCode presetsRenderAllCommand(std::span<const std::string> words) {
+  const auto line = CommandLine::parse(words, kOptions);
+  if (!line) return failUsage("presets", line.reason());
+  if (line->has("help")) return print(presetsHelp());
+  if (!line->operands().empty()) {
+    return failUsage("presets", "unexpected argument '" + line->operands().front() + "'");
+  }
+  auto options = optionsOf(*line);
+  if (!options) return failUsage("presets", options.reason());
+  if (const auto path = line->value("midi")) {
+    auto midi = MidiFile::read(*path);
+    if (!midi) return fail(ExitCode::badInput, midi.reason());
+    options->midi = std::move(*midi);
+  }
+  return renderAll(*options, line->has("json"));
+}
+
+}  // namespace morv::cli

@@ -1,0 +1,96 @@
+#include "hosts/cli/UserPresets.h"
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "hosts/cli/PresetFile.h"
+#include "hosts/cli/Terminal.h"
+#include "platform/AtomicFile.h"
+#include "platform/PropertyList.h"
+#include "platform/PropertyListFile.h"
+
+namespace morv::cli {
+namespace {
+
+constexpr const char* kPresets = "presets";
+constexpr const char* kStorageLocation = "presetStorageLocation";
+constexpr int kCloud = 1;
+
+bool exists(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::exists(path, error);
+}
+
+}  // namespace
+
+UserPresets::UserPresets(const std::string& suiteName, Directories directories)
+    : directories_(std::move(directories)),
+      suite_(directories_.configuration, suiteName, [](const std::string& message) { warn(message); }),
+      coordinator_(directories_.locks),
+      cloud_(suite_, coordinator_) {}
+
+bool UserPresets::isInCloud() const { return suite_.integerForKey(kStorageLocation) == kCloud; }
+
+std::string UserPresets::cloudFolder() const {
+  const auto container = cloud_.path();
+  return container ? *container + "/Documents/Presets" : std::string();
+}
+
+std::string UserPresets::fileOf(const std::string& name) const {
+  const std::string folder = isInCloud() ? cloudFolder() : directories_.documents;
+  return folder.empty() ? folder : folder + "/" + name + kPresetFileExtension;
+}
+
+PropertyListDictionary UserPresets::stored() const {
+  const auto held = suite_.valueForKey(kPresets);
+  return held && held->dictionary() != nullptr ? *held->dictionary() : PropertyListDictionary();
+}
+
+PropertyListDictionary UserPresets::all() {
+  if (!isInCloud()) return stored();
+  PropertyListDictionary presets;
+  std::error_code error;
+  for (std::filesystem::directory_iterator it(cloudFolder(), error), end; !error && it != end;
+       it.increment(error)) {
+    if (it->path().extension() != kPresetFileExtension) continue;
+    auto state = readPropertyListFile(it->path().string());
+    if (state && state.value().dictionary() != nullptr) {
+      presets.set(it->path().stem().string(), std::move(state).value());
+    } else {
+      warn(state ? it->path().string() + ": no preset" : state.reason());
+    }
+  }
+  return presets;
+}
+
+Result<bool> UserPresets::addToCloud(const std::string& path, const PropertyListDictionary& state) {
+  if (path.empty()) return Failure{"the settings keep presets in a cloud folder, which is not there"};
+  const auto text = writePropertyList(state);
+  if (!text) return Failure{path + ": " + text.reason()};
+  if (const Outcome made = cloud_.makeFolder(cloudFolder()); !made) return Failure{made.reason()};
+  if (const Outcome done = cloud_.write(path, text.value()); !done) return Failure{done.reason()};
+  return true;
+}
+
+bool UserPresets::holds(const std::string& name) const {
+  const std::string path = fileOf(name);
+  if (!path.empty() && exists(path)) return true;
+  return !isInCloud() && stored().find(name) != nullptr;
+}
+
+// The suite is what units read, so it comes last: a preset that is in it is wholly there.
+Result<bool> UserPresets::add(const std::string& name, const PropertyListDictionary& state) {
+  if (const Outcome fresh = suite_.refresh(); !fresh) return Failure{fresh.reason()};
+  const std::string path = fileOf(name);
+  if (isInCloud()) return addToCloud(path, state);
+  if (const Outcome made = makeFolder(directories_.documents); !made) return Failure{made.reason()};
+  if (const Outcome done = writePropertyListFile(path, state); !done) return Failure{done.reason()};
+  PropertyListDictionary presets = stored();
+  presets.set(name, state);
+  suite_.setValue(kPresets, std::move(presets));
+  if (const Outcome done = suite_.synchronize(); !done) return Failure{done.reason()};
+  return true;
+}
+
+}  // namespace morv::cli

@@ -1,0 +1,201 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/PropertyListFile.h"
+#include "tests/hosts/PresetsFixture.h"
+
+namespace morv {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::Not;
+
+// Import, export and render-all.
+class PresetsFilesProgram : public PresetsFixture {};
+
+TEST_F(PresetsFilesProgram, ImportsIntoTheUsersStoreWhereAllCommandsFindIt) {
+  const auto file = userPreset("[USER]_PD_Mine", "1234");
+
+  const auto run = runMorv({"presets", "import", file});
+
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_EQ(run.output, documentFile("[USER]_PD_Mine") + "\n");
+  EXPECT_EQ(TemporaryFolder::read(documentFile("[USER]_PD_Mine")), TemporaryFolder::read(file));
+  EXPECT_THAT(runMorv({"presets", "list"}).output,
+              HasSubstr("[USER]_PD_Mine\t0\tuser\tPad\t" + documentFile("[USER]_PD_Mine") + "\n"));
+  EXPECT_EQ(cutoffOf("mine"), "1234");
+  EXPECT_EQ(soundOf({"--preset", "Mine"}), soundOf({"--preset", file}));
+}
+
+TEST_F(PresetsFilesProgram, ReplacesAnImportedPresetOnlyWhenForced) {
+  const auto file = userPreset("[USER]_PD_Mine", "1000");
+  ASSERT_EQ(runMorv({"presets", "import", file}).exitCode, 0);
+  userPreset("[USER]_PD_Mine", "2000");
+
+  const auto refused = runMorv({"presets", "import", file});
+  EXPECT_EQ(refused.exitCode, 1);
+  EXPECT_THAT(refused.errors, HasSubstr("there is a preset '[USER]_PD_Mine' already; --force replaces it"));
+  EXPECT_EQ(cutoffOf("mine"), "1000");
+
+  EXPECT_EQ(runMorv({"presets", "import", "--force", file}).exitCode, 0);
+  EXPECT_EQ(cutoffOf("mine"), "2000");
+}
+
+TEST_F(PresetsFilesProgram, RefusesToImportOverTheFactorysNames) {
+  const auto run = runMorv({"presets", "import", "--force", factoryFile("[FACTORY]_BS_Deep")});
+
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(run.errors, HasSubstr("would win over it"));
+}
+
+TEST_F(PresetsFilesProgram, SaysThatANameWithoutTheUsersMarkCountsAsFactory) {
+  const auto run = runMorv({"presets", "import", userPreset("Bare", "700")});
+
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.errors, HasSubstr("without the mark [USER]"));
+}
+
+TEST_F(PresetsFilesProgram, RefusesFilesThatAreNoPresetWithAReasonAndTakesTheOthers) {
+  const std::string head = "<plist version=\"1.0\"><dict>";
+  const std::string tail = "</dict></plist>";
+  const std::vector<std::pair<std::string, std::string>> files = {
+      {"no list at all", "no"},
+      {head + tail, "it has no parameters"},
+      {"<plist version=\"1.0\"><array/></plist>", "it is no dictionary"},
+      {head + "<key>parameters</key><string>x</string>" + tail, "its parameters are no dictionary"},
+      {head + "<key>parameters</key><dict><key>morv</key><true/></dict>" + tail,
+       "its parameter group 'morv' is no dictionary"},
+      {head +
+           "<key>parameters</key><dict><key>morv</key><dict><key>volume</key><string>x</string>"
+           "</dict></dict>" +
+           tail,
+       "its value of 'morv.volume' is no finite number"},
+      {head + "<key>parameters</key><dict><key>other</key><dict/></dict>" + tail,
+       "it has no parameter of this instrument"},
+      {head + "<key>subtype</key><integer>7</integer><key>parameters</key><dict/>" + tail,
+       "it belongs to another instrument"}};
+  std::vector<std::string> words = {"presets", "import"};
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    words.push_back(folder_.write("[USER]_Bad" + std::to_string(i) + ".aupreset", files[i].first));
+  }
+  words.push_back(folder_.write("[USER]_Bad.txt", head + tail));
+  words.push_back(folder_.path("[USER]_Missing.aupreset"));
+  words.push_back(userPreset("[USER]_Good", "800"));
+
+  const auto run = runMorv(words);
+
+  EXPECT_EQ(run.exitCode, 3);
+  for (const auto& [content, reason] : files) EXPECT_THAT(run.errors, HasSubstr(reason));
+  EXPECT_THAT(run.errors, HasSubstr("its name does not end in .aupreset"));
+  EXPECT_THAT(run.errors, HasSubstr("[USER]_Missing.aupreset"));
+  EXPECT_EQ(run.output, documentFile("[USER]_Good") + "\n");
+  EXPECT_THAT(runMorv({"presets", "list"}).output, Not(HasSubstr("Bad")));
+}
+
+TEST_F(PresetsFilesProgram, ImportsIntoTheCloudFolderIfTheSettingsKeepPresetsThere) {
+  const std::string cloud = folder_.path("cloud");
+  fs::create_directories(cloud);
+  fs::create_directories(folder_.path("user/XDG_CONFIG_HOME/morv"));
+  const PropertyListDictionary settings{{"presetStorageLocation", 1}, {"cloudFolder", cloud}};
+  ASSERT_TRUE(
+      writePropertyListFile(folder_.path("user/XDG_CONFIG_HOME/morv/group.org.morv.plist"), settings).ok());
+
+  const auto run = runMorv({"presets", "import", userPreset("[USER]_AT_Far", "321")});
+
+  const std::string kept = cloud + "/Documents/Presets/[USER]_AT_Far.aupreset";
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_EQ(run.output, kept + "\n");
+  EXPECT_TRUE(fs::exists(kept));
+  EXPECT_FALSE(fs::exists(documentFile("[USER]_AT_Far")));
+  EXPECT_EQ(cutoffOf("far"), "321");
+}
+
+TEST_F(PresetsFilesProgram, ReportsAStoreThatCannotBeWritten) {
+  const auto file = userPreset("[USER]_PD_Mine", "1000");
+  fs::create_directories(folder_.path("user"));
+  folder_.write("user/XDG_DOCUMENTS_DIR", std::string("a file where a folder should be"));
+
+  const auto run = runMorv({"presets", "import", file});
+
+  EXPECT_EQ(run.exitCode, 4);
+  EXPECT_THAT(runMorv({"presets", "list"}).output, Not(HasSubstr("Mine")));
+}
+
+TEST_F(PresetsFilesProgram, ExportsAStateThatComesBackTheSame) {
+  const std::string first = folder_.path("first.aupreset");
+  const std::string second = folder_.path("second.aupreset");
+
+  ASSERT_EQ(exportTo(first, {"--preset", "Deep", "--set", "ecoverb.reverbMix=33.3"}).exitCode, 0);
+  ASSERT_EQ(exportTo(second, {"--preset", first}).exitCode, 0);
+
+  EXPECT_EQ(TemporaryFolder::read(first), TemporaryFolder::read(second));
+  EXPECT_EQ(cutoffOf(second), "300");
+  EXPECT_THAT(runMorv({"presets", "show", second}).output, HasSubstr("ecoverb\treverbMix\t33.3\n"));
+}
+
+TEST_F(PresetsFilesProgram, RefusesToExportWithWrongValuesAndLeavesNoFile) {
+  const std::string out = folder_.path("out.aupreset");
+
+  EXPECT_EQ(exportTo(out, {"--set", "filterCutof=1"}).exitCode, 2);
+  EXPECT_EQ(exportTo(out, {"--set", "filterCutoff=x"}).exitCode, 2);
+  EXPECT_EQ(exportTo(out, {"--set", "filterCutoff=30000"}).exitCode, 2);
+  EXPECT_EQ(exportTo(out, {"--preset", "none"}).exitCode, 2);
+  EXPECT_EQ(exportTo(out, {"--preset", "./none.aupreset"}).exitCode, 3);
+  EXPECT_FALSE(fs::exists(out));
+  EXPECT_EQ(exportTo(folder_.path("none/out.aupreset")).exitCode, 4);
+  EXPECT_EQ(runMorv({"presets", "export-state"}).exitCode, 2);
+}
+
+TEST_F(PresetsFilesProgram, RendersAllIntoAFolderWithATable) {
+  const std::string out = folder_.path("sounds");
+
+  const auto run = runMorv({"presets", "render-all", "--out", out, "--tail", "1"});
+
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_THAT(run.output, testing::StartsWith("name\tpeakDb\tloudnessLufs\tseconds\tfile\n"));
+  EXPECT_THAT(run.output, HasSubstr("\t" + out + "/[FACTORY]_BS_Deep.wav\n"));
+  EXPECT_TRUE(fs::exists(out + "/[FACTORY]_BS_Deep.wav"));
+  EXPECT_TRUE(fs::exists(out + "/[FACTORY]_LD_High.wav"));
+}
+
+TEST_F(PresetsFilesProgram, RendersAllWithAPieceOfOnesOwnAsRenderDoes) {
+  const std::string out = folder_.path("sounds");
+  ASSERT_EQ(
+      runMorv({"presets", "render-all", "--out", out, "--midi", midi_, "--tail", "2", "--json"}).exitCode, 0);
+
+  const auto expected = soundOf({"--preset", "High"});
+  fs::copy_file(out + "/[FACTORY]_LD_High.wav", out_, fs::copy_options::overwrite_existing);
+
+  EXPECT_EQ(sound(), expected);
+}
+
+TEST_F(PresetsFilesProgram, RendersTheUsersPresetsWhenAsked) {
+  ASSERT_EQ(runMorv({"presets", "import", userPreset("[USER]_PD_Mine", "1000")}).exitCode, 0);
+  const std::string out = folder_.path("sounds");
+
+  const auto without = runMorv({"presets", "render-all", "--out", out, "--midi", midi_, "--tail", "0"});
+  const auto with =
+      runMorv({"presets", "render-all", "--out", out, "--midi", midi_, "--tail", "0", "--user"});
+
+  EXPECT_THAT(without.output, Not(HasSubstr("Mine")));
+  EXPECT_THAT(with.output, HasSubstr("[USER]_PD_Mine"));
+}
+
+TEST_F(PresetsFilesProgram, ReportsBadInputsAndOutputsOfRenderAll) {
+  const std::string blocked = folder_.write("blocked", std::string("a file"));
+
+  EXPECT_EQ(runMorv({"presets", "render-all"}).exitCode, 2);
+  EXPECT_EQ(runMorv({"presets", "render-all", "--out", blocked, "--tail", "x"}).exitCode, 2);
+  EXPECT_EQ(runMorv({"presets", "render-all", "--out", blocked, "--rate", "1"}).exitCode, 2);
+  EXPECT_EQ(runMorv({"presets", "render-all", "--out", blocked, "--midi", blocked}).exitCode, 3);
+  EXPECT_EQ(runMorv({"presets", "render-all", "--out", blocked}).exitCode, 4);
+}
+
+}  // namespace
+}  // namespace morv
