@@ -189,6 +189,10 @@ void runAPBlock(ap* a, const float* in, const float* delaysSeconds, float g, flo
 }
 
 void addAPTap(const ap& a, float delaySamples, float gain, float* out, int frames) noexcept {
+  if (frames == 1) {
+    out[0] += gain * allpassGetSampleWithDelay(&a, delaySamples);
+    return;
+  }
   float tapped[kDelayBlock];
   // The line stands `frames` steps on; the first frame's tap is read from the position behind it.
   int first = static_cast<int>(a.position) - (frames - 1);

@@ -38,8 +38,8 @@ void runAPBlock(ap* a, const float* in, float delaySeconds, float g, float sampl
 // The same with a delay of its own for each frame.
 void runAPBlock(ap* a, const float* in, const float* delaysSeconds, float g, float sampleRateHz, float* out,
                 int frames) noexcept MORV_NONBLOCKING;
-// out[k] += gain x allpassGetSampleWithDelay behind frame k, where `frames` frames have just been run. The
-// delay is at least 2 samples and ends `frames` samples short of the line's length.
+// out[k] += gain x allpassGetSampleWithDelay behind frame k, where `frames` frames have just been run. With
+// more than one the delay is at least 2 samples and ends `frames` samples short of the line's length.
 void addAPTap(const ap& a, float delaySamples, float gain, float* out, int frames) noexcept MORV_NONBLOCKING;
 
 }  // namespace morv

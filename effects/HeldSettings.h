@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <limits>
 
 #include "platform/NonBlocking.h"
 #include "voice/TPT.h"
@@ -30,6 +31,7 @@ inline float heldCutoff(float cutoffHz, float sampleRateHz) noexcept MORV_NONBLO
 // at another rate.
 inline void setHeldTPTCutoff(tpt* filter, float cutoffHz, float sampleRateHz) noexcept MORV_NONBLOCKING {
   if (cutoffHz == filter->cutoff) return;
+  filter->cutoff = std::numeric_limits<float>::quiet_NaN();  // so that the held one counts as new
   setTPTCutoff(filter, heldCutoff(cutoffHz, sampleRateHz), sampleRateHz);
   filter->cutoff = cutoffHz;
 }

@@ -94,7 +94,8 @@ float ZRBasicChorus::driftCoefficient(float frequencyHz) const noexcept {
   return static_cast<float>(std::exp(std::log(0.001) / std::max(samples, 1.0)));
 }
 
-// Phases, noise and followers, sample by sample. A phase that comes round draws the other side's next noise.
+// Phases, noise and followers, sample by sample. A phase that comes round draws the other side's next noise;
+// one that runs backwards draws none, and stays within a turn too, where floats have room for its steps.
 void ZRBasicChorus::stepModulation(float frequencyHz, Stretch* s, int frames) noexcept {
   const bool isNoise = modShape.intValue() == 1;
   const float drift = isNoise ? driftCoefficient(frequencyHz) : 0.0F;
@@ -115,11 +116,13 @@ void ZRBasicChorus::stepModulation(float frequencyHz, Stretch* s, int frames) no
       one -= kTwoPi;
       noiseTargetR = static_cast<float>(2.0 * random_.unitDouble() - 1.0);
     }
+    if (one <= -kTwoPi) one += kTwoPi;
     two += step + spreadStep * at.spread;
     if (two >= kTwoPi) {
       two -= kTwoPi;
       noiseTargetL = static_cast<float>(2.0 * random_.unitDouble() - 1.0);
     }
+    if (two <= -kTwoPi) two += kTwoPi;
     if (isNoise) {
       left = drift * (left - noiseTargetL) + noiseTargetL;
       right = drift * (right - noiseTargetR) + noiseTargetR;

@@ -134,13 +134,15 @@ int ZREcoVerb::_longestStretch(const Block& block) const noexcept {
       std::min({kAP1 - swing, kDiffuserSeconds[1] * sampleRate, static_cast<float>(distance)}));
 }
 
-// Delays of the two modulated all-passes.
+// Delays of the two modulated all-passes. A phase that runs backwards stays within a turn too, where floats
+// have room for its steps.
 void ZREcoVerb::stepModulation(const Block& block, Stretch* s, int frames) noexcept {
   const VoiceKernels& kernels = voiceKernels();
   float at = phase;
   for (int i = 0; i < frames; ++i) {
     at += block.phaseStep;
     if (at >= kTwoPi) at -= kTwoPi;
+    if (at <= -kTwoPi) at += kTwoPi;
     const float turn = at / kPi;
     s->delay1[static_cast<std::size_t>(i)] = turn - block.turnsOfPi;
     s->delay3[static_cast<std::size_t>(i)] = turn + block.turnsOfPi;

@@ -45,6 +45,15 @@ TEST(AllPass, StartsZeroed) {
   EXPECT_EQ(a.state, 0.0F);
 }
 
+TEST(AllPass, ALineHasAtLeastThreeSamples) {
+  for (const int size : {-5, 0, 2, 3}) {
+    ap a;
+    initAP(&a, size);
+    EXPECT_EQ(a.size, 3) << size;
+    EXPECT_EQ(a.buffer.size(), 3U) << size;
+  }
+}
+
 TEST(AllPass, ImpulseResponseIsThatOfTheFormula) {
   ap a = lineOf(40);
   constexpr float g = 0.5F;

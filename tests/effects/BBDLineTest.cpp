@@ -314,5 +314,23 @@ TEST(BBDLine, StaysFiniteAtExtremesAndLengthsOfNearlyNothing) {
   }
 }
 
+// The delay and the clock go by the rate that each sample is run at, not by the one at the start.
+TEST(BBDLine, RunsAtTheRateThatItIsGiven) {
+  bbd line;
+  initBBDLine(&line, 16, 0.1F, 1000.0F);
+  ASSERT_EQ(line.size, 100);
+  line.writeIndex = 50;
+  line.delayBuffer[30] = 0.5F;
+
+  // 10 ms are 20 samples at 2000 Hz. A filter passes part of what it gets at once: both sections' first
+  // coefficients.
+  const float out = runBBDLine(&line, 0, 0.01F, 0, 0, 1, 2000.0F);
+
+  const double e = 0.1802950360421434 * 0.37173571487665386 * firstBucket(0.5);
+  EXPECT_NEAR(out, lastBucket(e), 1e-6);
+  EXPECT_EQ(line.clockPhase, 1.0 / 2000.0);
+  EXPECT_EQ(line.sampleRate, 1000.0F);
+}
+
 }  // namespace
 }  // namespace morv

@@ -198,6 +198,61 @@ TEST(DelayBlocks, TapsAreTakenBehindEachFramesWrite) {
   }
 }
 
+// A delay below nothing reads ahead; beyond the end a run holds it two samples short of it.
+TEST(DelayBlocks, OneFrameReadsAheadAsARunDoes) {
+  uniComb uc;
+  initUniComb(&uc, 60);
+  const std::vector<float> content = noise(60, 8);
+  std::copy(content.begin(), content.end(), uc.buffer.data());
+  for (int position = 0; position < 60; ++position) {
+    for (const float delay : {0.0F, -0.5F, -1.0F, -7.25F, -59.0F, -60.5F}) {
+      uc.position = static_cast<float>(position);
+      const float p = static_cast<float>(position) - delay;
+      const float held = p > 60.0F ? 58.0F : p;
+      const float expected = held == 60.0F ? content[0] : readBetween(content.data(), 60, held);
+      float one[1];
+      float other[1];
+      readUniComb(uc, delay, one, 1);
+      readUniComb(uc, &delay, other, 1);
+      ASSERT_EQ(one[0], expected) << position << " " << delay;
+      ASSERT_EQ(other[0], expected) << position << " " << delay;
+    }
+  }
+}
+
+TEST(DelayBlocks, ReadsBehindTheWriteIndexComeRoundForDelaysBeyondTheLine) {
+  uniComb uc;
+  initUniComb(&uc, 200);
+  const std::vector<float> content = noise(200, 9);
+  std::copy(content.begin(), content.end(), uc.buffer.data());
+  for (const int delay : {199, 200, 201, 399, 450, 1000, 12345}) {
+    for (const int writeIndex : {0, 1, 100, 198}) {
+      float out[1];
+      readBehindWriteIndex(uc, writeIndex, delay, out, 1);
+      uc.writeIndex = writeIndex;
+      const int element = ((writeIndex - delay) % 200 + 200) % 200;
+      ASSERT_EQ(out[0], content[static_cast<std::size_t>(element)]) << writeIndex << " " << delay;
+      ASSERT_EQ(out[0], uniCombGetSampleWithDelay(&uc, static_cast<float>(delay)));
+    }
+  }
+}
+
+// An all-pass's tap beyond the end comes round instead.
+TEST(DelayBlocks, OneFrameTapsAheadAsTheAllPassDoes) {
+  ap a;
+  initAP(&a, 60);
+  const std::vector<float> content = noise(60, 10);
+  std::copy(content.begin(), content.end(), a.buffer.data());
+  for (int position = 0; position < 60; ++position) {
+    for (const float delay : {0.3F, 0.0F, -0.5F, -7.25F, -59.0F, -60.5F}) {
+      a.position = static_cast<float>(position);
+      float tap[1] = {10.0F};
+      addAPTap(a, delay, 2.0F, tap, 1);
+      ASSERT_EQ(tap[0], 10.0F + 2.0F * allpassGetSampleWithDelay(&a, delay)) << position << " " << delay;
+    }
+  }
+}
+
 TEST(DelayBlocks, NoFramesChangeNothing) {
   uniComb uc;
   initUniComb(&uc, 100);

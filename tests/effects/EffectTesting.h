@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,17 @@ inline Stereo runInBlocks(ZRDSPEffect& effect, const Stereo& in, int blockFrames
   return out;
 }
 
+// The effect over one buffer that is both sides' input and output.
+inline std::vector<float> runInOneBuffer(ZRDSPEffect& effect, std::vector<float> buffer, int blockFrames) {
+  const ScopedFlushDenormals guard;
+  const int frames = static_cast<int>(buffer.size());
+  for (int start = 0; start < frames; start += blockFrames) {
+    float* at = buffer.data() + start;
+    effect.runEffect(at, at, at, at, std::min(blockFrames, frames - start), 120.0F);
+  }
+  return buffer;
+}
+
 inline double energy(const std::vector<float>& x) {
   double sum = 0;
   for (const float v : x) sum += static_cast<double>(v) * static_cast<double>(v);
@@ -95,6 +107,47 @@ inline float peakOf(const std::vector<float>& x) {
   float peak = 0;
   for (const float v : x) peak = std::max(peak, std::abs(v));
   return peak;
+}
+
+// What no setting is meant to be.
+inline constexpr float kLostSettings[] = {std::numeric_limits<float>::infinity(),
+                                          -std::numeric_limits<float>::infinity(),
+                                          std::numeric_limits<float>::quiet_NaN(), 3e38F};
+
+// Each setting in turn is lost for a while and comes back: the output stays finite all the time, and after
+// the seconds it is as loud as that of an effect whose settings were never lost. `make` gives an effect at
+// the rate, `check` looks at it afterwards.
+template <typename Make, typename Check>
+void expectEachSettingMayBeLostForAWhile(Make make, float rateHz, float seconds, bool resets, Check check) {
+  constexpr double kAsLoudDb = 1.0;  // of the same noise, at other places of the swings
+  const Stereo in = stereoNoise(static_cast<int>(rateHz * 0.25F), 21);
+  const Stereo between(static_cast<int>(rateHz * seconds));
+  const auto runTo = [&](ZRDSPEffect& effect, ZRDSPParameter* lost, float value) {
+    runInBlocks(effect, in, 512);
+    const float before = lost->value;
+    *lost = value;
+    EXPECT_TRUE(isFinite(runInBlocks(effect, in, 512)));
+    *lost = before;
+    EXPECT_TRUE(isFinite(runInBlocks(effect, in, 512)));
+    if (resets) effect.reset();
+    EXPECT_TRUE(isFinite(runInBlocks(effect, between, 512)));
+    return runInBlocks(effect, in, 512);
+  };
+  const auto usual = make();
+  const Stereo expected = runTo(*usual, &usual->mix, usual->mix.value);
+  const std::size_t count = usual->parameters().size();
+  for (std::size_t i = 0; i < count; ++i) {
+    for (const float value : kLostSettings) {
+      const auto effect = make();
+      ZRDSPParameter* lost = effect->parameters()[i];
+      SCOPED_TRACE(lost->identifier + " at " + std::to_string(value));
+      const Stereo out = runTo(*effect, lost, value);
+      ASSERT_TRUE(isFinite(out));
+      EXPECT_NEAR(10 * std::log10(energy(out.left) / energy(expected.left)), 0.0, kAsLoudDb);
+      EXPECT_NEAR(10 * std::log10(energy(out.right) / energy(expected.right)), 0.0, kAsLoudDb);
+      check(*effect);
+    }
+  }
 }
 
 struct ExpectedRow {

@@ -176,6 +176,27 @@ TEST(UniComb, AnIncrementResamplesTheLine) {
   for (std::size_t i = 0; i < written.size(); ++i) EXPECT_EQ(uc.buffer[i], written[i]) << i;
 }
 
+// Reads go from the whole part of the position.
+TEST(UniComb, AReadBetweenTwoSamplesForgetsTheFractionOfThePosition) {
+  uniComb uc = combOf(9, 1);
+  for (std::size_t i = 0; i < 9; ++i) uc.buffer[i] = static_cast<float>(10 * i);
+  uc.position = 4;
+
+  runUniCombWithIncrement(&uc, 0, 0.1F, 0, 0, 1, 1.5F, kRate);
+
+  EXPECT_EQ(uc.position, 5.5F);
+  EXPECT_FLOAT_EQ(runUniCombWithIncrement(&uc, 0, 0.2F, 0, 0, 1, 1.5F, kRate), 30.0F);
+}
+
+TEST(UniComb, ALineHasAtLeastThreeSamples) {
+  for (const int size : {-5, 0, 1, 2, 3}) {
+    uniComb uc = combOf(size, 1);
+    EXPECT_EQ(uc.size, 3) << size;
+    EXPECT_EQ(uc.buffer.size(), 3U) << size;
+    EXPECT_EQ(delayedImpulse(&uc, 0.1F, 3), (std::vector<float>{0, 1, 0})) << size;
+  }
+}
+
 TEST(UniComb, NoDelayAndNoIncrementEverLeavesTheLine) {
   constexpr float kInfinity = std::numeric_limits<float>::infinity();
   const std::vector<float> delays = {0,    1e30F, -1e30F, kInfinity, -kInfinity, std::nanf(""),

@@ -57,6 +57,19 @@ class Lifter : public LinearEffect {
   explicit Lifter(float sampleRateHz) : LinearEffect(sampleRateHz, "lifter", 1, 1) {}
 };
 
+// An effect that writes what it is asked into the voices' log, and keeps the seed that it is given.
+class Witness : public LinearEffect {
+ public:
+  explicit Witness(float sampleRateHz) : LinearEffect(sampleRateHz, "witness", 1, 0) {}
+  void prepare(float sampleRateHz, int blockSizeFrames) override {
+    ZRDSPEffect::prepare(sampleRateHz, blockSizeFrames);
+    VoiceLog::shared().calls.push_back("effect: prepare");
+  }
+  void setRandomSeed(std::uint64_t newSeed) override { seed = newSeed; }
+
+  std::uint64_t seed = 0;
+};
+
 constexpr int kInsert = 0;
 constexpr int kSend = 1;
 
@@ -239,6 +252,31 @@ TEST_F(InstrumentEffects, PrepareReachesVoicesAndThenEffects) {
   EXPECT_EQ(callsOf(0), Calls{"prepare 96000 256"});
   EXPECT_EQ(effectCalls(), (Calls{"lifter prepare 96000 256", "doubler prepare 96000 256"}));
   EXPECT_EQ(instrument->effects[1]->sampleRate, 96000.0F);
+}
+
+TEST_F(InstrumentEffects, EveryVoiceIsPreparedBeforeTheFirstEffect) {
+  build(2);
+  add<Witness>(kInsert);
+  add<Witness>(kInsert);
+
+  instrument->prepare(96000.0F, 256);
+
+  EXPECT_EQ(allCalls(),
+            (Calls{"0: prepare 96000 256", "1: prepare 96000 256", "effect: prepare", "effect: prepare"}));
+}
+
+// Behind the instrument's own and the voices'.
+TEST_F(InstrumentEffects, EachEffectGetsASeedOfItsOwn) {
+  build(2);
+  add<Witness>(kInsert);
+  add<Witness>(kInsert);
+  add<Witness>(kInsert);
+
+  instrument->setRandomSeed(99);
+
+  for (std::size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(dynamic_cast<const Witness&>(*instrument->effects[i]).seed, Random::derive(99, 3 + i)) << i;
+  }
 }
 
 TEST_F(InstrumentEffects, ClearBuffersResetsEveryEffect) {
