@@ -48,7 +48,7 @@ Result<std::string> loadPresetFor(OfflineUnit& offline, const std::string& wante
   if (meansPresetFile(wanted)) {
     const auto state = readPreset(wanted, offline.unit());
     if (!state) return Failure{state.reason()};
-    const std::string name = std::filesystem::path(wanted).stem().string();
+    std::string name = std::filesystem::path(wanted).stem().string();
     offline.loadState(name, *state);
     return name;
   }
@@ -62,7 +62,7 @@ Result<std::string> loadPresetFor(OfflineUnit& offline, const std::string& wante
   for (const auto& [name, state] : kept.entries()) {
     if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
   }
-  const auto name = choosePreset(wanted, names, categories);
+  auto name = choosePreset(wanted, names, categories);
   if (!name) return name;
   const PropertyListValue* state = kept.find(*name);
   if (state == nullptr || state->dictionary() == nullptr)
