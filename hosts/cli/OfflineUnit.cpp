@@ -12,10 +12,14 @@ namespace morv::cli {
 namespace {
 
 constexpr const char* kPresets = "presets";
+// The unit takes its channel from this setting at each load of a state, and a missing one would be channel 1.
+constexpr const char* kMidiChannel = "midiChannel";
+constexpr std::int64_t kAllChannels = -1;
 constexpr double kSettledSeconds = 1.0;  // twice the mute that follows a preset's change
 
 AudioUnitServices servicesOf(SettingsStore& standard, SettingsStore& shared, MainQueue& queue,
                              const std::string& resources) {
+  standard.setInteger(kMidiChannel, kAllChannels);
   AudioUnitServices services{&standard, &shared, &queue};
   services.directories.resources = resources;
   services.log = [](const std::string& line) { warn(line); };

@@ -22,7 +22,8 @@ Result<std::string> resourcesFolder(const std::optional<std::string>& option);
 class OfflineUnit {
  public:
   // Its list holds the presets of the resources (see ZRAudioUnit) and, besides, the given states by name.
-  // What the unit logs goes to the standard error stream.
+  // What the unit logs goes to the standard error stream. It listens to all channels unless a setting says
+  // otherwise.
   explicit OfflineUnit(const std::string& resources, const PropertyListDictionary& morePresets = {});
 
   ZQ3Unit& unit() noexcept { return unit_; }

@@ -25,9 +25,8 @@ constexpr std::uint32_t kBlockFrames = 64;
 constexpr double kTailSeconds = 12;
 constexpr double kSpanLu = 3.0;  // most between the loudest and the softest
 constexpr float kFullScale = 1.0F;
-constexpr float kSilence = 0.001F;  // -60 dBFS
-constexpr double kLeastDistanceDb =
-    2.5;  // root mean square over ten octaves; the nearest two are 3.1 apart
+constexpr float kSilence = 0.001F;        // -60 dBFS
+constexpr double kLeastDistanceDb = 2.5;  // root mean square over ten octaves; the nearest two are 3.1 apart
 
 struct Heard {
   double loudnessLufs = 0;

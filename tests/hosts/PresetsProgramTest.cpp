@@ -136,6 +136,15 @@ TEST_F(PresetsProgram, TakesTheMidiModeFromTheSettingsAndNotFromThePreset) {
   EXPECT_THAT(runMorv({"presets", "show", preset}).output, HasSubstr("midiChannel\t5\n"));
 }
 
+TEST_F(PresetsProgram, HearsAllChannelsBehindAPresetOutsideMPE) {
+  const std::string third =
+      folder_.write("third.mid", singleTrack({0x00, 0x92, 60, 100, 0x64, 0x82, 60, 64}, 500));
+
+  const auto samples = soundOf({"--preset", "High", "--setting", "midiMode=0", "--midi", third});
+
+  EXPECT_THAT(samples, testing::Contains(testing::Ne(0.0F)));
+}
+
 TEST_F(PresetsProgram, FollowsProgramChangesToThePlaceInTheList) {
   // The note begins a second behind the program change, when the mute has passed.
   const Bytes wait = {0x87, 0x68};
