@@ -9,7 +9,13 @@
 namespace morv {
 namespace {
 
-bool isUsableRate(double sampleRateHz) { return std::isfinite(sampleRateHz) && sampleRateHz > 0; }
+// Far beyond what any device has; engines size their memory by the rate.
+constexpr double kLeastRateHz = 1000.0;
+constexpr double kGreatestRateHz = 768000.0;
+
+bool isUsableRate(double sampleRateHz) {
+  return sampleRateHz >= kLeastRateHz && sampleRateHz <= kGreatestRateHz;
+}
 
 constexpr const char* kVersion = "version";
 constexpr const char* kType = "type";

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -14,7 +15,6 @@
 #include "platform/AVAudioFormat.h"
 #include "platform/Export.h"
 #include "platform/PropertyListValue.h"
-#include "platform/Relaxed.h"
 
 namespace morv {
 
@@ -58,8 +58,9 @@ class MORV_EXPORT AUAudioUnit {
   AUAudioUnit(const AUAudioUnit&) = delete;
   AUAudioUnit& operator=(const AUAudioUnit&) = delete;
 
-  // Makes the unit ready to render. Here: checks that every output bus has a usable sample rate and that the
-  // greatest block has 1 to kGreatestBlockFrames frames. False with a reason in `error`, if there is one.
+  // Makes the unit ready to render. Here: checks that every output bus has a usable sample rate, 1 to 768
+  // kHz, and that the greatest block has 1 to kGreatestBlockFrames frames. False with a reason in `error`, if
+  // there is one.
   virtual bool allocateRenderResources(std::string* error);
   // Ends rendering.
   virtual void deallocateRenderResources();
@@ -95,8 +96,12 @@ class MORV_EXPORT AUAudioUnit {
 
   std::uint32_t maximumFramesToRender() const noexcept { return maximumFramesToRender_; }
   // Any thread.
-  bool renderResourcesAllocated() const noexcept { return renderResourcesAllocated_; }
-  void setRenderResourcesAllocated(bool allocated) noexcept { renderResourcesAllocated_ = allocated; }
+  bool renderResourcesAllocated() const noexcept {
+    return renderResourcesAllocated_.load(std::memory_order_acquire);
+  }
+  void setRenderResourcesAllocated(bool allocated) noexcept {
+    renderResourcesAllocated_.store(allocated, std::memory_order_release);
+  }
 
   MusicalContextBlock musicalContextBlock;    // set while not rendering
   MIDIOutputEventBlock midiOutputEventBlock;  // set while nothing is sent; may be none
@@ -109,7 +114,7 @@ class MORV_EXPORT AUAudioUnit {
   PropertyListDictionary foreign_;            // entries of the last state that are not this class's
   PropertyListDictionary foreignParameters_;  // by group, as in a state
   std::uint32_t maximumFramesToRender_ = 512;
-  Relaxed<bool> renderResourcesAllocated_{false};
+  std::atomic<bool> renderResourcesAllocated_{false};  // publishes what was allocated
 };
 
 }  // namespace morv

@@ -78,7 +78,7 @@ std::optional<AUValue> AUParameter::valueFromString(const std::string& text) con
   AUValue value = 0;
   const char* end = text.data() + text.size();
   const auto parsed = std::from_chars(text.data(), end, value);
-  if (parsed.ec != std::errc()) return std::nullopt;
+  if (parsed.ec != std::errc() || !std::isfinite(value)) return std::nullopt;
   const std::string_view rest(parsed.ptr, static_cast<std::size_t>(end - parsed.ptr));
   if (!rest.empty() && rest != suffixOf(unit())) return std::nullopt;
   return value;

@@ -28,7 +28,7 @@ struct AUParameterAutomationEvent {
 
 // The observers of a tree's parameters. They are called on the thread that sets a value, behind the engine,
 // in the order in which they came, with no lock held; so they may set values and come and go meanwhile. One
-// that is removed may still be inside a call on another thread.
+// that is removed may still be inside a call on another thread. Observers do not throw.
 //
 // Any thread but the render thread once there is an observer; without one, `tell` is free of locks.
 class MORV_EXPORT AUParameterObservers {

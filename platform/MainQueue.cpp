@@ -33,12 +33,20 @@ void MainQueue::runDue(double now) {
     running_ = true;
     firstTokenOfLaterPosts = nextToken_;
   }
+  // Even a task that breaks the rule and throws must not stop the queue for good.
+  struct Ending {
+    MainQueue& queue;
+    double now;
+    ~Ending() {
+      const std::lock_guard lock(queue.mutex_);
+      queue.now_ = std::max(queue.now_, now);
+      queue.running_ = false;
+    }
+  };
+  const Ending ending{*this, now};
   runRenderMessages();
   while (runNextTask(now, firstTokenOfLaterPosts)) {
   }
-  const std::lock_guard lock(mutex_);
-  now_ = std::max(now_, now);
-  running_ = false;
 }
 
 bool MainQueue::runNextTask(double now, Token firstTokenOfLaterPosts) {

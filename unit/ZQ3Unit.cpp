@@ -1,5 +1,9 @@
 #include "unit/ZQ3Unit.h"
 
+#include <algorithm>
+#include <cmath>
+#include <new>
+
 #include "platform/DiagnosticRing.h"
 #include "platform/ScopedFlushDenormals.h"
 #include "unit/RenderCallbacks.h"
@@ -60,12 +64,14 @@ void ZQ3Unit::_initPrefsIfNecesarry() {
 }
 
 void ZQ3Unit::prefsChanged() {
-  const double bendRange = defaults().doubleForKey(kMidiMPEBendRange);
-  if (bendRange == 0.0) {
+  // A missing range is 0 until the notice of its default; one that is no finite number counts as missing.
+  const auto stored = static_cast<float>(defaults().doubleForKey(kMidiMPEBendRange));
+  const float bendRange = std::isfinite(stored) ? stored : 0.0F;
+  if (bendRange == 0.0F) {
     defaults().setDouble(kMidiMPEBendRange, kDefaultMPEBendRange);
     synchronize(defaults());
   }
-  _kernel.instrument->mpeBendRange = static_cast<float>(bendRange);
+  _kernel.instrument->mpeBendRange = bendRange;
   _kernel.instrument->setNotePriority(static_cast<int>(defaults().integerForKey(kMidiNotePriority)));
 }
 
@@ -114,8 +120,14 @@ void ZQ3Unit::setRandomSeed(std::uint64_t seed) { _kernel.instrument->setRandomS
 
 bool ZQ3Unit::allocateRenderResources(std::string* error) {
   if (!ZRAudioUnit::allocateRenderResources(error)) return false;
-  _outputBuffer.allocateRenderResources(maximumFramesToRender());
-  _kernel.prepare(outputBus()->format.sampleRate, static_cast<int>(maximumFramesToRender()));
+  setRenderResourcesAllocated(false);
+  try {
+    _outputBuffer.allocateRenderResources(maximumFramesToRender());
+    _kernel.prepare(outputBus()->format.sampleRate, static_cast<int>(maximumFramesToRender()));
+  } catch (const std::bad_alloc&) {
+    if (error != nullptr) *error = "not enough memory";
+    return false;
+  }
   _kernel.reset();
   setRenderResourcesAllocated(true);
   return true;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <exception>
 #include <optional>
 #include <string>
@@ -34,8 +35,9 @@ std::optional<float> finiteNumber(const PropertyListDictionary& row, const char*
 
 std::optional<int> sourceNumber(const PropertyListDictionary& row) {
   const PropertyListValue* value = row.find(kModSourceIndex);
-  const std::optional<std::int64_t> number = value != nullptr ? value->integer() : std::nullopt;
-  if (!number || *number < 0 || *number >= kMaxModRows) return std::nullopt;
+  const std::optional<double> number = value != nullptr ? value->number() : std::nullopt;
+  if (!number || !(*number >= 0.0 && *number < kMaxModRows) || std::floor(*number) != *number)
+    return std::nullopt;
   return static_cast<int>(*number);
 }
 
@@ -52,7 +54,10 @@ modMatrixRow* rowWithIdentifier(const ZRDSPModMatrix& matrix, const std::string&
 PropertyListDictionary ZRAudioUnit::fullState() const {
   PropertyListDictionary state = AUAudioUnit::fullState();
   const ZRDSPModMatrix* matrix = getModMatrix();
-  if (matrix == nullptr) return state;
+  if (matrix == nullptr) {
+    state.remove(kModMatrixDict);
+    return state;
+  }
   // Rows that a newer build has saved stay where they are.
   const PropertyListValue* before = state.find(kModMatrixDict);
   PropertyListDictionary rows =
@@ -93,16 +98,21 @@ void ZRAudioUnit::restoreRows(const PropertyListDictionary& rows) {
 // Writes each parameter's value once more, which makes the observers carry it into the engine. Depths of
 // routings have just come with their rows.
 void ZRAudioUnit::pushParameters() {
-  const std::int64_t mode = standardDefaults().integerForKey(kMidiMode);
-  const std::int64_t channel = standardDefaults().integerForKey(kMidiChannel);
+  // Read as 32-bit integers; what is beyond them is held there.
+  const auto stored = [this](const char* key) {
+    return static_cast<AUValue>(
+        std::clamp<std::int64_t>(standardDefaults().integerForKey(key), INT32_MIN, INT32_MAX));
+  };
+  const AUValue mode = stored(kMidiMode);
+  const AUValue channel = stored(kMidiChannel);
   if (parameterTree() == nullptr) return;
   for (AUParameter* parameter : parameterTree()->allParameters()) {
     if (!overridesMIDISettingParametersWithPrefs) {
       parameter->setValue(parameter->value());
     } else if (parameter->identifier() == kMidiMode) {
-      parameter->setValue(static_cast<AUValue>(mode));
+      parameter->setValue(mode);
     } else if (parameter->identifier() == kMidiChannel) {
-      parameter->setValue(static_cast<AUValue>(channel));
+      parameter->setValue(channel);
     } else if (parameter->identifier().find(kRoutingMark) == std::string::npos) {
       parameter->setValue(parameter->value());
     }

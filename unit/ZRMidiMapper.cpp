@@ -19,7 +19,6 @@ constexpr std::int64_t kMappedToNothing = -1;
 constexpr const char* kBundleIdentifier = "org.morv.MORV";
 constexpr const char* kFolder = "MIDIMappings";
 constexpr const char* kFileName = "default.midimap";
-constexpr const char* kMidiChannel = "midiChannel";
 constexpr const char* kMappingChanged = "midiMappingChanged";
 constexpr double kGreatestData = 127.0;
 
@@ -33,6 +32,11 @@ std::string groupOf(std::string bundle) {
 }
 
 std::int32_t lowHalf(std::int64_t number) { return static_cast<std::int32_t>(number); }
+
+// Held inside what counts as a channel, or as one of nobody.
+int channelOf(const SettingsStore& settings) {
+  return static_cast<int>(std::clamp<std::int64_t>(settings.integerForKey("midiChannel"), -1, 18));
+}
 
 AUValue mappedValue(const AUParameter& parameter, int data) {
   const auto n = static_cast<float>(data / kGreatestData);
@@ -66,7 +70,7 @@ std::shared_ptr<ZRMidiMapper> ZRMidiMapper::sharedObject(const MidiMapperService
 ZRMidiMapper::ZRMidiMapper(MidiMapperServices services) : services_(std::move(services)) {
   _initStorage();
   _loadMappingOrCreateDefaultIfNecesarry();
-  midiCHannel_ = static_cast<int>(services_.standardSettings->integerForKey(kMidiChannel));
+  midiCHannel_ = channelOf(*services_.standardSettings);
 }
 
 ZRMidiMapper::~ZRMidiMapper() = default;
@@ -96,9 +100,8 @@ std::optional<ZRMidiMapper::Mapping> ZRMidiMapper::loadMapping() const {
     const char* end = key.data() + key.size();
     const auto parsed = std::from_chars(key.data(), end, controller);
     const auto address = value.integer();
-    if (parsed.ec != std::errc() || parsed.ptr != end || !address || *address < kMappedToNothing) {
-      return std::nullopt;
-    }
+    // An entry that is none is left out; the others hold.
+    if (parsed.ec != std::errc() || parsed.ptr != end || !address || *address < kMappedToNothing) continue;
     table[controller] = *address;
   }
   return table;
@@ -153,7 +156,7 @@ bool ZRMidiMapper::learn(int controller) {
 }
 
 bool ZRMidiMapper::handleMidiCC(int controller, int withData, int onChannel) {
-  midiCHannel_ = static_cast<int>(services_.standardSettings->integerForKey(kMidiChannel)) - 1;
+  midiCHannel_ = channelOf(*services_.standardSettings) - 1;
   if (onChannel != midiCHannel_ && midiCHannel_ >= 0) return false;
   if (isWaitingForMapping_) return learn(controller);
   const auto tree = parameterTree_.lock();
@@ -180,15 +183,15 @@ std::int64_t ZRMidiMapper::mappingForControl(int controller) const {
   return entry != mapping_->end() ? entry->second : kMappedToNothing;
 }
 
-// The first search compares low halves, the second whole numbers; what passes only the first is found at no
-// key and reads as 0.
+// The first search compares the low halves of what is held, the second whole numbers; what passes only the
+// first is found at no key and reads as 0.
 int ZRMidiMapper::controlForMapping(std::uint64_t address) const {
   if (!mapping_) return -1;
-  const auto low = lowHalf(static_cast<std::int64_t>(address));
-  const auto holdsLow = [low](const auto& entry) { return lowHalf(entry.second) == low; };
+  const auto wanted = static_cast<std::int64_t>(address);
+  const auto holdsLow = [wanted](const auto& entry) { return lowHalf(entry.second) == wanted; };
   if (std::none_of(mapping_->begin(), mapping_->end(), holdsLow)) return -1;
   for (const auto& [controller, held] : *mapping_) {
-    if (held >= 0 && static_cast<std::uint64_t>(held) == address) return controller;
+    if (held >= 0 && held == wanted) return controller;
   }
   return 0;
 }

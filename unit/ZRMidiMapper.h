@@ -27,7 +27,7 @@ struct MidiMapperServices {
 // that the user fills, by typing or by learning from the next controller that moves. The table is kept in a
 // file of its own, "MIDIMappings/default.midimap" in the data folder, so that it outlasts all presets: a
 // property list with the controllers as keys and the addresses as integers. An unreadable file counts as a
-// missing one.
+// missing one; an entry that is none is left out.
 //
 // An address of -1 stands for a controller that drives nothing.
 //
@@ -62,7 +62,8 @@ class MORV_EXPORT ZRMidiMapper {
   void setMapping(int controller, std::uint64_t forParameter);
   // Address of a controller's parameter, or -1.
   std::int64_t mappingForControl(int controller) const;
-  // Controller of a parameter, the least of several, or -1. 0 for an address that only its low half finds.
+  // Controller of a parameter, the least of several, or -1. 0 if only the low half of an entry is the
+  // address.
   int controlForMapping(std::uint64_t address) const;
 
   // Channel that is admitted, from 0; negative for all. Read from the settings at each message.

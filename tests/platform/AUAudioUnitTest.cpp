@@ -46,7 +46,8 @@ TEST(AUAudioUnit, RefusesAnUnusableSampleRate) {
   PlainUnit unit;
 
   for (const double rate :
-       {0.0, -44100.0, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
+       {0.0, -44100.0, 1e-30, 999.0, 768001.0, 1e9, 1e39, std::numeric_limits<double>::infinity(),
+        std::numeric_limits<double>::quiet_NaN()}) {
     std::string error;
     unit.bus.format.sampleRate = rate;
     EXPECT_FALSE(unit.allocateRenderResources(&error)) << rate;

@@ -161,7 +161,9 @@ TEST(ParameterDisplay, ReadsItsOwnTextsAndPlainNumbers) {
   EXPECT_EQ(withUnit(2).valueFromString("On"), 1.0F);
   EXPECT_EQ(withUnit(8).valueFromString("432 dB"), std::nullopt);
   EXPECT_EQ(withUnit(8).valueFromString("loud"), std::nullopt);
-  EXPECT_EQ(withUnit(8).valueFromString(""), std::nullopt);
+  for (const char* text : {"", "nan", "inf", "-inf", "infinity", "nan(1)", "nan Hz", "1e99"}) {
+    EXPECT_EQ(withUnit(8).valueFromString(text), std::nullopt) << text;
+  }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -216,6 +217,19 @@ TEST(MainQueueThreads, LosesNothingThatSeveralThreadsPost) {
 
   EXPECT_EQ(tasks, kThreads * kPosts);
   EXPECT_EQ(messages, kThreads * kPosts);
+}
+
+TEST(MainQueue, RunsOnBehindATaskThatThrows) {
+  MainQueue queue;
+  int runs = 0;
+  queue.post([] { throw std::runtime_error("against the rule"); });
+  queue.post([&] { ++runs; });
+
+  EXPECT_THROW(queue.runDue(0.0), std::runtime_error);
+  queue.runDue(1.0);
+
+  EXPECT_EQ(runs, 1);
+  EXPECT_EQ(queue.now(), 1.0);
 }
 
 }  // namespace

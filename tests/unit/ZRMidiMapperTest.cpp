@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -210,13 +211,35 @@ TEST_F(MidiMapper, AssigningRemovesTheFormerControllerAndPostsNothing) {
   EXPECT_EQ(changes_, 0);
 }
 
-TEST_F(MidiMapper, AnAddressThatOnlyItsLowHalfFindsIsControllerNothing) {
+TEST_F(MidiMapper, AnEntryOfWhichOnlyTheLowHalfIsTheAddressReadsAsControllerNothing) {
   mapper_->setParameterTree(tree_);
-  mapper_->setMapping(31, 12);
+  mapper_->setMapping(31, (std::uint64_t{1} << 32U) + 50U);
 
-  EXPECT_EQ(mapper_->controlForMapping((std::uint64_t{1} << 32U) + 12U), 0);
+  EXPECT_EQ(mapper_->controlForMapping(50), 0);
+  EXPECT_EQ(mapper_->controlForMapping((std::uint64_t{1} << 32U) + 12U), -1);
   EXPECT_EQ(mapper_->controlForMapping(~std::uint64_t{0}), 0);  // the default table's keys hold -1
   EXPECT_EQ(mapper_->controlForMapping(99), -1);
+}
+
+TEST_F(MidiMapper, AssigningComparesLowHalves) {
+  mapper_->setParameterTree(tree_);
+  mapper_->setMapping(30, 12);
+
+  mapper_->setMapping(31, (std::uint64_t{1} << 32U) + 12U);
+
+  EXPECT_EQ(mapper_->mapping()->count(30), 0U);
+}
+
+TEST_F(MidiMapper, ChannelSettingsBeyondAllChannelsAdmitNobody) {
+  mapper_->setParameterTree(tree_);
+  mapper_->setMapping(22, 12);
+
+  settings_.setInteger("midiChannel", (std::int64_t{1} << 32U) + 3);
+  for (int channel = 0; channel <= 16; ++channel)
+    EXPECT_FALSE(mapper_->handleMidiCC(22, 127, channel)) << channel;
+  settings_.setInteger("midiChannel", std::numeric_limits<std::int64_t>::min());
+
+  EXPECT_TRUE(mapper_->handleMidiCC(22, 127, 5));
 }
 
 TEST_F(MidiMapper, TheTableOutlastsTheMapper) {
@@ -232,11 +255,7 @@ TEST_F(MidiMapper, TheTableOutlastsTheMapper) {
 }
 
 TEST_F(MidiMapper, AnUnreadableFileCountsAsMissing) {
-  for (const char* content :
-       {"nonsense", "<plist><array/></plist>",
-        "<plist version=\"1.0\"><dict><key>x</key><integer>1</integer></dict></plist>",
-        "<plist version=\"1.0\"><dict><key>1</key><string>1</string></dict></plist>",
-        "<plist version=\"1.0\"><dict><key>1</key><integer>-2</integer></dict></plist>"}) {
+  for (const char* content : {"nonsense", "<plist><array/></plist>"}) {
     folder_.write("user/data/MIDIMappings/default.midimap", std::string(content));
     ASSERT_EQ(TemporaryFolder::read(filePath()).size(), std::string(content).size());
 
@@ -244,6 +263,18 @@ TEST_F(MidiMapper, AnUnreadableFileCountsAsMissing) {
 
     EXPECT_EQ(mapper_->mapping()->size(), 3U) << content;
   }
+}
+
+TEST_F(MidiMapper, LeavesOutEntriesThatAreNone) {
+  folder_.write(
+      "user/data/MIDIMappings/default.midimap",
+      std::string(
+          "<plist version=\"1.0\"><dict><key>x</key><integer>1</integer><key>1</key><string>1</string>"
+          "<key>2</key><integer>-2</integer><key>3</key><integer>12</integer></dict></plist>"));
+
+  openWithTree();
+
+  EXPECT_THAT(*mapper_->mapping(), ElementsAre(Pair(3, 12)));
 }
 
 TEST_F(MidiMapper, AFileThatCannotBeWrittenIsLoggedAndTheTableHolds) {
