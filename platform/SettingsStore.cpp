@@ -40,6 +40,25 @@ void SettingsStore::remove(const std::string& key) {
   tellObservers({key});
 }
 
+Outcome SettingsStore::update(const std::string& key, const Change& change) {
+  {
+    const std::lock_guard lock(mutex_);
+    const auto found = values_.find(key);
+    const std::optional<Value> held = found != values_.end() ? std::optional(found->second) : std::nullopt;
+    std::optional<Value> value = held;
+    change(value);
+    if (value == held) return Done{};
+    if (value) {
+      values_.insert_or_assign(key, *std::move(value));
+    } else {
+      values_.erase(found);
+    }
+    changed_.insert(key);
+  }
+  tellObservers({key});
+  return Done{};
+}
+
 void SettingsStore::tellObservers(const std::vector<std::string>& keys) {
   std::vector<std::function<void(const std::string&)>> called;
   {

@@ -25,6 +25,7 @@ class MORV_EXPORT SettingsStore {
  public:
   using Value = PropertyListValue;
   using ObserverToken = std::uint64_t;
+  using Change = std::function<void(std::optional<Value>& value)>;
 
   SettingsStore() = default;
   virtual ~SettingsStore() = default;
@@ -53,9 +54,16 @@ class MORV_EXPORT SettingsStore {
   // A copy of what is held, of whatever kind; none for a missing key.
   std::optional<Value> valueForKey(const std::string& key) const;
 
+  // Turns the value of a key, none if it is missing, into another one, or into none, in one step that nobody
+  // else's change of the key can fall into. Where settings lie beyond the process, the step is made there at
+  // once; it fails with the reason, and then nothing has changed. `change` neither uses the store nor throws.
+  virtual Outcome update(const std::string& key, const Change& change);
+
   // Makes what was set last beyond the process, where there is such a place, and takes up what others have
   // set there meanwhile. In memory alone there is nothing to do.
   virtual Outcome synchronize() { return Done{}; }
+  // Takes up what others have set, and no more.
+  virtual Outcome refresh() { return Done{}; }
 
   // Calls `observer` with the key behind each change, until removed. A removal does not wait for a call that
   // is under way on another thread.

@@ -44,6 +44,13 @@ Outcome SettingsSuite::refresh() {
   return tellOf(keys);
 }
 
+Outcome SettingsSuite::update(const std::string& key, const Change& change) {
+  std::unique_lock lock(fileMutex_);
+  const auto keys = writeUpdate(key, change);
+  lock.unlock();
+  return tellOf(keys);
+}
+
 Outcome SettingsSuite::tellOf(const Result<Keys>& keys) {
   if (!keys) return keys.failure();
   tellObservers(keys.value());
@@ -59,43 +66,80 @@ Result<SettingsSuite::Keys> SettingsSuite::takeUpFile() {
   return adopt(*values.value().dictionary());
 }
 
+void SettingsSuite::put(const std::string& key, const std::optional<Value>& value, Value* values) {
+  if (value) {
+    values->dictionary()->set(key, *value);
+  } else {
+    values->dictionary()->remove(key);
+  }
+}
+
 Result<SettingsSuite::Keys> SettingsSuite::writeChanges() {
   if (const Outcome made = makeFolder(folder_); !made) return made.failure();
   const auto lock = lockFile();
   if (!lock) return lock.failure();
   auto merged = readFile(true);
   if (!merged) return merged.failure();
-  const auto changes = takeChanges();
-  for (const auto& [key, value] : changes) {
-    if (value) {
-      merged.value().dictionary()->set(key, *value);
-    } else {
-      merged.value().dictionary()->remove(key);
-    }
-  }
-  auto keys = writeMerged(std::move(merged).value());
+  const Changes changes = takeChanges();
+  for (const auto& [key, value] : changes) put(key, value, &merged.value());
+  auto keys = writeMerged(merged.value(), nullptr);
   if (!keys) returnChanges(changes);
   return keys;
 }
 
-Result<SettingsSuite::Keys> SettingsSuite::writeMerged(Value merged) {
+Result<SettingsSuite::Keys> SettingsSuite::writeUpdate(const std::string& key, const Change& change) {
+  if (const Outcome made = makeFolder(folder_); !made) return made.failure();
+  const auto lock = lockFile();
+  if (!lock) return lock.failure();
+  Seen current = lookAtFile();
+  auto merged = readFile(true);
+  if (!merged) return merged.failure();
+  const Changes changes = takeChanges();
+  for (const auto& [waitingKey, value] : changes) put(waitingKey, value, &merged.value());
+  const Value* found = merged.value().dictionary()->find(key);
+  const std::optional<Value> held = found != nullptr ? std::optional(*found) : std::nullopt;
+  std::optional<Value> value = held;
+  change(value);
+  if (changes.empty() && value == held) {
+    seen_ = std::move(current);
+    return adopt(*merged.value().dictionary());
+  }
+  put(key, value, &merged.value());
+  auto keys = writeMerged(merged.value(), &key);
+  if (!keys) returnChanges(changes);
+  return keys;
+}
+
+Result<SettingsSuite::Keys> SettingsSuite::writeMerged(const Value& merged, const std::string* updatedKey) {
   Result<std::string> text = writePropertyList(merged);
-  if (!text) text = writePropertyList(withoutWhatCannotBeWritten(merged));
+  if (!text) {
+    const auto writable = withoutWhatCannotBeWritten(merged, updatedKey);
+    if (!writable) return writable.failure();
+    text = writePropertyList(writable.value());
+  }
   if (!text) return Failure{"cannot write " + path_ + ": " + text.reason()};
   if (const Outcome written = writeFileAtomically(path_, text.value()); !written) return written.failure();
   seen_ = lookAtFile();
   return adopt(*merged.dictionary());
 }
 
-SettingsSuite::Value SettingsSuite::withoutWhatCannotBeWritten(Value values) const {
-  Keys refused;
+Result<SettingsSuite::Value> SettingsSuite::withoutWhatCannotBeWritten(Value values,
+                                                                       const std::string* updatedKey) {
+  Changes refused;
+  Keys messages;
+  const auto old = readFile(true);
+  if (!old) return old.failure();
   for (const auto& [key, value] : values.dictionary()->entries()) {
     const auto text = writePropertyList(Value::Dictionary{{key, value}});
     if (text) continue;
-    refused.push_back(key);
-    tell("the setting \"" + key + "\" cannot be kept: " + text.reason());
+    const std::string message = "the setting \"" + key + "\" cannot be kept: " + text.reason();
+    if (updatedKey != nullptr && key == *updatedKey) return Failure{message};
+    messages.push_back(message);
+    const Value* kept = old.value().dictionary()->find(key);
+    refused.emplace(key, kept != nullptr ? std::optional(*kept) : std::nullopt);
   }
-  for (const std::string& key : refused) values.dictionary()->remove(key);
+  for (const auto& [key, kept] : refused) put(key, kept, &values);
+  for (const std::string& message : messages) tell(message);
   return values;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -42,11 +43,15 @@ class MORV_EXPORT SettingsSuite final : public SettingsStore {
   ~SettingsSuite() override;
 
   // Fails with the reason if the file cannot be read, locked or written; the changes then wait for the next
-  // time. A value that no property list can hold is left out with a message, and stays in memory until others
-  // change the file.
+  // time. For a value that no property list can hold the file keeps what it has of that key, with a message;
+  // the value stays in memory until others change the file.
   Outcome synchronize() override;
   // Takes up what others have written and writes nothing. Costs one look at the file if nobody has.
-  Outcome refresh();
+  Outcome refresh() override;
+  // Changes what the file holds of the key now, or what was set here and still waits, and writes it at once,
+  // along with all else that waits. Fails with the reason if the file cannot be read, locked or written, or
+  // if no property list can hold the new value. Writes nothing if nothing is different.
+  Outcome update(const std::string& key, const Change& change) override;
 
   const std::string& path() const { return path_; }
 
@@ -67,6 +72,7 @@ class MORV_EXPORT SettingsSuite final : public SettingsStore {
     std::optional<Signature> signature;  // none if there was no file
   };
   using Keys = std::vector<std::string>;
+  using Changes = std::map<std::string, std::optional<Value>>;
 
   Seen lookAtFile() const;
   Result<FileLock> lockFile() const;
@@ -77,9 +83,13 @@ class MORV_EXPORT SettingsSuite final : public SettingsStore {
   // Both give the keys that others have changed.
   Result<Keys> takeUpFile();
   Result<Keys> writeChanges();
-  Result<Keys> writeMerged(Value merged);
+  Result<Keys> writeUpdate(const std::string& key, const Change& change);
+  Result<Keys> writeMerged(const Value& merged, const std::string* updatedKey);
+  static void put(const std::string& key, const std::optional<Value>& value, Value* values);
   Outcome tellOf(const Result<Keys>& keys);
-  Value withoutWhatCannotBeWritten(Value values) const;
+  // The same with the file's own values, or none, for the keys whose values are refused. Fails if the updated
+  // key is among them. Under the file's lock.
+  Result<Value> withoutWhatCannotBeWritten(Value values, const std::string* updatedKey);
   void tell(const std::string& message) const;
 
   const std::string folder_;

@@ -18,6 +18,7 @@
 #include "platform/Random.h"
 #include "platform/Relaxed.h"
 #include "unit/AudioUnitServices.h"
+#include "unit/WaitingPresets.h"
 #include "unit/ZRAudioUnitDelegate.h"
 
 namespace morv {
@@ -106,7 +107,7 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   void deletePresetWithName(const std::string& name);
   // What the local store holds for a preset.
   std::optional<PropertyListDictionary> dataForPreset(const AUAudioUnitPreset& wanted) const;
-  // Where a preset's file lies; none in local mode for a user's preset without one.
+  // Where a preset's file lies; none in local mode for a preset without one.
   std::optional<std::string> filePathForPreset(const AUAudioUnitPreset& wanted) const;
   // True for any name without "[USER]".
   static bool presetIsFactoryPresett(const AUAudioUnitPreset& asked);
@@ -193,7 +194,7 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
  private:
   void observe(SettingsStore& store, SettingsStore::ObserverToken* token);
   PropertyListDictionary storedPresets() const;
-  void storePresets(PropertyListDictionary presets);
+  void storeWaitingPresets();
   void readPresetFiles(PropertyListDictionary* presets);
   void readPacks();
   std::optional<PropertyListDictionary> readPresetFile(const std::string& path) const;
@@ -216,6 +217,7 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   AudioUnitServices services_;
   // The list; none means that it has to be built.
   std::optional<std::vector<AUAudioUnitPreset>> factoryPresetsInternal;
+  WaitingPresets waitingPresets_;              // local ones, until the settings have taken them
   PropertyListDictionary packPresetsInternal;  // states of the packs' presets, by name
   std::int32_t presetSource = 0;               // 0 local, 1 cloud
   bool didLoadPresetsFromDisk = false;      // tested in a rebuild; nothing sets it, so files are always read

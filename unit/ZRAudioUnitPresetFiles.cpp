@@ -28,12 +28,39 @@ std::string ZRAudioUnit::cloudPathOf(const std::string& name) const {
   return folder.empty() ? std::string() : folder + "/" + name + kPresetExtension;
 }
 
+PropertyListDictionary ZRAudioUnit::storedPresets() const {
+  const auto held = defaults().valueForKey(kPresets);
+  PropertyListDictionary presets =
+      held && held->dictionary() != nullptr ? *held->dictionary() : PropertyListDictionary();
+  waitingPresets_.applyTo(&presets);
+  return presets;
+}
+
+// Others save presets too, so only the names that wait are changed, in what the settings hold at that moment.
+// What cannot be brought there now counts for this unit and waits for the next time.
+void ZRAudioUnit::storeWaitingPresets() {
+  const auto apply = [this](std::optional<PropertyListValue>& presets) {
+    if (!presets || presets->dictionary() == nullptr) presets = PropertyListDictionary();
+    waitingPresets_.applyTo(presets->dictionary());
+  };
+  Outcome done = defaults().update(kPresets, apply);
+  if (!done.ok()) {
+    const std::vector<std::string> refusals = waitingPresets_.dropWhatCannotBeWritten();
+    for (const std::string& refusal : refusals) log("[ZRAU] error: " + refusal);
+    if (!refusals.empty()) done = defaults().update(kPresets, apply);
+  }
+  if (done.ok()) {
+    waitingPresets_.clear();
+  } else {
+    log("[ZRAU] error: " + done.reason());
+  }
+}
+
 // The local store is one setting, with a file in the documents as its mirror; the cloud's is the file.
 void ZRAudioUnit::storePreset(const std::string& name, const PropertyListDictionary& state) {
   if (presetSource != kCloudLocation) {
-    PropertyListDictionary presets = storedPresets();
-    presets.set(name, state);
-    storePresets(std::move(presets));
+    waitingPresets_.set(name, state);
+    storeWaitingPresets();
     if (services_.directories.documents.empty()) return;
     std::error_code error;
     fs::create_directories(services_.directories.documents, error);
@@ -72,9 +99,8 @@ void ZRAudioUnit::saveChangesToCurrentPreset() {
 void ZRAudioUnit::deletePresetWithName(const std::string& name) {
   if (name.find(kFactoryMark) != std::string::npos) return;
   if (presetSource != kCloudLocation) {
-    PropertyListDictionary presets = storedPresets();
-    presets.remove(name);
-    storePresets(std::move(presets));
+    waitingPresets_.remove(name);
+    storeWaitingPresets();
   } else if (const std::string path = cloudPathOf(name); !path.empty()) {
     if (const Outcome done = cloud_->remove(path); !done.ok()) log("[ZRAU] ERRO: " + done.reason());
   }
@@ -89,11 +115,12 @@ std::optional<std::string> ZRAudioUnit::filePathForPreset(const AUAudioUnitPrese
     const std::string path = cloudPathOf(wanted.name);
     return path.empty() ? std::nullopt : std::optional(path);
   }
-  if (presetIsFactoryPresett(wanted)) {
-    return services_.directories.resources + "/" + kFactoryFolder + "/" + wanted.name + kPresetExtension;
-  }
+  const std::string& resources = services_.directories.resources;
+  const bool isFactory = presetIsFactoryPresett(wanted);
+  if (isFactory && resources.empty()) return std::nullopt;
+  const std::string path = isFactory ? resources + "/" + kFactoryFolder + "/" + wanted.name + kPresetExtension
+                                     : documentPathOf(wanted.name);
   std::error_code error;
-  const std::string path = documentPathOf(wanted.name);
   return fs::exists(path, error) ? std::optional(path) : std::nullopt;
 }
 

@@ -49,16 +49,6 @@ bool ZRAudioUnit::presetIsFactoryPresett(const AUAudioUnitPreset& asked) {
   return asked.name.find(kUserMark) == std::string::npos;
 }
 
-PropertyListDictionary ZRAudioUnit::storedPresets() const {
-  const auto held = defaults().valueForKey(kPresets);
-  return held && held->dictionary() != nullptr ? *held->dictionary() : PropertyListDictionary();
-}
-
-void ZRAudioUnit::storePresets(PropertyListDictionary presets) {
-  defaults().setValue(kPresets, std::move(presets));
-  synchronize(defaults());
-}
-
 std::optional<PropertyListDictionary> ZRAudioUnit::dataForPreset(const AUAudioUnitPreset& wanted) const {
   const PropertyListDictionary presets = storedPresets();
   const PropertyListValue* state = presets.find(wanted.name);
@@ -121,11 +111,17 @@ void ZRAudioUnit::readPacks() {
 std::vector<AUAudioUnitPreset> ZRAudioUnit::factoryPresets() {
   if (factoryPresetsInternal) return *factoryPresetsInternal;
   factoryPresetsInternal.emplace();
+  PropertyListDictionary files;
+  if (!didLoadPresetsFromDisk) readPresetFiles(&files);
+  if (presetSource != kCloudLocation) {
+    for (const auto& [name, state] : files.entries()) waitingPresets_.set(name, *state.dictionary());
+    storeWaitingPresets();
+    files = {};
+  }
   PropertyListDictionary presets = storedPresets();
-  if (!didLoadPresetsFromDisk) readPresetFiles(&presets);
+  for (const auto& [name, state] : files.entries()) presets.set(name, state);
   std::int64_t number = 0;
   for (const auto& [name, state] : presets.entries()) factoryPresetsInternal->push_back({name, number++});
-  if (presetSource != kCloudLocation) storePresets(std::move(presets));
   readPacks();
   std::stable_sort(factoryPresetsInternal->begin(), factoryPresetsInternal->end(),
                    [](const AUAudioUnitPreset& a, const AUAudioUnitPreset& b) {
@@ -171,7 +167,7 @@ void ZRAudioUnit::setCurrentPreset(const std::optional<AUAudioUnitPreset>& newPr
   tellOfPreset(&ZRAudioUnitDelegate::audioUnitWillChangePreset);
   setIsMuted(true);
   if (!preset) {
-    if (presetSource != kCloudLocation) setFullState(nullptr);
+    if (presetSource != kCloudLocation || !iCloudBaseFolder().empty()) setFullState(nullptr);
   } else if (presetSource != kCloudLocation) {
     applyLocalPreset(preset->name);
   } else {
@@ -192,6 +188,7 @@ void ZRAudioUnit::setCurrentPresetWithIndex(std::int32_t index) {
   const auto place = static_cast<std::uint64_t>(static_cast<std::int64_t>(index));
   std::optional<AUAudioUnitPreset> found;
   std::vector<AUAudioUnitPreset> list = factoryPresets();
+  if (const Outcome fresh = defaults().refresh(); !fresh.ok()) log("[ZRAU] error: " + fresh.reason());
   if (defaults().integerForKey(kProgramChangeTarget) != 0) {
     const std::vector<std::string> favourites = defaults().stringsForKey(kFavourites);
     std::erase_if(list, [&](const AUAudioUnitPreset& each) {

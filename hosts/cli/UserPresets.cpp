@@ -1,6 +1,7 @@
 #include "hosts/cli/UserPresets.h"
 
 #include <filesystem>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -86,10 +87,11 @@ Result<bool> UserPresets::add(const std::string& name, const PropertyListDiction
   if (isInCloud()) return addToCloud(path, state);
   if (const Outcome made = makeFolder(directories_.documents); !made) return Failure{made.reason()};
   if (const Outcome done = writePropertyListFile(path, state); !done) return Failure{done.reason()};
-  PropertyListDictionary presets = stored();
-  presets.set(name, state);
-  suite_.setValue(kPresets, std::move(presets));
-  if (const Outcome done = suite_.synchronize(); !done) return Failure{done.reason()};
+  const Outcome done = suite_.update(kPresets, [&](std::optional<PropertyListValue>& presets) {
+    if (!presets || presets->dictionary() == nullptr) presets = PropertyListDictionary();
+    presets->dictionary()->set(name, state);
+  });
+  if (!done) return Failure{done.reason()};
   return true;
 }
 

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/SettingsStore.h"
@@ -104,6 +106,60 @@ TEST(SettingsStore, TellsObserversOfEachChangeAndOnlyOfChanges) {
   store.remove("a");
 
   EXPECT_THAT(seen, testing::ElementsAre("a", "a", "a", "a"));
+}
+
+TEST(SettingsStore, UpdatesAValueFromWhatItWas) {
+  SettingsStore store;
+  std::vector<std::string> seen;
+  store.addObserver([&](const std::string& key) { seen.push_back(key); });
+  std::vector<std::optional<SettingsStore::Value>> found;
+  const auto put = [&](std::optional<SettingsStore::Value> next) {
+    EXPECT_TRUE(store.update("a", [&](std::optional<SettingsStore::Value>& value) {
+      found.push_back(value);
+      value = next;
+    }));
+  };
+
+  put(1);
+  put(2);
+  EXPECT_EQ(store.integerForKey("a"), 2);
+  put(2);
+  put(std::nullopt);
+  put(std::nullopt);
+
+  EXPECT_FALSE(store.has("a"));
+  const SettingsStore::Value one(1);
+  const SettingsStore::Value two(2);
+  EXPECT_THAT(found, testing::ElementsAre(std::nullopt, one, two, two, std::nullopt));
+  EXPECT_THAT(seen, testing::ElementsAre("a", "a", "a"));
+}
+
+TEST(SettingsStore, LosesNoUpdateOfSeveralThreads) {
+  SettingsStore store;
+  constexpr int kThreads = 4;
+  constexpr int kTurns = 500;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&] {
+      for (int turn = 0; turn < kTurns; ++turn) {
+        EXPECT_TRUE(store.update("a", [](std::optional<SettingsStore::Value>& value) {
+          value = (value ? *value->integer() : 0) + 1;
+        }));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  EXPECT_EQ(store.integerForKey("a"), kThreads * kTurns);
+}
+
+TEST(SettingsStore, HasNothingToRefreshInMemory) {
+  SettingsStore store;
+  store.setInteger("a", 1);
+
+  EXPECT_TRUE(store.refresh());
+
+  EXPECT_EQ(store.integerForKey("a"), 1);
 }
 
 TEST(SettingsStore, LetsAnObserverReadAndWriteTheStore) {

@@ -343,6 +343,21 @@ TEST_F(SettingsSuiteTest, LeavesOutWhatNoPropertyListCanHold) {
   EXPECT_THAT(messages_, ElementsAre(HasSubstr("\"bad\"")));
 }
 
+TEST_F(SettingsSuiteTest, LeavesTheFilesOldValueWhereTheNewOneCannotBeWritten) {
+  SettingsSuite suite(folder(), kName, intoMessages());
+  suite.setValue("presets", PropertyListDictionary{{"old", 1}});
+  ASSERT_TRUE(suite.synchronize());
+
+  suite.setValue("presets", PropertyListDictionary{{"old", 1}, {"\xFF", 2}});
+  suite.setInteger("good", 1);
+  EXPECT_TRUE(suite.synchronize());
+
+  EXPECT_EQ(onDisk(), PropertyListValue(PropertyListDictionary{
+                          {"presets", PropertyListDictionary{{"old", 1}}}, {"good", 1}}));
+  EXPECT_EQ(suite.valueForKey("presets")->dictionary()->size(), 2U);
+  EXPECT_THAT(messages_, ElementsAre(HasSubstr("\"presets\"")));
+}
+
 TEST_F(SettingsSuiteTest, KeepsSuitesOfDifferentNamesApart) {
   SettingsSuite one(folder(), "one");
   SettingsSuite other(folder(), "other");

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,6 +20,17 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
+
+// Counts how often it was told to take no state.
+class CountingUnit : public PresetUnit {
+ public:
+  using PresetUnit::PresetUnit;
+  void setFullState(const PropertyListDictionary* state) override {
+    emptyStates += state == nullptr ? 1 : 0;
+    PresetUnit::setFullState(state);
+  }
+  int emptyStates = 0;
+};
 
 class PresetCloud : public testing::Test {
  protected:
@@ -146,6 +158,21 @@ TEST_F(PresetCloud, APackWinsOverAFileOfItsName) {
   unit_->setCurrentPresetWithName("[FACTORY]_PD_Cello");
 
   EXPECT_EQ(volume(), 0.3F);
+}
+
+TEST_F(PresetCloud, PresetNoneReachesTheStateWithAContainerAlone) {
+  CountingUnit without(around_.services);
+  EXPECT_FALSE(without.setStorageLocation(1));
+  without.setCurrentPreset(std::nullopt);
+  EXPECT_EQ(without.emptyStates, 0);
+  makeCloud();
+  CountingUnit unit(around_.services);
+  ASSERT_TRUE(unit.setStorageLocation(1));
+  around_.background.waitUntilIdle();
+
+  unit.setCurrentPreset(std::nullopt);
+
+  EXPECT_EQ(unit.emptyStates, 1);
 }
 
 TEST_F(PresetCloud, ADamagedFileIsLoggedAndLeavesTheSound) {

@@ -386,6 +386,17 @@ TEST_F(PresetStore, WhatCannotBeWrittenStaysInTheListUntilTheNextRebuild) {
   EXPECT_THAT(around_.loggedLines(), Contains(HasSubstr("[ZRAU] error while writing to disk: ")));
 }
 
+TEST_F(PresetStore, HasNoFileOfAFactoryPresetThatIsNotThere) {
+  openWithPresets();
+  EXPECT_EQ(unit_->filePathForPreset({"[FACTORY]_PL_Missing", 0}), std::nullopt);
+  EXPECT_EQ(unit_->filePathForPreset({"[FACTORY]_PD_Cello", 0}), std::nullopt);
+
+  around_.services.directories.resources.clear();
+  open();
+
+  EXPECT_EQ(unit_->filePathForPreset({"[FACTORY]_PL_One", 0}), std::nullopt);
+}
+
 TEST_F(PresetStore, AUnitThatGoesLeavesNothingWaiting) {
   openWithPresets();
   unit_->setCurrentPresetWithIndex(0);
