@@ -76,7 +76,7 @@ void ZRAudioUnit::storePreset(const std::string& name, const PropertyListDiction
 }
 
 AUAudioUnitPreset ZRAudioUnit::writePresetWithName(const std::string& name, std::int64_t number) {
-  const AUAudioUnitPreset written{name, number};
+  AUAudioUnitPreset written{name, number};
   if (factoryPresetsInternal) factoryPresetsInternal->push_back(written);
   storePreset(name, fullStateForDocument());
   setCurrentPreset(written);
@@ -85,7 +85,7 @@ AUAudioUnitPreset ZRAudioUnit::writePresetWithName(const std::string& name, std:
 
 AUAudioUnitPreset ZRAudioUnit::writePresetWithName(const std::string& name, std::int64_t number,
                                                    const PropertyListDictionary& date) {
-  const AUAudioUnitPreset written{name, number};
+  AUAudioUnitPreset written{name, number};
   if (factoryPresetsInternal) factoryPresetsInternal->push_back(written);
   setCurrentPreset(written);
   storePreset(name, date);

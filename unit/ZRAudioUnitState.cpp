@@ -107,13 +107,13 @@ void ZRAudioUnit::pushParameters() {
   const AUValue channel = stored(kMidiChannel);
   if (parameterTree() == nullptr) return;
   for (AUParameter* parameter : parameterTree()->allParameters()) {
-    if (!overridesMIDISettingParametersWithPrefs) {
-      parameter->setValue(parameter->value());
-    } else if (parameter->identifier() == kMidiMode) {
+    const std::string& identifier = parameter->identifier();
+    const bool isOverridden = overridesMIDISettingParametersWithPrefs;
+    if (isOverridden && identifier == kMidiMode) {
       parameter->setValue(mode);
-    } else if (parameter->identifier() == kMidiChannel) {
+    } else if (isOverridden && identifier == kMidiChannel) {
       parameter->setValue(channel);
-    } else if (parameter->identifier().find(kRoutingMark) == std::string::npos) {
+    } else if (!isOverridden || identifier.find(kRoutingMark) == std::string::npos) {
       parameter->setValue(parameter->value());
     }
   }

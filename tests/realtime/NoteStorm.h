@@ -17,8 +17,8 @@ struct StormResult {
 };
 
 // Renders `seconds` of random MIDI of every type, random parameter events, those of the arpeggiator above
-// all, and random turns of the effects' knobs, at changing tempos down to 0, in blocks of 1 to 4096 frames, all drawn from the seed, with every
-// render call inside a RenderTrap.
+// all, and random turns of the effects' knobs, at changing tempos down to 0, in blocks of 1 to 4096 frames,
+// all drawn from the seed, with every render call inside a RenderTrap.
 StormResult runNoteStorm(std::uint64_t seed, double seconds);
 
 }  // namespace morv
