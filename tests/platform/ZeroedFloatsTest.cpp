@@ -47,8 +47,8 @@ TEST(ZeroedFloats, HaveNothingUntilTheyAreMade) {
 }
 
 TEST(ZeroedFloats, RefuseWhatNoMachineHas) {
-  EXPECT_THROW(ZeroedFloats(std::numeric_limits<std::size_t>::max()), std::bad_alloc);
-  EXPECT_THROW(ZeroedFloats(std::numeric_limits<std::size_t>::max() / 8), std::bad_alloc);
+  EXPECT_THROW(ZeroedFloats{std::numeric_limits<std::size_t>::max()}, std::bad_alloc);
+  EXPECT_THROW(ZeroedFloats{std::numeric_limits<std::size_t>::max() / 8}, std::bad_alloc);
 }
 
 }  // namespace
