@@ -15,7 +15,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kFactoryMark = "[FACTORY]";
-constexpr const char* kFactoryFolder = "Factory Presets";
 
 }  // namespace
 

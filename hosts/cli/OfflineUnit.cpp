@@ -7,11 +7,11 @@
 
 #include "hosts/cli/Terminal.h"
 #include "platform/Directories.h"
+#include "unit/PresetNames.h"
 
 namespace morv::cli {
 namespace {
 
-constexpr const char* kPresets = "presets";
 // The unit takes its channel from this setting at each load of a state, and a missing one would be channel 1.
 constexpr const char* kMidiChannel = "midiChannel";
 constexpr std::int64_t kAllChannels = -1;

@@ -10,11 +10,11 @@
 #include "platform/AtomicFile.h"
 #include "platform/PropertyList.h"
 #include "platform/PropertyListFile.h"
+#include "unit/PresetNames.h"
 
 namespace morv::cli {
 namespace {
 
-constexpr const char* kPresets = "presets";
 constexpr const char* kStorageLocation = "presetStorageLocation";
 constexpr int kCloud = 1;
 

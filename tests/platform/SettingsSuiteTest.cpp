@@ -8,10 +8,9 @@
 #include <thread>
 #include <vector>
 
-#include "platform/PropertyListFile.h"
 #include "platform/SettingsSuite.h"
-#include "tests/hosts/TemporaryFolder.h"
 #include "tests/platform/ChildProcess.h"
+#include "tests/platform/SettingsSuiteTesting.h"
 
 namespace morv {
 namespace {
@@ -22,17 +21,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-constexpr const char* kName = "group.morv";
-
-class SettingsSuiteTest : public testing::Test {
+class SettingsSuiteTest : public SettingsFileTest {
  protected:
-  std::string folder() const { return folder_.path("settings"); }
-  std::string file() const { return folder() + "/group.morv.plist"; }
-  PropertyListValue onDisk() const { return readPropertyListFile(file()).value(); }
-  void put(const std::string& text) {
-    fs::create_directories(folder());
-    folder_.write("settings/group.morv.plist", text);
-  }
   std::vector<std::string> names() const {
     std::vector<std::string> list;
     for (const auto& entry : fs::directory_iterator(folder())) list.push_back(entry.path().filename());
@@ -42,14 +32,13 @@ class SettingsSuiteTest : public testing::Test {
     return [this](const std::string& message) { messages_.push_back(message); };
   }
 
-  TemporaryFolder folder_;
   std::vector<std::string> messages_;
 };
 
 TEST_F(SettingsSuiteTest, KeepsEveryKindOfValueForTheNextOneToOpenIt) {
   const PropertyListDictionary presets{{"[USER]_a", PropertyListDictionary{{"volume", 0.1F}}}};
   {
-    SettingsSuite suite(folder(), kName);
+    SettingsSuite suite(folder(), kSuiteName);
     suite.setBool("b", true);
     suite.setInteger("i", INT64_MIN);
     suite.setDouble("d", 0.1);
@@ -60,7 +49,7 @@ TEST_F(SettingsSuiteTest, KeepsEveryKindOfValueForTheNextOneToOpenIt) {
     EXPECT_TRUE(suite.synchronize());
   }
 
-  const SettingsSuite suite(folder(), kName);
+  const SettingsSuite suite(folder(), kSuiteName);
 
   EXPECT_TRUE(suite.boolForKey("b"));
   EXPECT_EQ(suite.integerForKey("i"), INT64_MIN);
@@ -73,7 +62,7 @@ TEST_F(SettingsSuiteTest, KeepsEveryKindOfValueForTheNextOneToOpenIt) {
 
 TEST_F(SettingsSuiteTest, IsEmptyAndMakesNothingWhereThereIsNoFile) {
   {
-    SettingsSuite suite(folder(), kName, intoMessages());
+    SettingsSuite suite(folder(), kSuiteName, intoMessages());
     EXPECT_FALSE(suite.has("a"));
     EXPECT_TRUE(suite.synchronize());
     EXPECT_TRUE(suite.refresh());
@@ -83,7 +72,7 @@ TEST_F(SettingsSuiteTest, IsEmptyAndMakesNothingWhereThereIsNoFile) {
 }
 
 TEST_F(SettingsSuiteTest, WritesWhatWaitsWhenItGoes) {
-  { SettingsSuite(folder(), kName).setInteger("a", 1); }
+  { SettingsSuite(folder(), kSuiteName).setInteger("a", 1); }
 
   EXPECT_EQ(onDisk(), PropertyListValue(PropertyListDictionary{{"a", 1}}));
   EXPECT_THAT(names(), UnorderedElementsAre("group.morv.plist", "group.morv.plist.lock"));
@@ -93,7 +82,7 @@ TEST_F(SettingsSuiteTest, LeavesAllOtherKeysAndTheirOrderAlone) {
   put("<plist><dict><key>z</key><date>2001-01-01T00:00:00Z</date><key>a</key><integer>1</integer>"
       "<key>m</key><string>keep</string></dict></plist>");
   {
-    SettingsSuite suite(folder(), kName);
+    SettingsSuite suite(folder(), kSuiteName);
     suite.setInteger("a", 2);
     suite.setInteger("n", 3);
   }
@@ -105,7 +94,7 @@ TEST_F(SettingsSuiteTest, LeavesAllOtherKeysAndTheirOrderAlone) {
 
 TEST_F(SettingsSuiteTest, RemovesAKeyFromTheFile) {
   put("<plist><dict><key>a</key><true/><key>b</key><true/></dict></plist>");
-  SettingsSuite suite(folder(), kName);
+  SettingsSuite suite(folder(), kSuiteName);
 
   suite.remove("a");
   ASSERT_TRUE(suite.synchronize());
@@ -114,8 +103,8 @@ TEST_F(SettingsSuiteTest, RemovesAKeyFromTheFile) {
 }
 
 TEST_F(SettingsSuiteTest, BringsTheChangesOfTwoTogether) {
-  SettingsSuite one(folder(), kName);
-  SettingsSuite other(folder(), kName);
+  SettingsSuite one(folder(), kSuiteName);
+  SettingsSuite other(folder(), kSuiteName);
 
   one.setInteger("a", 1);
   other.setInteger("b", 2);
@@ -129,8 +118,8 @@ TEST_F(SettingsSuiteTest, BringsTheChangesOfTwoTogether) {
 }
 
 TEST_F(SettingsSuiteTest, TellsObserversOfWhatOthersHaveChanged) {
-  SettingsSuite one(folder(), kName);
-  SettingsSuite other(folder(), kName);
+  SettingsSuite one(folder(), kSuiteName);
+  SettingsSuite other(folder(), kSuiteName);
   one.setInteger("gone", 1);
   one.setInteger("same", 1);
   one.setInteger("new", 1);
@@ -151,8 +140,8 @@ TEST_F(SettingsSuiteTest, TellsObserversOfWhatOthersHaveChanged) {
 }
 
 TEST_F(SettingsSuiteTest, KeepsAChangeOfItsOwnThatWaitsWhenOthersChangeTheKey) {
-  SettingsSuite one(folder(), kName);
-  SettingsSuite other(folder(), kName);
+  SettingsSuite one(folder(), kSuiteName);
+  SettingsSuite other(folder(), kSuiteName);
   one.setInteger("a", 1);
   ASSERT_TRUE(one.synchronize());
 
@@ -166,8 +155,8 @@ TEST_F(SettingsSuiteTest, KeepsAChangeOfItsOwnThatWaitsWhenOthersChangeTheKey) {
 }
 
 TEST_F(SettingsSuiteTest, SeesEachOfManyQuickChangesByAnother) {
-  SettingsSuite one(folder(), kName);
-  SettingsSuite other(folder(), kName);
+  SettingsSuite one(folder(), kSuiteName);
+  SettingsSuite other(folder(), kSuiteName);
 
   for (int i = 1; i < 60; ++i) {
     one.setInteger("a", i % 10);
@@ -178,8 +167,8 @@ TEST_F(SettingsSuiteTest, SeesEachOfManyQuickChangesByAnother) {
 }
 
 TEST_F(SettingsSuiteTest, LetsAnObserverSynchronise) {
-  SettingsSuite one(folder(), kName);
-  SettingsSuite other(folder(), kName);
+  SettingsSuite one(folder(), kSuiteName);
+  SettingsSuite other(folder(), kSuiteName);
   one.setInteger("a", 1);
   ASSERT_TRUE(one.synchronize());
   other.addObserver([&](const std::string& key) {
@@ -198,7 +187,7 @@ TEST_F(SettingsSuiteTest, LosesNoKeyWhenProcessesWriteAtOnce) {
   std::vector<std::unique_ptr<ChildProcess>> children;
   for (int process = 0; process < kProcesses; ++process) {
     children.push_back(std::make_unique<ChildProcess>([&, process] {
-      SettingsSuite suite(folder(), kName);
+      SettingsSuite suite(folder(), kSuiteName);
       for (int i = 0; i < kKeys; ++i) {
         suite.setInteger(std::to_string(process) + "-" + std::to_string(i), i);
         if (!suite.synchronize()) return 1;
@@ -208,7 +197,7 @@ TEST_F(SettingsSuiteTest, LosesNoKeyWhenProcessesWriteAtOnce) {
   }
   for (const auto& child : children) ASSERT_EQ(child->wait(), 0);
 
-  const SettingsSuite suite(folder(), kName);
+  const SettingsSuite suite(folder(), kSuiteName);
 
   for (int process = 0; process < kProcesses; ++process) {
     for (int i = 0; i < kKeys; ++i) {
@@ -223,7 +212,7 @@ TEST_F(SettingsSuiteTest, IsWholeAfterAWriterWasKilled) {
   constexpr int kKills = 25;
   for (int i = 0; i < kKills; ++i) {
     ChildProcess writer([&] {
-      SettingsSuite suite(folder(), kName);
+      SettingsSuite suite(folder(), kSuiteName);
       for (std::int64_t turn = 0;; ++turn) {
         suite.setInteger("first", turn);
         suite.setInteger("second", turn);
@@ -234,7 +223,7 @@ TEST_F(SettingsSuiteTest, IsWholeAfterAWriterWasKilled) {
     ASSERT_TRUE(writer.waitForSign());
     writer.kill();
 
-    const SettingsSuite suite(folder(), kName, intoMessages());
+    const SettingsSuite suite(folder(), kSuiteName, intoMessages());
     EXPECT_TRUE(suite.has("first"));
     EXPECT_EQ(suite.integerForKey("first"), suite.integerForKey("second"));
   }
@@ -242,7 +231,7 @@ TEST_F(SettingsSuiteTest, IsWholeAfterAWriterWasKilled) {
 }
 
 TEST_F(SettingsSuiteTest, IsUsedFromSeveralThreadsAtOnce) {
-  SettingsSuite suite(folder(), kName);
+  SettingsSuite suite(folder(), kSuiteName);
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&suite, i] {
@@ -261,7 +250,7 @@ TEST_F(SettingsSuiteTest, IsUsedFromSeveralThreadsAtOnce) {
 TEST_F(SettingsSuiteTest, SetsADamagedFileAsideWithAMessage) {
   put("<plist><dict><key>a</key>");
   {
-    SettingsSuite suite(folder(), kName, intoMessages());
+    SettingsSuite suite(folder(), kSuiteName, intoMessages());
     EXPECT_FALSE(suite.has("a"));
     suite.setInteger("b", 1);
   }
@@ -276,9 +265,9 @@ TEST_F(SettingsSuiteTest, SetsADamagedFileAsideWithAMessage) {
 
 TEST_F(SettingsSuiteTest, SetsAFileAsideThatIsNoDictionaryAndKeepsTheOlderOnes) {
   put("damaged");
-  { const SettingsSuite suite(folder(), kName, intoMessages()); }
+  { const SettingsSuite suite(folder(), kSuiteName, intoMessages()); }
   put("<plist><array/></plist>");
-  { const SettingsSuite suite(folder(), kName, intoMessages()); }
+  { const SettingsSuite suite(folder(), kSuiteName, intoMessages()); }
 
   ASSERT_EQ(messages_.size(), 2U);
   EXPECT_THAT(messages_[1], HasSubstr("no dictionary"));
@@ -287,7 +276,7 @@ TEST_F(SettingsSuiteTest, SetsAFileAsideThatIsNoDictionaryAndKeepsTheOlderOnes) 
 }
 
 TEST_F(SettingsSuiteTest, WritesAllThatItHoldsWhenTheFileIsDamagedMeanwhile) {
-  SettingsSuite suite(folder(), kName, intoMessages());
+  SettingsSuite suite(folder(), kSuiteName, intoMessages());
   suite.setInteger("a", 1);
   suite.setInteger("b", 2);
   ASSERT_TRUE(suite.synchronize());
@@ -306,7 +295,7 @@ TEST_F(SettingsSuiteTest, WritesAllThatItHoldsWhenTheFileIsDamagedMeanwhile) {
 }
 
 TEST_F(SettingsSuiteTest, ForgetsWhatAnotherHasDeletedWithTheFile) {
-  SettingsSuite suite(folder(), kName);
+  SettingsSuite suite(folder(), kSuiteName);
   suite.setInteger("a", 1);
   ASSERT_TRUE(suite.synchronize());
 
@@ -320,7 +309,7 @@ TEST_F(SettingsSuiteTest, ForgetsWhatAnotherHasDeletedWithTheFile) {
 
 TEST_F(SettingsSuiteTest, WritesNothingOverAFileThatCannotBeRead) {
   fs::create_directories(file());  // a folder of that name
-  SettingsSuite suite(folder(), kName, intoMessages());
+  SettingsSuite suite(folder(), kSuiteName, intoMessages());
   suite.setInteger("a", 1);
 
   EXPECT_FALSE(suite.synchronize());
@@ -332,7 +321,7 @@ TEST_F(SettingsSuiteTest, WritesNothingOverAFileThatCannotBeRead) {
 }
 
 TEST_F(SettingsSuiteTest, LeavesOutWhatNoPropertyListCanHold) {
-  SettingsSuite suite(folder(), kName, intoMessages());
+  SettingsSuite suite(folder(), kSuiteName, intoMessages());
   suite.setString("bad", "\xFF");
   suite.setInteger("good", 1);
 
@@ -344,7 +333,7 @@ TEST_F(SettingsSuiteTest, LeavesOutWhatNoPropertyListCanHold) {
 }
 
 TEST_F(SettingsSuiteTest, LeavesTheFilesOldValueWhereTheNewOneCannotBeWritten) {
-  SettingsSuite suite(folder(), kName, intoMessages());
+  SettingsSuite suite(folder(), kSuiteName, intoMessages());
   suite.setValue("presets", PropertyListDictionary{{"old", 1}});
   ASSERT_TRUE(suite.synchronize());
 

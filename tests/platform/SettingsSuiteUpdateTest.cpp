@@ -9,10 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/PropertyListFile.h"
 #include "platform/SettingsSuite.h"
-#include "tests/hosts/TemporaryFolder.h"
 #include "tests/platform/ChildProcess.h"
+#include "tests/platform/SettingsSuiteTesting.h"
 
 namespace morv {
 namespace {
@@ -21,17 +20,8 @@ namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::UnorderedElementsAre;
 
-constexpr const char* kName = "group.morv";
-
-class SettingsSuiteUpdateTest : public testing::Test {
+class SettingsSuiteUpdateTest : public SettingsFileTest {
  protected:
-  std::string folder() const { return folder_.path("settings"); }
-  std::string file() const { return folder() + "/group.morv.plist"; }
-  PropertyListValue onDisk() const { return readPropertyListFile(file()).value(); }
-  void put(const std::string& text) {
-    fs::create_directories(folder());
-    folder_.write("settings/group.morv.plist", text);
-  }
   // Puts a name into a dictionary.
   static SettingsStore::Change adding(const std::string& name) {
     return [name](std::optional<PropertyListValue>& value) {
@@ -39,13 +29,11 @@ class SettingsSuiteUpdateTest : public testing::Test {
       value->dictionary()->set(name, true);
     };
   }
-
-  TemporaryFolder folder_;
 };
 
 TEST_F(SettingsSuiteUpdateTest, UpdatesWhatTheFileHoldsAtThatMomentAndTells) {
-  SettingsSuite one(folder(), kName);
-  SettingsSuite other(folder(), kName);
+  SettingsSuite one(folder(), kSuiteName);
+  SettingsSuite other(folder(), kSuiteName);
   std::vector<std::string> seen;
   other.addObserver([&](const std::string& key) {
     seen.push_back(key);
@@ -65,8 +53,8 @@ TEST_F(SettingsSuiteUpdateTest, UpdatesWhatTheFileHoldsAtThatMomentAndTells) {
 }
 
 TEST_F(SettingsSuiteUpdateTest, UpdatesAChangeOfItsOwnThatWaitsAndWritesWhatElseWaits) {
-  SettingsSuite one(folder(), kName);
-  SettingsSuite other(folder(), kName);
+  SettingsSuite one(folder(), kSuiteName);
+  SettingsSuite other(folder(), kSuiteName);
   ASSERT_TRUE(one.update("names", adding("one")));
   other.setValue("names", PropertyListDictionary{{"waiting", true}});
   other.setInteger("a", 1);
@@ -79,7 +67,7 @@ TEST_F(SettingsSuiteUpdateTest, UpdatesAChangeOfItsOwnThatWaitsAndWritesWhatElse
 
 TEST_F(SettingsSuiteUpdateTest, RemovesAKeyByAnUpdate) {
   put("<plist><dict><key>a</key><true/><key>b</key><true/></dict></plist>");
-  SettingsSuite suite(folder(), kName);
+  SettingsSuite suite(folder(), kSuiteName);
 
   ASSERT_TRUE(suite.update("a", [](std::optional<PropertyListValue>& value) { value.reset(); }));
 
@@ -90,7 +78,7 @@ TEST_F(SettingsSuiteUpdateTest, RemovesAKeyByAnUpdate) {
 TEST_F(SettingsSuiteUpdateTest, WritesNothingForAnUpdateThatChangesNothing) {
   const std::string text = "<plist><dict><key>names</key><dict><key>one</key><true/></dict></dict></plist>";
   put(text);
-  SettingsSuite suite(folder(), kName);
+  SettingsSuite suite(folder(), kSuiteName);
 
   ASSERT_TRUE(suite.update("names", adding("one")));
 
@@ -98,7 +86,7 @@ TEST_F(SettingsSuiteUpdateTest, WritesNothingForAnUpdateThatChangesNothing) {
 }
 
 TEST_F(SettingsSuiteUpdateTest, AnUpdateOfAFileThatCannotBeReadOrLockedFailsAndChangesNothing) {
-  SettingsSuite suite(folder(), kName);
+  SettingsSuite suite(folder(), kSuiteName);
   suite.setInteger("waits", 1);
   fs::create_directories(file());  // a folder of that name
   EXPECT_FALSE(suite.update("names", adding("one")));
@@ -117,7 +105,7 @@ TEST_F(SettingsSuiteUpdateTest, AnUpdateOfAFileThatCannotBeReadOrLockedFailsAndC
 }
 
 TEST_F(SettingsSuiteUpdateTest, AnUpdateToWhatCannotBeWrittenFailsAndChangesNothing) {
-  SettingsSuite suite(folder(), kName);
+  SettingsSuite suite(folder(), kSuiteName);
   ASSERT_TRUE(suite.update("names", adding("one")));
   suite.setInteger("waits", 1);
 
@@ -134,14 +122,14 @@ TEST_F(SettingsSuiteUpdateTest, AnUpdateToWhatCannotBeWrittenFailsAndChangesNoth
 
 TEST_F(SettingsSuiteUpdateTest, LosesNoEntryOfOneDictionaryWhenProcessesUpdateItAtOnce) {
   constexpr int kProcesses = 2;
-  constexpr int kNames = 20;
+  constexpr int kSuiteNames = 20;
   std::vector<std::unique_ptr<ChildProcess>> children;
   for (int process = 0; process < kProcesses; ++process) {
     children.push_back(std::make_unique<ChildProcess>([&, process] {
-      SettingsSuite suite(folder(), kName);
+      SettingsSuite suite(folder(), kSuiteName);
       ChildProcess::giveSign();
       if (!ChildProcess::waitForGo()) return 1;
-      for (int i = 0; i < kNames; ++i) {
+      for (int i = 0; i < kSuiteNames; ++i) {
         if (!suite.update("names", adding(std::to_string(process) + "-" + std::to_string(i)))) return 1;
       }
       return 0;
@@ -156,7 +144,7 @@ TEST_F(SettingsSuiteUpdateTest, LosesNoEntryOfOneDictionaryWhenProcessesUpdateIt
   const PropertyListDictionary& names = *held.dictionary()->find("names")->dictionary();
   EXPECT_EQ(names.size(), 40U);
   for (int process = 0; process < kProcesses; ++process) {
-    for (int i = 0; i < kNames; ++i) {
+    for (int i = 0; i < kSuiteNames; ++i) {
       const std::string name = std::to_string(process) + "-" + std::to_string(i);
       EXPECT_NE(names.find(name), nullptr) << name;
     }
