@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "effects/Interpolation.h"
+#include "effects/DelayRead.h"
 #include "platform/DiagnosticRing.h"
 #include "render/SafeCast.h"
 
@@ -11,16 +11,6 @@ namespace morv {
 namespace {
 
 constexpr double kNoiseLevel = 3.1622776601683795e-4;  // 10^(-70/20)
-
-// The element at a whole position and the straight line to the one behind it. The last element stands outside
-// the cycle of the write index, so the one behind the last but one is the first.
-float readLine(const float* buffer, int size, float position) noexcept MORV_NONBLOCKING {
-  int i = truncatedInt(position);
-  const float f = position - static_cast<float>(i);
-  if (i >= size) i = 0;
-  const float next = buffer[i + 1 < size - 1 ? i + 1 : 0];
-  return interpolate_linear(buffer[i], next, f);
-}
 
 // Even and odd distortion of a charge as it enters the first bucket.
 float saturateFirstBucket(float d) noexcept MORV_NONBLOCKING {
@@ -86,7 +76,7 @@ float runBBDLine(bbd* line, float in, float delaySeconds, float blend, float fee
     p = 0.0F;
   }
 
-  const float y = saturateFirstBucket(readLine(buffer, size, p));
+  const float y = saturateFirstBucket(readBetween(buffer, size, p));
   const float e = runIIRD(&line->outputFilter, y);
   const float s = saturateLastBucket(e);
   line->feedbackOut = feedback * s;
