@@ -120,21 +120,28 @@ void AUAudioUnit::keepForeignParts(const PropertyListDictionary& state) {
   }
 }
 
-void AUAudioUnit::setFullState(const PropertyListDictionary* state) {
-  if (state == nullptr) return;
-  const PropertyListValue* parameters = state->find(kParameters);
+std::vector<AUAudioUnit::RestoredValue> AUAudioUnit::restoredValues(const PropertyListDictionary& state) {
+  std::vector<RestoredValue> restored;
+  const PropertyListValue* parameters = state.find(kParameters);
   if (parameters != nullptr) checkParameters(*parameters);
-  keepForeignParts(*state);
-  if (parameters == nullptr) return;
+  keepForeignParts(state);
+  if (parameters == nullptr) return restored;
   for (const auto& [identifier, values] : parameters->dictionary()->entries()) {
     const AUParameterGroup* group = groupOf(parameterTree(), identifier);
     if (group == nullptr) continue;
     for (const auto& parameter : group->children()) {
-      const PropertyListValue* value = values.dictionary()->find(parameter->identifier());
-      if (value == nullptr) continue;
-      if (const auto restored = restoredValue(*parameter, *value)) parameter->setValue(*restored);
+      const PropertyListValue* stored = values.dictionary()->find(parameter->identifier());
+      if (stored == nullptr) continue;
+      if (const auto value = restoredValue(*parameter, *stored))
+        restored.push_back({parameter.get(), *value});
     }
   }
+  return restored;
+}
+
+void AUAudioUnit::setFullState(const PropertyListDictionary* state) {
+  if (state == nullptr) return;
+  for (const auto& [parameter, value] : restoredValues(*state)) parameter->setValue(value);
 }
 
 }  // namespace morv

@@ -6,10 +6,12 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "platform/AUAudioUnitBus.h"
 #include "platform/AUAudioUnitBusArray.h"
 #include "platform/AUInternalRenderBlock.h"
+#include "platform/AUParameter.h"
 #include "platform/AUParameterTree.h"
 #include "platform/AURenderEvent.h"
 #include "platform/AVAudioFormat.h"
@@ -88,6 +90,13 @@ class MORV_EXPORT AUAudioUnit {
   // version are not compared. Null is a state without anything. Throws std::invalid_argument, with nothing
   // changed, if "parameters" or a group in it is no dictionary. May run beside the render block.
   virtual void setFullState(const PropertyListDictionary* state);
+  // The values that `setFullState` would set, in its order, and nothing set yet; what this build does not
+  // know is kept at once. Throws as it does.
+  struct RestoredValue {
+    AUParameter* parameter;
+    AUValue value;
+  };
+  std::vector<RestoredValue> restoredValues(const PropertyListDictionary& state);
 
   const AudioComponentDescription& componentDescription() const noexcept { return componentDescription_; }
   virtual AUInternalRenderBlock internalRenderBlock() = 0;

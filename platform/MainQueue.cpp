@@ -13,6 +13,7 @@ MainQueue::Token MainQueue::add(double seconds, Task task) {
   const bool delayed = seconds > 0;
   const Token token = nextToken_++;
   tasks_.emplace(std::pair(delayed ? now_ + seconds : now_, token), Entry{std::move(task), delayed});
+  noteNextDue();
   return token;
 }
 
@@ -22,7 +23,17 @@ bool MainQueue::cancel(Token token) {
                                   [token](const auto& entry) { return entry.first.second == token; });
   if (found == tasks_.end()) return false;
   tasks_.erase(found);
+  noteNextDue();
   return true;
+}
+
+void MainQueue::noteNextDue() {
+  nextDue_.store(tasks_.empty() ? kNever : tasks_.begin()->first.first, std::memory_order_relaxed);
+}
+
+bool MainQueue::hasDue(double now) const noexcept {
+  return nextDue_.load(std::memory_order_relaxed) <= now ||
+         sentFromRender_.load(std::memory_order_relaxed) != takenFromRender_.load(std::memory_order_relaxed);
 }
 
 void MainQueue::runDue(double now) {
@@ -61,6 +72,7 @@ bool MainQueue::runNextTask(double now, Token firstTokenOfLaterPosts) {
     now_ = std::max(now_, found->first.first);
     task = std::move(found->second.task);
     tasks_.erase(found);
+    noteNextDue();
   }
   task();
   return true;
@@ -83,12 +95,15 @@ void MainQueue::removeRenderHandler(std::int32_t kind) {
 }
 
 bool MainQueue::postFromRender(std::int32_t kind, std::int32_t value) noexcept {
-  return renderMessages_.push({kind, value});
+  if (!renderMessages_.push({kind, value})) return false;
+  sentFromRender_.fetch_add(1, std::memory_order_relaxed);
+  return true;
 }
 
 void MainQueue::runRenderMessages() {
   RenderMessage message;
   for (std::size_t i = 0; i < RenderMessageRing::kCapacity && renderMessages_.take(&message); ++i) {
+    takenFromRender_.fetch_add(1, std::memory_order_relaxed);
     std::function<void(std::int32_t)> handler;
     {
       const std::lock_guard lock(mutex_);

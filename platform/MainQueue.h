@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <utility>
@@ -41,6 +43,9 @@ class MORV_EXPORT MainQueue {
   // same call if it falls due; one posted without delay waits for the next call, so that this one ends. Calls
   // from inside a task do nothing.
   void runDue(double now);
+  // Whether `runDue(now)` would find something to do: any thread, the render thread too. What is posted
+  // meanwhile may show up a moment later.
+  bool hasDue(double now) const noexcept MORV_NONBLOCKING;
   // The clock, in seconds; starts at 0.
   double now() const;
 
@@ -52,6 +57,7 @@ class MORV_EXPORT MainQueue {
   bool postFromRender(std::int32_t kind, std::int32_t value) noexcept MORV_NONBLOCKING;
 
  private:
+  static constexpr double kNever = std::numeric_limits<double>::infinity();
   struct Entry {
     Task task;
     bool delayed = false;
@@ -59,6 +65,7 @@ class MORV_EXPORT MainQueue {
   Token add(double seconds, Task task);
   void runRenderMessages();
   bool runNextTask(double now, Token firstTokenOfLaterPosts);
+  void noteNextDue();
 
   mutable std::mutex mutex_;
   std::map<std::pair<double, Token>, Entry> tasks_;  // by due time, then by order of posting
@@ -68,6 +75,9 @@ class MORV_EXPORT MainQueue {
   std::int32_t nextKind_ = 1;
   double now_ = 0;
   bool running_ = false;
+  std::atomic<double> nextDue_{kNever};  // of the tasks; changes with them
+  std::atomic<std::uint32_t> sentFromRender_{0};
+  std::atomic<std::uint32_t> takenFromRender_{0};
 };
 
 }  // namespace morv

@@ -1,5 +1,6 @@
 #include "render/ZQ3DSPKernel.h"
 
+#include <algorithm>
 #include <charconv>
 #include <mutex>
 #include <sstream>
@@ -50,8 +51,12 @@ int ZQ3DSPKernel::voicesForDevice(const std::string& device, int voices) {
   return isOld ? kVoicesOfOldTablets : voices;
 }
 
-void ZQ3DSPKernel::init(int channels, double sampleRateHz, int maximumFrames, int voices) {
+std::uint32_t ZQ3DSPKernel::init(int channels, double sampleRateHz, int maximumFrames, int voices,
+                        std::optional<std::uint32_t> firstAddress) {
   const std::scoped_lock lock(constructionMutex());
+  const std::uint32_t nextAddress = ZRDSPEntity::addr;
+  const std::uint32_t first = firstAddress.value_or(nextAddress);
+  ZRDSPEntity::addr = first;
   const int numberOfVoices = voicesForDevice(deviceName(), voices);
   maxFrames = maximumFrames;
   channelCount = channels;
@@ -67,6 +72,8 @@ void ZQ3DSPKernel::init(int channels, double sampleRateHz, int maximumFrames, in
   instrument->addEffect<ZREcoVerb>(sampleRate, kInsert);
   instrument->addEffect<ZRBasicDelay>(sampleRate, kInsert);
   instrument->voiceNumber = static_cast<float>(numberOfVoices);
+  ZRDSPEntity::addr = std::max(ZRDSPEntity::addr, nextAddress);
+  return first;
 }
 
 void ZQ3DSPKernel::prepare(double sampleRateHz, int maximumFrames) {

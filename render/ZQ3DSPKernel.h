@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,7 +15,10 @@ class ZQ3DSPKernel : public ZRDSPInstrumentKernel {
  public:
   // Creates the instrument: `voices` turbo voices, fewer on old tablets, at `sampleRateHz` and blocks of
   // `maximumFrames`. Once. Several kernels may be initialised at the same time; they take turns.
-  void init(int channels, double sampleRateHz, int maximumFrames, int voices);
+  // Addresses come from the process's counter; with a first address given they begin there, and the counter
+  // stays where it is unless they reach beyond it. Gives the number from which the addresses were drawn.
+  std::uint32_t init(int channels, double sampleRateHz, int maximumFrames, int voices,
+            std::optional<std::uint32_t> firstAddress = {});
   // Hands the host's rate and largest block to the instrument. May run many times.
   void prepare(double sampleRateHz, int maximumFrames);
   void reset() noexcept MORV_NONBLOCKING {}

@@ -32,10 +32,12 @@ constexpr const char* kMidiMPEBendRange = "midiMPEBendRange";
 
 }  // namespace
 
-ZQ3Unit::ZQ3Unit(const AudioUnitServices& services) : ZRAudioUnit(services, kDescription) {
+ZQ3Unit::ZQ3Unit(const AudioUnitServices& services, std::optional<std::uint32_t> firstAddress)
+    : ZRAudioUnit(services, kDescription) {
   DiagnosticRing::shared().post("Initializing Audio Component: MORV\n");
   const AVAudioFormat format{kInitialSampleRateHz, kChannels};
-  _kernel.init(static_cast<int>(format.channelCount), format.sampleRate, kInitialMaximumFrames, kVoices);
+  firstAddress_ = _kernel.init(static_cast<int>(format.channelCount), format.sampleRate, kInitialMaximumFrames, kVoices,
+               firstAddress);
   _kernel.owner = static_cast<ZRAudioUnit*>(this);
   _kernel.programChangeCallback = programChange;
   _kernel.midiMonitorBlock = midiMonitorBlock();

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/Export.h"
@@ -19,8 +20,9 @@ namespace morv {
 class MORV_EXPORT ZQ3Unit : public ZRAudioUnit {
  public:
   // Builds the engine at 44100 Hz (which the derived constants keep) and the tree, and writes the settings'
-  // defaults at the first start.
-  explicit ZQ3Unit(const AudioUnitServices& services);
+  // defaults at the first start. Parameters take their addresses from the process's counter, or from the
+  // given one on: those of a unit that this one takes the place of.
+  explicit ZQ3Unit(const AudioUnitServices& services, std::optional<std::uint32_t> firstAddress = {});
   ~ZQ3Unit() override;
 
   // Takes rate and greatest block from the output bus and `maximumFramesToRender`. False with a reason, and
@@ -45,6 +47,8 @@ class MORV_EXPORT ZQ3Unit : public ZRAudioUnit {
   void setTempo(float beatsPerMinute) noexcept MORV_NONBLOCKING override;
   // Gate of the first voice.
   void setGate(int gate) noexcept;
+  // Where the process's counter stood when this unit drew the addresses of its parameters.
+  std::uint32_t firstAddress() const noexcept { return firstAddress_; }
   // Makes all random draws of the engine from here on a function of the seed. Not while rendering.
   void setRandomSeed(std::uint64_t seed);
 
@@ -74,6 +78,7 @@ class MORV_EXPORT ZQ3Unit : public ZRAudioUnit {
  private:
   std::unique_ptr<AUAudioUnitBusArray> outputBusArray_;
   AUParameter* outputVolumeParameter_ = nullptr;
+  std::uint32_t firstAddress_ = 0;
 };
 
 }  // namespace morv

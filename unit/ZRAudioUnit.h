@@ -20,6 +20,7 @@
 #include "unit/AudioUnitServices.h"
 #include "unit/WaitingPresets.h"
 #include "unit/ZRAudioUnitDelegate.h"
+#include "unit/ZRStateChange.h"
 
 namespace morv {
 
@@ -67,6 +68,11 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   // that the platform's form refuses is logged and tried again, as the unit then is, a second later. Null is
   // a state without anything. Main thread; may run beside the render block.
   void setFullState(const PropertyListDictionary* state) override;
+  // The two halves of `setFullState`, for hosts that take a state over between two blocks. The first reads
+  // and checks, and sets nothing; it throws std::invalid_argument if the platform's form refuses the state.
+  // The second stores the numbers: render thread, or any other while no observer of the tree minds.
+  ZRStateChange prepareFullState(const PropertyListDictionary& state);
+  void applyFullState(const ZRStateChange& change) noexcept MORV_NONBLOCKING;
   // Drives the present state into the engine once more.
   void reloadParameters();
 
@@ -210,8 +216,10 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   void _reloadiCloudData();
   void iCloudQuery();
   void randomPresetTestTick();
-  void restoreRows(const PropertyListDictionary& rows);
-  void pushParameters();
+  std::vector<ZRStateChange::Row> restoredRows(const PropertyListDictionary& state) const;
+  std::optional<ZRStateChange::MidiSettings> overridingMidiSettings() const;
+  static void applyRows(const std::vector<ZRStateChange::Row>& rows) noexcept MORV_NONBLOCKING;
+  void pushParameters(const std::optional<ZRStateChange::MidiSettings>& midi) noexcept MORV_NONBLOCKING;
   int monitorMidi(std::uint16_t length, const std::uint8_t* bytes) noexcept;
 
   AudioUnitServices services_;

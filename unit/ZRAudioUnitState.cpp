@@ -74,46 +74,61 @@ PropertyListDictionary ZRAudioUnit::fullState() const {
   return state;
 }
 
-void ZRAudioUnit::restoreRows(const PropertyListDictionary& rows) {
+std::vector<ZRStateChange::Row> ZRAudioUnit::restoredRows(const PropertyListDictionary& state) const {
+  std::vector<ZRStateChange::Row> restored;
+  const PropertyListValue* rows = state.find(kModMatrixDict);
   const ZRDSPModMatrix* matrix = getModMatrix();
-  if (matrix == nullptr) return;
-  for (const auto& [identifier, entry] : rows.entries()) {
+  if (rows == nullptr || rows->dictionary() == nullptr || matrix == nullptr) return restored;
+  for (const auto& [identifier, entry] : rows->dictionary()->entries()) {
     modMatrixRow* row = rowWithIdentifier(*matrix, identifier);
     const PropertyListDictionary* saved = entry.dictionary();
     if (row == nullptr || saved == nullptr) continue;
+    ZRStateChange::Row& each = restored.emplace_back();
+    each.row = row;
     if (const auto amount = finiteNumber(*saved, kModAmount)) {
-      row->modAmount = std::clamp(*amount, -kGreatestAmount, kGreatestAmount);
+      each.amount = std::clamp(*amount, -kGreatestAmount, kGreatestAmount);
     }
-    if (const auto source = sourceNumber(*saved)) {
-      if (*source != 0) DiagnosticRing::shared().post("sdfdsf\n");
-      row->modSource = *source;
-    }
-    const auto value = finiteNumber(*saved, kValue);
-    if (row->depth == nullptr || !value) continue;
-    if (*value != 0.0F) DiagnosticRing::shared().post("asfs\n");
-    *row->depth = std::max(row->depth->minValue, std::min(*value, row->depth->maxValue));
+    each.source = sourceNumber(*saved);
+    if (row->depth != nullptr) each.depth = finiteNumber(*saved, kValue);
   }
+  return restored;
 }
 
-// Writes each parameter's value once more, which makes the observers carry it into the engine. Depths of
-// routings have just come with their rows.
-void ZRAudioUnit::pushParameters() {
+std::optional<ZRStateChange::MidiSettings> ZRAudioUnit::overridingMidiSettings() const {
+  if (!overridesMIDISettingParametersWithPrefs) return std::nullopt;
   // Read as 32-bit integers; what is beyond them is held there.
   const auto stored = [this](const char* key) {
     return static_cast<AUValue>(
         std::clamp<std::int64_t>(standardDefaults().integerForKey(key), INT32_MIN, INT32_MAX));
   };
-  const AUValue mode = stored(kMidiMode);
-  const AUValue channel = stored(kMidiChannel);
+  return ZRStateChange::MidiSettings{stored(kMidiMode), stored(kMidiChannel)};
+}
+
+void ZRAudioUnit::applyRows(const std::vector<ZRStateChange::Row>& rows) noexcept {
+  for (const ZRStateChange::Row& each : rows) {
+    if (each.amount) each.row->modAmount = *each.amount;
+    if (each.source) {
+      if (*each.source != 0) DiagnosticRing::shared().post("sdfdsf\n");
+      each.row->modSource = *each.source;
+    }
+    if (!each.depth) continue;
+    if (*each.depth != 0.0F) DiagnosticRing::shared().post("asfs\n");
+    ZRDSPParameter& depth = *each.row->depth;
+    depth = std::max(depth.minValue, std::min(*each.depth, depth.maxValue));
+  }
+}
+
+// Writes each parameter's value once more, which makes the observers carry it into the engine. Depths of
+// routings have just come with their rows.
+void ZRAudioUnit::pushParameters(const std::optional<ZRStateChange::MidiSettings>& midi) noexcept {
   if (parameterTree() == nullptr) return;
   for (AUParameter* parameter : parameterTree()->allParameters()) {
     const std::string& identifier = parameter->identifier();
-    const bool isOverridden = overridesMIDISettingParametersWithPrefs;
-    if (isOverridden && identifier == kMidiMode) {
-      parameter->setValue(mode);
-    } else if (isOverridden && identifier == kMidiChannel) {
-      parameter->setValue(channel);
-    } else if (!isOverridden || identifier.find(kRoutingMark) == std::string::npos) {
+    if (midi && identifier == kMidiMode) {
+      parameter->setValue(midi->mode);
+    } else if (midi && identifier == kMidiChannel) {
+      parameter->setValue(midi->channel);
+    } else if (!midi || identifier.find(kRoutingMark) == std::string::npos) {
       parameter->setValue(parameter->value());
     }
   }
@@ -126,9 +141,18 @@ void ZRAudioUnit::setFullState(const PropertyListDictionary* state) {
     log(std::string("expection: ") + refusal.what());
     performAfter(kReloadSeconds, [this] { reloadParameters(); });
   }
-  const PropertyListValue* rows = state != nullptr ? state->find(kModMatrixDict) : nullptr;
-  if (rows != nullptr && rows->dictionary() != nullptr) restoreRows(*rows->dictionary());
-  pushParameters();
+  if (state != nullptr) applyRows(restoredRows(*state));
+  pushParameters(overridingMidiSettings());
+}
+
+ZRStateChange ZRAudioUnit::prepareFullState(const PropertyListDictionary& state) {
+  return {restoredValues(state), restoredRows(state), overridingMidiSettings()};
+}
+
+void ZRAudioUnit::applyFullState(const ZRStateChange& change) noexcept {
+  for (const auto& [parameter, value] : change.values) parameter->setValue(value);
+  applyRows(change.rows);
+  pushParameters(change.midi);
 }
 
 void ZRAudioUnit::reloadParameters() {

@@ -146,6 +146,23 @@ TEST_F(MainQueueTest, LetsATaskCancelAnother) {
   EXPECT_THAT(ran_, IsEmpty());
 }
 
+TEST_F(MainQueueTest, TellsWhetherSomethingIsDue) {
+  EXPECT_FALSE(queue_.hasDue(1000));
+  const MainQueue::Token later = queue_.postAfter(2, note(1));
+  EXPECT_FALSE(queue_.hasDue(1.5));
+  EXPECT_TRUE(queue_.hasDue(2));
+  queue_.cancel(later);
+  EXPECT_FALSE(queue_.hasDue(2));
+  queue_.post(note(2));
+  EXPECT_TRUE(queue_.hasDue(0));
+  queue_.runDue(0);
+  EXPECT_FALSE(queue_.hasDue(1000));
+  queue_.postFromRender(77, 1);
+  EXPECT_TRUE(queue_.hasDue(0));
+  queue_.runDue(0);
+  EXPECT_FALSE(queue_.hasDue(1000));
+}
+
 TEST_F(MainQueueTest, HandsRenderMessagesToTheHandlerOfTheirKindInOrder) {
   const auto one = queue_.addRenderHandler([&](std::int32_t value) { ran_.push_back(100 + value); });
   const auto two = queue_.addRenderHandler([&](std::int32_t value) { ran_.push_back(200 + value); });

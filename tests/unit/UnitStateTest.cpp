@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -307,6 +308,35 @@ TEST_F(UnitState, AReloadThatWaitsFallsAwayWithItsUnit) {
 }
 
 // As text, as a file has it.
+TEST_F(UnitState, PreparesAStateWithoutTouchingAValueAndAppliesItAsAWhole) {
+  const auto value = [this] { return parameter("morv.filterCutoff").value(); };
+  lastRow()->modAmount = 0.75F;
+  lastRow()->modSource = 4;
+  parameter("morv.filterCutoff").setValue(440.0F);
+  const PropertyListDictionary state = unit_->fullState();
+  parameter("morv.filterCutoff").setValue(8000.0F);
+  lastRow()->modAmount = 0.0F;
+  lastRow()->modSource = 0;
+  parameter("morv.midiChannel").setValue(7.0F);
+  around_.standard.setInteger("midiChannel", 3);
+
+  const ZRStateChange change = unit_->prepareFullState(state);
+
+  EXPECT_EQ(value(), 8000.0F);
+  EXPECT_EQ(lastRow()->modSource.load(), 0);
+  unit_->applyFullState(change);
+  EXPECT_EQ(value(), 440.0F);
+  EXPECT_EQ(lastRow()->modAmount.load(), 0.75F);
+  EXPECT_EQ(lastRow()->modSource.load(), 4);
+  EXPECT_EQ(parameter("morv.midiChannel").value(), 3.0F);
+}
+
+TEST_F(UnitState, RefusesToPrepareWhatThePlatformsFormRefuses) {
+  const PropertyListDictionary state{{"parameters", 5}};
+
+  EXPECT_THROW(unit_->prepareFullState(state), std::invalid_argument);
+}
+
 TEST_F(UnitState, AThousandRandomStatesComeBackExactly) {
   unit_->overridesMIDISettingParametersWithPrefs = false;
   UnitSurroundings elsewhere;

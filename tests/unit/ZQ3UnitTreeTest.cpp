@@ -174,5 +174,24 @@ TEST_F(ZQ3UnitTree, OutlivesItsUnitWithTheEngineThatItDrives) {
   EXPECT_EQ(tree->parameterForKeyPath("morv.volume")->value(), 0.375F);
 }
 
+std::vector<AUParameterAddress> addressesOf(const ZQ3Unit& unit) {
+  std::vector<AUParameterAddress> addresses;
+  for (const AUParameter* each : unit.parameterTree()->allParameters()) addresses.push_back(each->address());
+  return addresses;
+}
+
+TEST_F(ZQ3UnitTree, CanTakeTheAddressesOfAUnitThatItReplaces) {
+  UnitSurroundings elsewhere;
+  const ZQ3Unit second(elsewhere.services);
+  const std::uint32_t next = ZRDSPEntity::addr;
+
+  const ZQ3Unit again(elsewhere.services, second.firstAddress());
+
+  EXPECT_GT(second.firstAddress(), unit_.firstAddress());
+  EXPECT_NE(addressesOf(second), addressesOf(unit_));
+  EXPECT_EQ(addressesOf(again), addressesOf(second));
+  EXPECT_EQ(ZRDSPEntity::addr, next);
+}
+
 }  // namespace
 }  // namespace morv

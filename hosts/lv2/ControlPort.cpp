@@ -1,0 +1,64 @@
+#include "hosts/lv2/ControlPort.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+#include "render/ZRDSPParameter.h"
+
+namespace morv::lv2 {
+namespace {
+
+constexpr std::string_view kInstrumentGroup = "morv";
+
+bool hasUnit(const AUParameter& parameter, ZRDSPParameterUnit unit) {
+  return parameter.unit() == static_cast<std::int32_t>(unit);
+}
+
+const PortText& textOf(const AUParameter& parameter) {
+  const std::string path = parameter.keyPath();
+  for (const PortText& text : portTexts()) {
+    if (text.parameter == path) return text;
+  }
+  throw std::logic_error("no texts for the parameter " + path);
+}
+
+std::string symbolOf(const AUParameterGroup& group, const AUParameter& parameter) {
+  if (group.identifier() == kInstrumentGroup) return parameter.identifier();
+  return group.identifier() + "_" + parameter.identifier();
+}
+
+}  // namespace
+
+bool ControlPort::isToggled() const { return hasUnit(*parameter, ZRDSPParameterUnit::boolean); }
+
+bool ControlPort::isEnumeration() const {
+  const auto steps = static_cast<std::size_t>(parameter->maxValue() - parameter->minValue()) + 1;
+  return hasUnit(*parameter, ZRDSPParameterUnit::indexed) && parameter->valueStrings().size() == steps;
+}
+
+bool ControlPort::isInteger() const {
+  return hasUnit(*parameter, ZRDSPParameterUnit::indexed) || text->isWhole;
+}
+
+bool ControlPort::isLogarithmic() const {
+  return hasUnit(*parameter, ZRDSPParameterUnit::hertz) && parameter->minValue() > 0;
+}
+
+float ControlPort::held(float value) const noexcept {
+  const float inRange = std::clamp(value, parameter->minValue(), parameter->maxValue());
+  return isInteger() || isToggled() ? std::round(inRange) : inRange;
+}
+
+std::vector<ControlPort> controlPorts(const AUParameterTree& tree) {
+  std::vector<ControlPort> ports;
+  for (const auto& group : tree.children()) {
+    for (const auto& parameter : group->children()) {
+      ports.push_back(
+          {parameter.get(), symbolOf(*group, *parameter), &textOf(*parameter), parameter->value()});
+    }
+  }
+  return ports;
+}
+
+}  // namespace morv::lv2

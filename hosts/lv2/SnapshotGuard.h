@@ -1,0 +1,46 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <thread>
+
+#include "platform/NonBlocking.h"
+
+namespace morv::lv2 {
+
+// Lets one thread change many numbers, each of them atomic, so that another one reads all of them from
+// between two changes. The changing side never waits; the reading side tries again (a sequence lock, see
+// Boehm, "Can seqlocks get along with programming language memory models?", 2012).
+class SnapshotGuard {
+ public:
+  // Changing side; a pair for each change.
+  void beginChange() noexcept MORV_NONBLOCKING {
+    version_.store(version_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    std::atomic_thread_fence(std::memory_order_release);
+  }
+  void endChange() noexcept MORV_NONBLOCKING {
+    version_.store(version_.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+  }
+
+  // What `read` gives when nothing changes meanwhile. If changes come without a pause the last try counts.
+  template <typename Read>
+  auto read(Read&& read) const {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    for (;;) {
+      const std::uint32_t before = version_.load(std::memory_order_acquire);
+      auto result = read();
+      std::atomic_thread_fence(std::memory_order_acquire);
+      const bool isWhole = before % 2 == 0 && version_.load(std::memory_order_relaxed) == before;
+      if (isWhole || std::chrono::steady_clock::now() > end) return result;
+      std::this_thread::yield();
+    }
+  }
+
+ private:
+  static constexpr std::chrono::milliseconds kPatience{200};
+
+  std::atomic<std::uint32_t> version_{0};  // odd during a change
+};
+
+}  // namespace morv::lv2
