@@ -15,8 +15,8 @@ struct Failure {
 // The failure of a call of the system that has just set `errno`: "what: why".
 Failure systemFailure(const std::string& what);
 
-// What an operation gives, or why it gives nothing. `value` may only be called on success and `reason` only
-// on failure. Any thread, like any other value.
+// What an operation gives, or why it gives nothing. `value`, for which `*` and `->` stand too, may only be
+// called on success and `reason` only on failure. Any thread, like any other value.
 template <typename Value>
 class [[nodiscard]] Result {
  public:
@@ -29,6 +29,10 @@ class [[nodiscard]] Result {
   const Value& value() const& { return *std::get_if<0>(&held_); }
   Value& value() & { return *std::get_if<0>(&held_); }
   Value&& value() && { return std::move(*std::get_if<0>(&held_)); }
+  const Value& operator*() const& { return value(); }
+  Value& operator*() & { return value(); }
+  const Value* operator->() const { return &value(); }
+  Value* operator->() { return &value(); }
   const std::string& reason() const { return std::get_if<1>(&held_)->reason; }
   const Failure& failure() const { return *std::get_if<1>(&held_); }
 

@@ -125,7 +125,7 @@ void PendingFile::discard() noexcept {
   temporary_.clear();
 }
 
-Result<bool> PendingFile::commit() {
+Outcome PendingFile::commit() {
   const int descriptor = std::exchange(descriptor_, -1);
   if (close(descriptor) != 0 || rename(temporary_.c_str(), target_.c_str()) != 0) {
     const std::string reason = target_ + ": cannot be written: " + std::strerror(errno);
@@ -134,7 +134,7 @@ Result<bool> PendingFile::commit() {
   }
   rememberPath({});
   temporary_.clear();
-  return true;
+  return Done{};
 }
 
 }  // namespace morv::cli

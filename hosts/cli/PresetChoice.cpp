@@ -47,7 +47,7 @@ Result<std::string> loadPresetFor(OfflineUnit& offline, const std::string& wante
                                   const std::string& resources) {
   if (meansPresetFile(wanted)) {
     const auto state = readPreset(wanted, offline.unit());
-    if (!state) return Failure{state.reason()};
+    if (!state) return state.failure();
     std::string name = std::filesystem::path(wanted).stem().string();
     offline.loadState(name, *state);
     return name;

@@ -6,7 +6,7 @@
 #include "hosts/cli/ExitCode.h"
 #include "hosts/cli/OfflineUnit.h"
 #include "hosts/cli/PresetCategories.h"
-#include "hosts/cli/Result.h"
+#include "platform/Result.h"
 
 namespace morv::cli {
 

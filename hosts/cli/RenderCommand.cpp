@@ -123,7 +123,7 @@ class RenderRun {
     return ExitCode::ok;
   }
 
-  Result<bool> renderBlocks(AudioFileWriter& writer) {
+  Outcome renderBlocks(AudioFileWriter& writer) {
     ScorePlayer player(offline_, *score_, options_.sampleRateHz, options_.blockFrames, options_.tempo);
     if (options_.preset) player.warmUp();
     while (player.position() < frames_) {
@@ -136,7 +136,7 @@ class RenderRun {
       if (!written) return written;
       showProgress(player.position());
     }
-    return true;
+    return Done{};
   }
 
   void showProgress(std::uint64_t done) {
