@@ -9,7 +9,8 @@ namespace morv {
 // Why something could not be done, in words for a log or a message; never empty.
 struct Failure {
   std::string reason;
-  int systemError = 0;  // the system's error number (`errno`); 0 if the system refused nothing
+  int systemError = 0;            // the system's error number (`errno`); 0 if the system refused nothing
+  bool isOfCoordination = false;  // the lock was not to be had, so that the work itself was not begun
 };
 
 // The failure of a call of the system that has just set `errno`: "what: why".

@@ -36,6 +36,10 @@ class ZRDSPParameter;
 // rebuild of the list, and a save is mirrored into the user's documents. Cloud (1): the folder
 // "Documents/Presets" of the cloud container is the store. What goes wrong with files is logged and changes
 // nothing else; names are taken as they are.
+// A pack is a folder in the resources' "Packs"; what in it does not end in ".aupreset", or is a folder, is
+// passed over without a word, and what cannot be read is logged and passed over. The cloud folder may change
+// at any time: its settings' notice, or five seconds after it has gone, is when the unit turns to the new
+// one.
 //
 // Main thread, except where an operation says otherwise.
 class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
@@ -181,8 +185,8 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   // Makes a folder of the cloud, with all above it; true if it was missing and is there now. Any thread.
   static bool _createFolderIfNecesarry(const CloudContainer& cloud, const std::string& folder,
                                        const Log& log);
-  // Sets the permissions of a folder that is there to 777, which counts in tens: owner read, all others
-  // execute, and the sticky bit. Nothing calls it.
+  // Sets the permissions of a folder of the cloud that is there to 777, which counts in tens: owner read, all
+  // others execute, and the sticky bit. Nothing calls it.
   bool _makeFolderWritable(const std::string& folder) const;
   // Brings settings to the disk; what fails is logged.
   void synchronize(SettingsStore& settings) const;
@@ -209,6 +213,11 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   void _migrateToiCloud();
   void _reloadiCloudData();
   void iCloudQuery();
+  // In cloud mode begins anew when another folder is the cloud, or none, or one again; tells whether it was
+  // so.
+  bool followCloudFolder();
+  // A line for the log: files and locks fail with words of their own.
+  static std::string lineOfCloudFailure(const Failure& failure);
   void randomPresetTestTick();
   void restoreRows(const PropertyListDictionary& rows);
   void pushParameters();
@@ -224,7 +233,6 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   std::optional<AUAudioUnitPreset> preset;  // the current one
   std::optional<PropertyListValue::Data> currentiCloudToken;
   std::shared_ptr<CloudContainer> cloud_;
-  bool isWatchingCloud_ = false;
   MainQueue::Token cloudReload_ = 0;
   NotificationCenter::Token importToken_ = 0;
   Random random_{1};

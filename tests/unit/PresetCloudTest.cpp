@@ -3,15 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include "tests/unit/PresetSurroundings.h"
+#include "tests/unit/PresetCloudFixture.h"
 
 namespace morv {
 namespace {
@@ -19,7 +15,9 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::Not;
+using testing::StartsWith;
 
 // Counts how often it was told to take no state.
 class CountingUnit : public PresetUnit {
@@ -32,37 +30,7 @@ class CountingUnit : public PresetUnit {
   int emptyStates = 0;
 };
 
-class PresetCloud : public testing::Test {
- protected:
-  void open() { unit_ = std::make_unique<PresetUnit>(around_.services); }
-  void makeCloud() {
-    std::filesystem::create_directories(around_.folder.path("cloud"));
-    around_.suite.setString("cloudFolder", around_.folder.path("cloud"));
-  }
-  void moveToCloud() {
-    ASSERT_TRUE(unit_->setStorageLocation(1));
-    around_.background.waitUntilIdle();
-  }
-  std::string cloudFile(const std::string& name) {
-    return std::filesystem::canonical(around_.folder.path("cloud")).string() + "/Documents/Presets/" + name +
-           ".aupreset";
-  }
-  // Waits until the watch has told, at most ten seconds.
-  bool waitForLine(const std::string& wanted) {
-    for (int i = 0; i < 1000; ++i) {
-      around_.wait(0.0);
-      for (const std::string& line : around_.loggedLines()) {
-        if (line == wanted) return true;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
-  }
-  float volume() { return unit_->parameterTree()->parameterForKeyPath("morv.volume")->value(); }
-
-  PresetSurroundings around_;
-  std::unique_ptr<PresetUnit> unit_;
-};
+class PresetCloud : public PresetCloudFixture {};
 
 TEST_F(PresetCloud, WithoutAContainerTheLocationChangesAndNothingElse) {
   around_.addFactoryPreset("[FACTORY]_PL_One", 0.1);
@@ -80,35 +48,6 @@ TEST_F(PresetCloud, WithoutAContainerTheLocationChangesAndNothingElse) {
   unit_->setCurrentPresetWithName("[FACTORY]_PL_One");
   EXPECT_EQ(volume(), 0.9F);
   EXPECT_EQ(unit_->filePathForPreset({"[FACTORY]_PL_One", 0}), std::nullopt);
-}
-
-TEST_F(PresetCloud, MigratesWhatTheLocalStoreHolds) {
-  makeCloud();
-  around_.addFactoryPreset("[FACTORY]_PL_One", 0.1);
-  open();
-  unit_->writePresetWithName("[USER]_Mine", -1);
-
-  moveToCloud();
-
-  EXPECT_TRUE(std::filesystem::exists(cloudFile("[FACTORY]_PL_One")));
-  EXPECT_TRUE(std::filesystem::exists(cloudFile("[USER]_Mine")));
-  EXPECT_TRUE(around_.suite.boolForKey("didMigrateToCloud"));
-  EXPECT_EQ(around_.suite.integerForKey("presetStorageLocation"), 1);
-  EXPECT_TRUE(around_.standard.has("org.morv.MORV.UbiquityIdentityToken"));
-}
-
-TEST_F(PresetCloud, LeavesWhatTheCloudHasAlready) {
-  makeCloud();
-  around_.addFactoryPreset("[FACTORY]_PL_One", 0.1);
-  around_.writeState("cloud/Documents/Presets", "[FACTORY]_PL_One", 0.8);
-  open();
-
-  moveToCloud();
-  unit_->setCurrentPresetWithName("[FACTORY]_PL_One");
-
-  EXPECT_EQ(volume(), 0.8F);
-  EXPECT_THAT(around_.loggedLines(),
-              Contains("[ZRAU] iCloud Preset exists, no need to migrate. " + cloudFile("[FACTORY]_PL_One")));
 }
 
 TEST_F(PresetCloud, ListsTheFolderAlone) {
@@ -189,22 +128,6 @@ TEST_F(PresetCloud, ADamagedFileIsLoggedAndLeavesTheSound) {
   EXPECT_THAT(around_.loggedLines(), Contains(HasSubstr("[ZRAU] error: ")));
 }
 
-TEST_F(PresetCloud, AChangeFromElsewhereRebuildsTheListFiveSecondsAfterTheLast) {
-  makeCloud();
-  open();
-  moveToCloud();
-  around_.writeState("cloud/Documents/Presets", "[USER]_From afar", 0.4);
-  ASSERT_TRUE(waitForLine("iCloudData changed"));
-  around_.wait(4.0);
-  unit_->iCloudDataChanged();
-  around_.wait(4.9);
-  EXPECT_THAT(namesOf(unit_->factoryPresets()), Not(Contains("[USER]_From afar")));
-
-  around_.wait(0.2);
-
-  EXPECT_THAT(namesOf(unit_->factoryPresets()), Contains("[USER]_From afar"));
-}
-
 TEST_F(PresetCloud, GoingBackLeavesTheFolder) {
   makeCloud();
   around_.addFactoryPreset("[FACTORY]_PL_One", 0.1);
@@ -217,55 +140,133 @@ TEST_F(PresetCloud, GoingBackLeavesTheFolder) {
   EXPECT_EQ(around_.suite.integerForKey("presetStorageLocation"), 0);
 }
 
-TEST_F(PresetCloud, TheStoredLocationHoldsAtTheNextStart) {
-  makeCloud();
-  around_.suite.setInteger("presetStorageLocation", 1);
-  around_.suite.setValue("presets", PropertyListDictionary{{"[USER]_Mine", around_.stateWithVolume(0.7)}});
-
+TEST_F(PresetCloud, WithoutAContainerGoingBackStoresNothingEither) {
   open();
-  around_.background.waitUntilIdle();
+  ASSERT_FALSE(unit_->setStorageLocation(1));
+  around_.addFactoryPreset("[FACTORY]_PL_Late", 0.1);
 
-  EXPECT_TRUE(std::filesystem::exists(cloudFile("[USER]_Mine")));
+  EXPECT_FALSE(unit_->setStorageLocation(0));
+
+  EXPECT_FALSE(around_.suite.has("presetStorageLocation"));
+  EXPECT_THAT(namesOf(unit_->factoryPresets()), Not(Contains("[FACTORY]_PL_Late")));
+  unit_->writePresetWithName("[USER]_A", -1);
+  EXPECT_TRUE(unit_->dataForPreset({"[USER]_A", 0}).has_value());
+}
+
+TEST_F(PresetCloud, GoingBackListsTheLocalStore) {
+  makeCloud();
+  around_.addFactoryPreset("[FACTORY]_PL_One", 0.1);
+  open();
+  unit_->writePresetWithName("[USER]_Local", -1);
+  moveToCloud();
+  unit_->writePresetWithName("[USER]_Cloudy", -1);
+
+  ASSERT_TRUE(unit_->setStorageLocation(0));
+
+  EXPECT_THAT(namesOf(unit_->factoryPresets()), ElementsAre("[FACTORY]_PL_One", "[USER]_Local"));
+}
+
+TEST_F(PresetCloud, AGivenStateIsWrittenBehindItsApplication) {
+  makeCloud();
+  open();
+  moveToCloud();
+  unit_->parameterTree()->parameterForKeyPath("morv.volume")->setValue(0.9F);
+
+  unit_->writePresetWithName("[USER]_Import", 7, around_.stateWithVolume(0.125));
+
+  EXPECT_EQ(volume(), 0.9F);
+  EXPECT_EQ(unit_->currentPreset()->number, 7);
+  EXPECT_FALSE(unit_->dataForPreset({"[USER]_Import", 0}).has_value());
+  unit_->setCurrentPresetWithName("[USER]_Import");
+  EXPECT_EQ(volume(), 0.125F);
+}
+
+TEST_F(PresetCloud, SaveOverwritesTheFileOfTheCurrentPreset) {
+  makeCloud();
+  open();
+  moveToCloud();
+  unit_->writePresetWithName("[USER]_Cloudy", -1);
+  unit_->parameterTree()->parameterForKeyPath("morv.volume")->setValue(0.375F);
+
+  unit_->saveChangesToCurrentPreset();
+
+  const auto written = readPropertyListFile(cloudFile("[USER]_Cloudy"));
+  ASSERT_TRUE(written);
+  EXPECT_EQ(*written->dictionary(), unit_->fullState());
+  EXPECT_EQ(unit_->factoryPresets().size(), 1U);
+  EXPECT_FALSE(unit_->dataForPreset({"[USER]_Cloudy", 0}).has_value());
+}
+
+TEST_F(PresetCloud, AFileThatCannotBeWrittenOrLockedIsLoggedAndItsPresetListed) {
+  makeCloud();
+  open();
+  moveToCloud();
+
+  unit_->writePresetWithName("[USER]_A/B", -1);
+  EXPECT_THAT(around_.loggedLines(), Contains(HasSubstr("[ZRAU] error while writing to disk: ")));
+  around_.forgetLog();
+  around_.breakCoordination();
+  unit_->writePresetWithName("[USER]_C", -1);
+
   EXPECT_THAT(around_.loggedLines(),
-              Contains("[ZRAU] init iCloud with token: org.morv.MORV.UbiquityIdentityToken"));
+              ElementsAre(HasSubstr("[ZRAU] error while writing to disk: "), HasSubstr("[ZRAU] error: ")));
+  EXPECT_THAT(namesOf(unit_->factoryPresets()), ElementsAre("[USER]_A/B", "[USER]_C"));
 }
 
-TEST_F(PresetCloud, AContainerThatHasGoneTakesItsTokenAlong) {
-  around_.standard.setValue("org.morv.MORV.UbiquityIdentityToken", PropertyListValue::Data{1, 2});
-  around_.suite.setInteger("presetStorageLocation", 1);
-
-  open();
-
-  EXPECT_FALSE(around_.standard.has("org.morv.MORV.UbiquityIdentityToken"));
-  EXPECT_THAT(around_.loggedLines(), Contains("Query didn't start... for whatever reason"));
-}
-
-TEST_F(PresetCloud, MakesMissingFoldersOnly) {
+TEST_F(PresetCloud, DeletingAFileThatIsNotThereIsLoggedAndTakesItsPresetFromTheList) {
   makeCloud();
-  const CloudContainer cloud(around_.suite, around_.coordinator);
-  const std::string folder = *cloud.path() + "/A/B";
-  std::vector<std::string> lines;
-  const auto log = [&](const std::string& line) { lines.push_back(line); };
+  around_.writeState("cloud/Documents/Presets", "[USER]_Gone", 0.6);
+  open();
+  moveToCloud();
+  std::filesystem::remove(cloudFile("[USER]_Gone"));
+  around_.forgetLog();
 
-  EXPECT_TRUE(PresetUnit::_createFolderIfNecesarry(cloud, folder, log));
-  EXPECT_FALSE(PresetUnit::_createFolderIfNecesarry(cloud, folder, log));
-  around_.folder.write("cloud/file", std::string("x"));
-  EXPECT_FALSE(PresetUnit::_createFolderIfNecesarry(cloud, *cloud.path() + "/file/C", log));
+  unit_->deletePresetWithName("[USER]_Gone");
 
-  EXPECT_TRUE(std::filesystem::is_directory(folder));
-  EXPECT_THAT(lines, ElementsAre(HasSubstr("[ZRAU] error while creating folder: ")));
+  EXPECT_THAT(around_.loggedLines(), ElementsAre(StartsWith("[ZRAU] ERRO: ")));
+  EXPECT_THAT(unit_->factoryPresets(), IsEmpty());
 }
 
-TEST_F(PresetCloud, TheUnusedPermissionsCountInTens) {
+TEST_F(PresetCloud, AFileThatCannotBeLockedForDeletingHasALineOfItsOwn) {
+  makeCloud();
+  around_.writeState("cloud/Documents/Presets", "[USER]_Kept", 0.6);
   open();
-  const std::string folder = around_.folder.path("writable");
-  std::filesystem::create_directories(folder);
+  moveToCloud();
+  around_.forgetLog();
+  around_.breakCoordination();
 
-  EXPECT_TRUE(unit_->_makeFolderWritable(folder));
-  EXPECT_FALSE(unit_->_makeFolderWritable(around_.folder.path("nowhere")));
+  unit_->deletePresetWithName("[USER]_Kept");
 
-  EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(folder).permissions()), 01411U);
-  std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
+  EXPECT_THAT(around_.loggedLines(), ElementsAre(StartsWith("[ZRAU] error: ")));
+  EXPECT_TRUE(std::filesystem::exists(cloudFile("[USER]_Kept")));
+  EXPECT_THAT(unit_->factoryPresets(), IsEmpty());
+}
+
+TEST_F(PresetCloud, AFailedListingGivesNoFiles) {
+  makeCloud();
+  around_.addPackPreset("Strings", "[FACTORY]_PD_Cello", 0.3);
+  around_.writeState("cloud/Documents/Presets", "[USER]_A", 0.6);
+  open();
+  moveToCloud();
+  std::filesystem::remove_all(around_.folder.path("cloud/Documents/Presets"));
+  around_.folder.write("cloud/Documents/Presets", std::string("a file where the folder should be"));
+
+  around_.notifications.post("presetImportSucesfull");
+  around_.wait(0.0);
+
+  EXPECT_THAT(unit_->presetFilesPaths(), IsEmpty());
+  EXPECT_THAT(namesOf(unit_->factoryPresets()), ElementsAre("[FACTORY]_PD_Cello"));
+}
+
+TEST_F(PresetCloud, FoldersAreNoPresetsWhateverTheirNames) {
+  makeCloud();
+  around_.writeState("cloud/Documents/Presets", "[USER]_A", 0.6);
+  std::filesystem::create_directories(around_.folder.path("cloud/Documents/Presets/[USER]_B.aupreset"));
+  open();
+  moveToCloud();
+
+  EXPECT_THAT(unit_->presetFilesPaths(), ElementsAre("[USER]_A.aupreset", "[USER]_B.aupreset"));
+  EXPECT_THAT(namesOf(unit_->factoryPresets()), ElementsAre("[USER]_A"));
 }
 
 }  // namespace
