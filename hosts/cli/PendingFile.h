@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/Result.h"
 
@@ -22,6 +23,8 @@ class PendingFile {
   // Open for reading and writing; stays the property of this object.
   int descriptor() const noexcept { return descriptor_; }
   const std::string& target() const noexcept { return target_; }
+  // Appends bytes to what was written through the descriptor. The reason names the target.
+  Outcome write(std::string_view bytes);
   // Gives the file its target's name.
   Outcome commit();
 

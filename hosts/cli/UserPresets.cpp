@@ -15,9 +15,6 @@
 namespace morv::cli {
 namespace {
 
-constexpr const char* kStorageLocation = "presetStorageLocation";
-constexpr int kCloud = 1;
-
 bool exists(const std::string& path) {
   std::error_code error;
   return std::filesystem::exists(path, error);
@@ -31,7 +28,7 @@ UserPresets::UserPresets(const std::string& suiteName, Directories directories)
       coordinator_(directories_.locks),
       cloud_(suite_, coordinator_) {}
 
-bool UserPresets::isInCloud() const { return suite_.integerForKey(kStorageLocation) == kCloud; }
+bool UserPresets::isInCloud() const { return suite_.integerForKey(kPresetStorageLocation) == kCloudLocation; }
 
 std::string UserPresets::cloudFolder() const {
   const auto container = cloud_.path();
@@ -54,7 +51,8 @@ PropertyListDictionary UserPresets::all() {
   std::error_code error;
   for (std::filesystem::directory_iterator it(cloudFolder(), error), end; !error && it != end;
        it.increment(error)) {
-    if (it->path().extension() != kPresetFileExtension) continue;
+    std::error_code ignored;
+    if (it->path().extension() != kPresetFileExtension || it->is_directory(ignored)) continue;
     auto state = readPropertyListFile(it->path().string());
     if (state && state.value().dictionary() != nullptr) {
       presets.set(it->path().stem().string(), std::move(state).value());

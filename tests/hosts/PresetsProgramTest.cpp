@@ -197,5 +197,56 @@ TEST_F(PresetsProgram, ChangesNothingOfTheUsersWhileItOnlyReads) {
   EXPECT_FALSE(std::filesystem::exists(folder_.path("user")));
 }
 
+TEST_F(PresetsProgram, ShowsAListedPresetWithASlashInItsNameUnlessThereIsSuchAFile) {
+  userPreset("kept", "4321");
+  const auto state = readPropertyListFile(folder_.path("kept.aupreset"));
+  ASSERT_TRUE(state);
+  const std::string fileName = folder_.path("other.aupreset");
+  writeSettings({{"presets", PropertyListDictionary{{"[USER]_A/B", *state}, {fileName, *state}}}});
+
+  EXPECT_THAT(runMorv({"presets", "list"}).output, HasSubstr("[USER]_A/B\t"));
+  EXPECT_EQ(cutoffOf("[USER]_A/B"), "4321");
+  EXPECT_EQ(cutoffOf(fileName), "4321");
+  userPreset("other", "1234");
+  EXPECT_EQ(cutoffOf(fileName), "1234");
+  EXPECT_EQ(runMorv({"presets", "show", "[USER]_A/C"}).exitCode, 3);
+}
+
+TEST_F(PresetsProgram, ListsValidJsonOfNamesThatAreNoText) {
+  std::filesystem::copy_file(factoryFile("[FACTORY]_BS_Deep"), factoryFile("[FACTORY]_BS_\xFF"));
+
+  const auto run = runMorv({"presets", "list", "--json"});
+
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.output, HasSubstr("{\"name\": \"[FACTORY]_BS_\\ufffd\""));
+  EXPECT_EQ(run.output.find('\xFF'), std::string::npos);
+}
+
+TEST_F(PresetsProgram, WarnsOfCategoriesThatCannotBeRead) {
+  folder_.write("resources/Categories.plist", std::string("<plist><dict>"));
+  const auto broken = runMorv({"presets", "list"});
+  EXPECT_EQ(broken.exitCode, 0);
+  EXPECT_THAT(broken.errors, HasSubstr("Categories.plist"));
+  EXPECT_THAT(broken.errors, HasSubstr("the built-in categories serve"));
+  EXPECT_THAT(broken.output, HasSubstr("[FACTORY]_BS_Deep\t0\tfactory\tBass\t"));
+
+  folder_.write("resources/Categories.plist", std::string("<plist version=\"1.0\"><array/></plist>"));
+  EXPECT_THAT(runMorv({"presets", "list"}).errors, HasSubstr("no dictionary; the built-in categories serve"));
+
+  folder_.write("resources/Categories.plist",
+                std::string("<plist version=\"1.0\"><dict><key>BS</key><true/></dict></plist>"));
+  EXPECT_THAT(runMorv({"presets", "list"}).errors, HasSubstr("the title of 'BS' is no text"));
+}
+
+TEST_F(PresetsProgram, AKeptNameWithoutAStateIsABadInput) {
+  writeSettings({{"presets", PropertyListDictionary{{"[USER]_Hollow", "no state"}}}});
+
+  const auto shown = runMorv({"presets", "show", "hollow"});
+  EXPECT_EQ(shown.exitCode, 3);
+  EXPECT_THAT(shown.errors, HasSubstr("preset '[USER]_Hollow' holds no state"));
+  EXPECT_EQ(render({"--preset", "[USER]_Hollow"}).exitCode, 3);
+  EXPECT_EQ(exportTo(folder_.path("out.aupreset"), {"--preset", "Hollow"}).exitCode, 3);
+}
+
 }  // namespace
 }  // namespace morv
