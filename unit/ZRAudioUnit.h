@@ -36,10 +36,9 @@ class ZRDSPParameter;
 // rebuild of the list, and a save is mirrored into the user's documents. Cloud (1): the folder
 // "Documents/Presets" of the cloud container is the store. What goes wrong with files is logged and changes
 // nothing else; names are taken as they are.
-// A pack is a folder in the resources' "Packs"; what in it does not end in ".aupreset", or is a folder, is
-// passed over without a word, and what cannot be read is logged and passed over. The cloud folder may change
-// at any time: its settings' notice, or five seconds after it has gone, is when the unit turns to the new
-// one.
+// A pack is a folder in the resources' "Packs"; whatever in it is no file that ends in ".aupreset" is passed
+// over without a word. The unit turns to another cloud folder when the settings name one, and to a new one in
+// the old one's place five seconds after it came.
 //
 // Main thread, except where an operation says otherwise.
 class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
@@ -213,8 +212,7 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   void _migrateToiCloud();
   void _reloadiCloudData();
   void iCloudQuery();
-  // In cloud mode begins anew when another folder is the cloud, or none, or one again; tells whether it was
-  // so.
+  // In cloud mode begins anew if another folder is the cloud, or none, or one again; tells whether it did.
   bool followCloudFolder();
   // A line for the log: files and locks fail with words of their own.
   static std::string lineOfCloudFailure(const Failure& failure);

@@ -113,6 +113,17 @@ TEST_F(PresetsFilesProgram, ImportsIntoTheCloudFolderIfTheSettingsKeepPresetsThe
   EXPECT_EQ(cutoffOf("far"), "321");
 }
 
+TEST_F(PresetsFilesProgram, TakesNoFolderInTheCloudForAPreset) {
+  fs::create_directories(folder_.path("cloud/Documents/Presets/[USER]_Folder.aupreset"));
+  writeSettings({{"presetStorageLocation", 1}, {"cloudFolder", folder_.path("cloud")}});
+
+  const auto run = runMorv({"presets", "list"});
+
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.output, Not(HasSubstr("Folder")));
+  EXPECT_THAT(run.errors, testing::IsEmpty());
+}
+
 TEST_F(PresetsFilesProgram, ReportsAStoreThatCannotBeWritten) {
   const auto file = userPreset("[USER]_PD_Mine", "1000");
   fs::create_directories(folder_.path("user"));

@@ -14,7 +14,6 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
@@ -102,6 +101,10 @@ TEST_F(PresetMigration, TheUnusedPermissionsCountInTens) {
 
   EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(folder).permissions()), 01411U);
   std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
+  EXPECT_THAT(around_.loggedLines(), testing::IsEmpty());
+  around_.breakCoordination();
+  EXPECT_FALSE(unit_->_makeFolderWritable(folder));
+  EXPECT_THAT(around_.loggedLines(), ElementsAre(StartsWith("[ZRAU] error while creating folder: ")));
 }
 
 TEST_F(PresetMigration, AChangeFromElsewhereRebuildsTheListFiveSecondsAfterTheLast) {
