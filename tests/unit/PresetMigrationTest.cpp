@@ -213,6 +213,7 @@ TEST_F(PresetMigration, TurnsToANewFolderInTheOldOnesPlace) {
   makeCloud();
   open();
   moveToCloud();
+  for (int i = 0; i < 3; ++i) around_.wait(0.0);  // no notice of a setting is left that would help
   around_.forgetLog();
   std::filesystem::rename(around_.folder.path("cloud"), around_.folder.path("away"));
   std::filesystem::create_directories(around_.folder.path("cloud"));
