@@ -77,7 +77,12 @@ Outcome CloudContainer::startWatching(FolderWatch::Listener listener) {
   auto watch = FolderWatch::start(*folder, std::move(listener));
   if (!watch) return watch.failure();
   watch_ = std::move(watch).value();
+  watchedFolder_ = *folder;
   return Done{};
+}
+
+bool CloudContainer::isWatching() const {
+  return watch_ != nullptr && !watch_->isOver() && path() == watchedFolder_;
 }
 
 }  // namespace morv

@@ -25,8 +25,8 @@ namespace morv {
 // nothing of the locks, so a file that it is just bringing may be read half and has to be checked, as a
 // property list is. A change is told when the file is complete.
 //
-// Any thread but the render thread, but `startWatching` and `stopWatching` from one thread alone, which is
-// not the watch's.
+// Any thread but the render thread, but the operations that watch from one thread alone, which is not the
+// watch's.
 class MORV_EXPORT CloudContainer {
  public:
   static constexpr const char* kFolderKey = "cloudFolder";
@@ -56,6 +56,8 @@ class MORV_EXPORT CloudContainer {
   // Calls the listener, on a thread of the watch, after each change below the folder, our own included;
   // FolderWatch.h says what counts. Ends a watch that runs. Fails if the folder is absent.
   Outcome startWatching(FolderWatch::Listener listener);
+  // Whether a watch runs on the folder that is present now, and not on one that was chosen before or is gone.
+  bool isWatching() const;
   // Waits for a call that is under way; none comes afterwards.
   void stopWatching() { watch_.reset(); }
 
@@ -63,6 +65,7 @@ class MORV_EXPORT CloudContainer {
   const SettingsStore& settings_;
   const FileCoordinator& coordinator_;
   std::unique_ptr<FolderWatch> watch_;
+  std::string watchedFolder_;
 };
 
 }  // namespace morv

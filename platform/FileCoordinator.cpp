@@ -18,6 +18,11 @@ std::uint64_t hashOf(const std::string& text) {
   return hash;
 }
 
+Failure ofCoordination(Failure failure) {
+  failure.isOfCoordination = true;
+  return failure;
+}
+
 }  // namespace
 
 FileCoordinator::FileCoordinator(std::string lockFolder, std::chrono::milliseconds patience)
@@ -32,9 +37,11 @@ Outcome FileCoordinator::coordinateWriting(const std::string& path, const Work& 
 }
 
 Outcome FileCoordinator::coordinate(const std::string& path, FileLock::Mode mode, const Work& work) const {
-  if (Outcome made = makeFolder(lockFolder_); !made) return made;
+  if (Outcome made = makeFolder(lockFolder_); !made) {
+    return ofCoordination(made.failure());
+  }
   const Result<FileLock> lock = FileLock::acquire(lockOf(path), mode, patience_);
-  if (!lock) return lock.failure();
+  if (!lock) return ofCoordination(lock.failure());
   return work();
 }
 

@@ -28,8 +28,8 @@ class MORV_EXPORT FileCoordinator {
   // The lock folder is made when it is first needed.
   explicit FileCoordinator(std::string lockFolder, std::chrono::milliseconds patience = kPatience);
 
-  // Runs the work while nobody writes or deletes the file, and gives what it gives; fails without running it
-  // if the lock is not to be had.
+  // Runs the work while nobody writes or deletes the file, and gives what it gives; fails without running it,
+  // and with the mark `isOfCoordination`, if the lock is not to be had.
   Outcome coordinateReading(const std::string& path, const Work& work) const;
   // The same for work that writes, replaces or deletes the file, while nobody else touches it.
   Outcome coordinateWriting(const std::string& path, const Work& work) const;

@@ -23,6 +23,8 @@ namespace fs = std::filesystem;
 constexpr std::uint32_t kChanges =
     IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF;
 
+constexpr std::uint32_t kEnds = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_IGNORED;
+
 bool isWorthTelling(const inotify_event& event, const char* name) {
   if ((event.mask & IN_Q_OVERFLOW) != 0) return true;
   return (event.mask & kChanges) != 0 && (event.len == 0 || !isTemporaryFileName(name));
@@ -85,6 +87,7 @@ bool FolderWatch::takeEvents() {
       std::memcpy(&event, bytes.data() + at, offsetof(inotify_event, name));
       const char* name = bytes.data() + at + offsetof(inotify_event, name);
       isWorth = isWorthTelling(event, name) || isWorth;
+      if (event.wd == root_ && (event.mask & kEnds) != 0) isOver_ = true;
       hasNewFolder = showsNewFolder(event) || hasNewFolder;
       at += offsetof(inotify_event, name) + event.len;
     }
@@ -95,23 +98,26 @@ bool FolderWatch::takeEvents() {
   return isWorth;
 }
 
-Outcome FolderWatch::watchTree() const {
-  if (Outcome root = watchFolder(folder_); !root) return root;
+Outcome FolderWatch::watchTree() {
+  const Result<int> root = watchFolder(folder_);
+  if (!root) return root.failure();
+  if (root_ < 0) root_ = *root;
   std::error_code error;
   fs::recursive_directory_iterator entry(folder_, fs::directory_options::skip_permission_denied, error);
   for (const fs::recursive_directory_iterator end; !error && entry != end; entry.increment(error)) {
     std::error_code ignored;
     if (!entry->is_directory(ignored) || entry->is_symlink(ignored)) continue;
-    Outcome folder = watchFolder(entry->path().string());
-    if (!folder && folder.failure().systemError != ENOENT) return folder;  // it may be gone again
+    const Result<int> folder = watchFolder(entry->path().string());
+    if (!folder && folder.failure().systemError != ENOENT) return folder.failure();  // it may be gone again
   }
   return Done{};
 }
 
-Outcome FolderWatch::watchFolder(const std::string& folder) const {
-  if (::inotify_add_watch(events_.number(), folder.c_str(), kChanges | IN_ONLYDIR | IN_EXCL_UNLINK) < 0)
-    return systemFailure("cannot watch " + folder);
-  return Done{};
+Result<int> FolderWatch::watchFolder(const std::string& folder) const {
+  const int number =
+      ::inotify_add_watch(events_.number(), folder.c_str(), kChanges | IN_ONLYDIR | IN_EXCL_UNLINK);
+  if (number < 0) return systemFailure("cannot watch " + folder);
+  return number;
 }
 
 }  // namespace morv

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -26,6 +27,9 @@ class MORV_EXPORT FolderWatch {
   // Fails if the folder is not there or the system has no more watches to give. Changes from the return on
   // are told.
   static Result<std::unique_ptr<FolderWatch>> start(const std::string& folder, Listener listener);
+  // Whether the folder itself is gone, by removal or under another name, so that nothing more is told. Any
+  // thread; true ahead of the call that tells of it.
+  bool isOver() const noexcept { return isOver_; }
   // Waits for a call that is under way; none comes afterwards.
   ~FolderWatch();
   FolderWatch(const FolderWatch&) = delete;
@@ -37,13 +41,16 @@ class MORV_EXPORT FolderWatch {
   // Reads what has come; whether it is worth telling.
   bool takeEvents();
   // Watches the folder and all below it; those that are watched already stay so.
-  Outcome watchTree() const;
-  Outcome watchFolder(const std::string& folder) const;
+  Outcome watchTree();
+  // Gives the system's number of the watch.
+  Result<int> watchFolder(const std::string& folder) const;
 
   const std::string folder_;
   const Listener listener_;
   const FileDescriptor events_;  // the system's list of changes
   const FileDescriptor ending_;  // becomes readable when the thread has to end
+  int root_ = -1;                // the number of the folder itself there
+  std::atomic<bool> isOver_{false};
   std::thread thread_;
 };
 

@@ -59,7 +59,7 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponent
 
 ZRAudioUnit::~ZRAudioUnit() {
   if (services_.notifications != nullptr) services_.notifications->removeObserver(importToken_);
-  if (cloud_ != nullptr && isWatchingCloud_) cloud_->stopWatching();
+  if (cloud_ != nullptr) cloud_->stopWatching();
   defaults().removeObserver(sharedToken_);
   standardDefaults().removeObserver(standardToken_);
   mainQueue().removeRenderHandler(controllerKind_);
@@ -71,7 +71,10 @@ void ZRAudioUnit::observe(SettingsStore& store, SettingsStore::ObserverToken* to
   *token = store.addObserver(
       [queue = services_.mainQueue, weak = std::weak_ptr<ZRAudioUnit*>(self_)](const std::string&) {
         queue->post([weak] {
-          if (const auto self = weak.lock()) (*self)->prefsChanged();
+          const auto self = weak.lock();
+          if (!self) return;
+          if ((*self)->followCloudFolder()) (*self)->iCloudDataChanged();
+          (*self)->prefsChanged();
         });
       });
 }

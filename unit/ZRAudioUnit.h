@@ -37,6 +37,9 @@ class ZRDSPParameter;
 // rebuild of the list, and a save is mirrored into the user's documents. Cloud (1): the folder
 // "Documents/Presets" of the cloud container is the store. What goes wrong with files is logged and changes
 // nothing else; names are taken as they are.
+// A pack is a folder in the resources' "Packs"; whatever in it is no file that ends in ".aupreset" is passed
+// over without a word. The unit turns to another cloud folder when the settings name one, and to a new one in
+// the old one's place five seconds after it came.
 //
 // Main thread, except where an operation says otherwise.
 class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
@@ -187,8 +190,8 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   // Makes a folder of the cloud, with all above it; true if it was missing and is there now. Any thread.
   static bool _createFolderIfNecesarry(const CloudContainer& cloud, const std::string& folder,
                                        const Log& log);
-  // Sets the permissions of a folder that is there to 777, which counts in tens: owner read, all others
-  // execute, and the sticky bit. Nothing calls it.
+  // Sets the permissions of a folder of the cloud that is there to 777, which counts in tens: owner read, all
+  // others execute, and the sticky bit. Nothing calls it.
   bool _makeFolderWritable(const std::string& folder) const;
   // Brings settings to the disk; what fails is logged.
   void synchronize(SettingsStore& settings) const;
@@ -215,6 +218,10 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   void _migrateToiCloud();
   void _reloadiCloudData();
   void iCloudQuery();
+  // In cloud mode begins anew if another folder is the cloud, or none, or one again; tells whether it did.
+  bool followCloudFolder();
+  // A line for the log: files and locks fail with words of their own.
+  static std::string lineOfCloudFailure(const Failure& failure);
   void randomPresetTestTick();
   std::vector<ZRStateChange::Row> restoredRows(const PropertyListDictionary& state) const;
   std::optional<ZRStateChange::MidiSettings> overridingMidiSettings() const;
@@ -232,7 +239,6 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   std::optional<AUAudioUnitPreset> preset;  // the current one
   std::optional<PropertyListValue::Data> currentiCloudToken;
   std::shared_ptr<CloudContainer> cloud_;
-  bool isWatchingCloud_ = false;
   MainQueue::Token cloudReload_ = 0;
   NotificationCenter::Token importToken_ = 0;
   Random random_{1};

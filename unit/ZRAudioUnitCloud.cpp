@@ -62,31 +62,45 @@ void ZRAudioUnit::_initCloudStorage() {
 
 bool ZRAudioUnit::_createFolderIfNecesarry(const CloudContainer& cloud, const std::string& folder,
                                            const Log& log) {
-  if (cloud.holds(folder)) return false;
+  std::error_code error;
+  if (std::filesystem::exists(folder, error)) return false;
   const Outcome made = cloud.makeFolder(folder);
-  if (!made.ok() && log) log("[ZRAU] error while creating folder: " + made.reason());
+  if (!made.ok() && log) {
+    log(made.failure().isOfCoordination ? "[ZRAU] error while creating folder: " + made.reason()
+                                        : "[ZRAU] error");
+  }
   return made.ok();
 }
 
 bool ZRAudioUnit::_makeFolderWritable(const std::string& folder) const {
   constexpr auto kPermissions = static_cast<std::filesystem::perms>(777);
   std::error_code error;
-  if (!std::filesystem::exists(folder, error)) return false;
-  std::filesystem::permissions(folder, kPermissions, error);
-  if (error) log("[ZRAU] error " + error.message());
-  return !error;
+  if (services_.fileCoordinator == nullptr || !std::filesystem::exists(folder, error)) return false;
+  const Outcome done = services_.fileCoordinator->coordinateWriting(folder, [&]() -> Outcome {
+    std::filesystem::permissions(folder, kPermissions, error);
+    if (error) return Failure{error.message(), error.value()};
+    return Done{};
+  });
+  if (!done.ok()) {
+    log((done.failure().isOfCoordination ? "[ZRAU] error while creating folder: " : "[ZRAU] error ") +
+        done.reason());
+  }
+  return done.ok();
 }
 
-// Watches the folder from the first call on.
+std::string ZRAudioUnit::lineOfCloudFailure(const Failure& failure) {
+  return (failure.isOfCoordination ? "[ZRAU] error: " : "[ZRAU] ERRO: ") + failure.reason;
+}
+
+// Watches the folder that is present now.
 void ZRAudioUnit::iCloudQuery() {
-  if (isWatchingCloud_) return;
+  if (cloud_->isWatching()) return;
   const Outcome started =
       cloud_->startWatching([queue = services_.mainQueue, weak = std::weak_ptr<ZRAudioUnit*>(self_)] {
         queue->post([weak] {
           if (const auto self = weak.lock()) (*self)->iCloudDataChanged();
         });
       });
-  isWatchingCloud_ = started.ok();
   if (!started.ok()) log("Query didn't start... for whatever reason");
 }
 
@@ -96,7 +110,17 @@ void ZRAudioUnit::iCloudDataChanged() {
   cloudReload_ = performAfter(kReloadSeconds, [this] { _reloadiCloudData(); });
 }
 
+// The old watch tells nothing of a folder that was chosen after it began, or that took the old one's name.
+bool ZRAudioUnit::followCloudFolder() {
+  if (presetSource != kCloudLocation || cloud_ == nullptr) return false;
+  const bool isSame = cloud_->identityToken() == currentiCloudToken;
+  if (isSame && (!currentiCloudToken || cloud_->isWatching())) return false;
+  _initCloudStorage();
+  return true;
+}
+
 void ZRAudioUnit::_reloadiCloudData() {
+  followCloudFolder();
   factoryPresetsInternal.reset();
   didLoadPresetsFromDisk = false;
   factoryPresets();
@@ -120,7 +144,7 @@ void ZRAudioUnit::_migrateToiCloud() {
           }
           const auto text = writePropertyList(state);
           const Outcome done = text.ok() ? cloud->write(path, text.value()) : Outcome(text.failure());
-          if (!done.ok()) say("[ZRAU] ERRO: " + done.reason());
+          if (!done.ok()) say(lineOfCloudFailure(done.failure()));
         }
         settings->setBool(kDidMigrateToCloud, true);
         if (const Outcome done = settings->synchronize(); !done.ok()) say("[ZRAU] error: " + done.reason());

@@ -101,7 +101,7 @@ void ZRAudioUnit::deletePresetWithName(const std::string& name) {
     waitingPresets_.remove(name);
     storeWaitingPresets();
   } else if (const std::string path = cloudPathOf(name); !path.empty()) {
-    if (const Outcome done = cloud_->remove(path); !done.ok()) log("[ZRAU] ERRO: " + done.reason());
+    if (const Outcome done = cloud_->remove(path); !done.ok()) log(lineOfCloudFailure(done.failure()));
   }
   if (!factoryPresetsInternal) return;
   const auto found = std::find_if(factoryPresetsInternal->begin(), factoryPresetsInternal->end(),

@@ -42,6 +42,12 @@ bool isPresetFile(const fs::path& file) {
   return file.extension() == kPresetExtension && !fs::is_directory(file, error);
 }
 
+// Numbers are cut to the width of places, and wrap.
+std::int32_t placeBeside(const std::optional<AUAudioUnitPreset>& preset, std::int32_t step) {
+  const auto number = static_cast<std::uint32_t>(preset ? preset->number : 0);
+  return static_cast<std::int32_t>(number + static_cast<std::uint32_t>(step));
+}
+
 }  // namespace
 
 bool ZRAudioUnit::presetIsFactoryPresett(const AUAudioUnitPreset& asked) {
@@ -217,13 +223,9 @@ void ZRAudioUnit::setCurrentPresetWithName(const std::string& name) {
   }
 }
 
-void ZRAudioUnit::presetUp() {
-  setCurrentPresetWithIndex(static_cast<std::int32_t>((preset ? preset->number : 0) + 1));
-}
+void ZRAudioUnit::presetUp() { setCurrentPresetWithIndex(placeBeside(preset, 1)); }
 
-void ZRAudioUnit::presetDown() {
-  setCurrentPresetWithIndex(static_cast<std::int32_t>((preset ? preset->number : 0) - 1));
-}
+void ZRAudioUnit::presetDown() { setCurrentPresetWithIndex(placeBeside(preset, -1)); }
 
 void ZRAudioUnit::setRandomPreset() {
   const std::vector<AUAudioUnitPreset> list = factoryPresets();

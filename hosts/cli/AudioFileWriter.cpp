@@ -48,7 +48,7 @@ AudioFileWriter::AudioFileWriter(std::unique_ptr<PendingFile> pending, SNDFILE* 
 Result<AudioFileWriter> AudioFileWriter::create(const std::string& path, int sampleRateHz,
                                                 SampleFormat format) {
   auto pending = PendingFile::create(path);
-  if (!pending) return Failure{pending.reason()};
+  if (!pending) return pending.failure();
   SF_INFO info{};
   info.samplerate = sampleRateHz;
   info.channels = kChannels;
@@ -65,7 +65,7 @@ Failure AudioFileWriter::failure() const {
   return {pending_->target() + ": cannot be written: " + sf_strerror(file_.get())};
 }
 
-Result<bool> AudioFileWriter::write(const float* left, const float* right, std::size_t frames) {
+Outcome AudioFileWriter::write(const float* left, const float* right, std::size_t frames) {
   interleaved_.resize(frames * kChannels);
   for (std::size_t i = 0; i < frames; ++i) {
     interleaved_[2 * i] = left[i];
@@ -73,10 +73,10 @@ Result<bool> AudioFileWriter::write(const float* left, const float* right, std::
   }
   const auto count = static_cast<sf_count_t>(frames);
   if (sf_writef_float(file_.get(), interleaved_.data(), count) != count) return failure();
-  return true;
+  return Done{};
 }
 
-Result<bool> AudioFileWriter::finish() {
+Outcome AudioFileWriter::finish() {
   if (sf_close(file_.release()) != 0) {
     return Failure{pending_->target() + ": cannot be written: its end cannot be completed"};
   }

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "hosts/cli/PendingFile.h"
-#include "hosts/cli/Result.h"
+#include "platform/Result.h"
 
 namespace morv::cli {
 
@@ -25,10 +25,10 @@ class AudioFileWriter {
   // Begins the file; the reason names it. `sampleRateHz` is above 0.
   static Result<AudioFileWriter> create(const std::string& path, int sampleRateHz, SampleFormat format);
 
-  // Appends frames. True, or a reason: the disk is full, for one.
-  Result<bool> write(const float* left, const float* right, std::size_t frames);
-  // Completes the file and puts it in its place. True, or a reason.
-  Result<bool> finish();
+  // Appends frames; fails if the disk is full, for one.
+  Outcome write(const float* left, const float* right, std::size_t frames);
+  // Completes the file and puts it in its place.
+  Outcome finish();
 
  private:
   struct Close {

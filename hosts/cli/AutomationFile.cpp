@@ -50,7 +50,7 @@ Result<AutomationFile::Row> rowOf(const std::vector<std::string_view>& fields) {
 
 Result<AutomationFile> AutomationFile::read(const std::string& path) {
   const auto bytes = readInputFile(path);
-  if (!bytes) return Failure{bytes.reason()};
+  if (!bytes) return bytes.failure();
   const std::string text(bytes->begin(), bytes->end());
   return parse(text, path);
 }

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "hosts/cli/Result.h"
+#include "platform/Result.h"
 
 namespace morv::cli {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "hosts/cli/Result.h"
+#include "platform/Result.h"
 
 namespace morv::cli {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "hosts/cli/Result.h"
+#include "platform/Result.h"
 
 namespace morv::cli {
 

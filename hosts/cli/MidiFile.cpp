@@ -59,7 +59,7 @@ Result<Header> readHeader(ByteReader& reader) {
     return Failure{"is of format 0 but promises " + std::to_string(tracks) + " tracks"};
   }
   const auto clock = clockOfDivision(division);
-  if (!clock) return Failure{clock.reason()};
+  if (!clock) return clock.failure();
   return Header{static_cast<int>(tracks), *clock};
 }
 
@@ -87,7 +87,7 @@ Result<std::vector<MidiTrack>> readTracks(ByteReader& reader, int promised) {
     }
     if (kind != kTrackChunk) continue;
     auto track = MidiTrack::parse(content, number);
-    if (!track) return Failure{track.reason()};
+    if (!track) return track.failure();
     tracks.push_back(std::move(*track));
   }
   return tracks;
@@ -109,7 +109,7 @@ std::vector<Record> mergedByTick(const std::vector<MidiTrack>& tracks, Member me
 
 Result<MidiFile> MidiFile::read(const std::string& path) {
   const auto bytes = readInputFile(path);
-  if (!bytes) return Failure{bytes.reason()};
+  if (!bytes) return bytes.failure();
   auto file = parse(*bytes);
   if (!file) return Failure{path + ": " + file.reason()};
   return file;
@@ -118,9 +118,9 @@ Result<MidiFile> MidiFile::read(const std::string& path) {
 Result<MidiFile> MidiFile::parse(std::span<const std::uint8_t> bytes) {
   ByteReader reader(bytes);
   auto header = readHeader(reader);
-  if (!header) return Failure{header.reason()};
+  if (!header) return header.failure();
   const auto tracks = readTracks(reader, header->tracks);
-  if (!tracks) return Failure{tracks.reason()};
+  if (!tracks) return tracks.failure();
 
   MidiFile file;
   TempoMap& clock = header->clock;

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "hosts/cli/Result.h"
 #include "hosts/cli/TempoMap.h"
+#include "platform/Result.h"
 
 namespace morv::cli {
 

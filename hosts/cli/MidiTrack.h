@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "hosts/cli/ByteReader.h"
-#include "hosts/cli/Result.h"
+#include "platform/Result.h"
 
 namespace morv::cli {
 

@@ -51,12 +51,12 @@ Result<std::string> resourcesFolder(const std::optional<std::string>& option) {
 OfflineUnit::OfflineUnit(const std::string& resources, const PropertyListDictionary& morePresets)
     : unit_(servicesOf(standardSettings_, withPresets(sharedSettings_, morePresets), queue_, resources)) {}
 
-Result<bool> OfflineUnit::allocate(int sampleRateHz, std::uint32_t blockFrames) {
+Outcome OfflineUnit::allocate(int sampleRateHz, std::uint32_t blockFrames) {
   unit_.outputBus()->format.sampleRate = sampleRateHz;
   unit_.setMaximumFramesToRender(blockFrames);
   std::string error;
   if (!unit_.allocateRenderResources(&error)) return Failure{error};
-  return true;
+  return Done{};
 }
 
 // What was posted may post more: the mute's end is such a task.

@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "hosts/cli/Result.h"
 #include "platform/MainQueue.h"
 #include "platform/PropertyListDictionary.h"
+#include "platform/Result.h"
 #include "platform/SettingsStore.h"
 #include "unit/ZQ3Unit.h"
 
@@ -29,8 +29,8 @@ class OfflineUnit {
   ZQ3Unit& unit() noexcept { return unit_; }
   const ZQ3Unit& unit() const noexcept { return unit_; }
 
-  // Readies the unit for rendering. True, or a reason.
-  Result<bool> allocate(int sampleRateHz, std::uint32_t blockFrames);
+  // Readies the unit for rendering.
+  Outcome allocate(int sampleRateHz, std::uint32_t blockFrames);
   // Runs what is due on the main queue `seconds` into the run, counted from the last `settle`.
   void runQueue(double seconds) { queue_.runDue(start_ + seconds); }
   // Turns the clock on until nothing of a preset's change is left, the mute behind it included.

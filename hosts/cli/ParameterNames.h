@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "hosts/cli/Result.h"
 #include "platform/AUParameter.h"
 #include "platform/AUParameterTree.h"
+#include "platform/Result.h"
 
 namespace morv::cli {
 

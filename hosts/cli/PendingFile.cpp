@@ -125,7 +125,17 @@ void PendingFile::discard() noexcept {
   temporary_.clear();
 }
 
-Result<bool> PendingFile::commit() {
+Outcome PendingFile::write(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return Failure{target_ + ": cannot be written: " + std::strerror(errno)};
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return Done{};
+}
+
+Outcome PendingFile::commit() {
   const int descriptor = std::exchange(descriptor_, -1);
   if (close(descriptor) != 0 || rename(temporary_.c_str(), target_.c_str()) != 0) {
     const std::string reason = target_ + ": cannot be written: " + std::strerror(errno);
@@ -134,7 +144,7 @@ Result<bool> PendingFile::commit() {
   }
   rememberPath({});
   temporary_.clear();
-  return true;
+  return Done{};
 }
 
 }  // namespace morv::cli

@@ -2,8 +2,9 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
-#include "hosts/cli/Result.h"
+#include "platform/Result.h"
 
 namespace morv::cli {
 
@@ -22,8 +23,10 @@ class PendingFile {
   // Open for reading and writing; stays the property of this object.
   int descriptor() const noexcept { return descriptor_; }
   const std::string& target() const noexcept { return target_; }
-  // Gives the file its target's name. True, or a reason.
-  Result<bool> commit();
+  // Appends bytes to what was written through the descriptor. The reason names the target.
+  Outcome write(std::string_view bytes);
+  // Gives the file its target's name.
+  Outcome commit();
 
  private:
   PendingFile(std::string target, std::string temporary, int descriptor);

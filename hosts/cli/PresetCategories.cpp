@@ -1,8 +1,10 @@
 #include "hosts/cli/PresetCategories.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <string_view>
 
+#include "hosts/cli/Terminal.h"
 #include "platform/PropertyListFile.h"
 
 namespace morv::cli {
@@ -17,12 +19,22 @@ std::string mark(const std::string& prefix) { return "_" + prefix + "_"; }
 PresetCategories PresetCategories::of(const std::string& resources) {
   PresetCategories categories;
   if (!resources.empty()) {
-    const auto file = readPropertyListFile(resources + "/Categories.plist");
-    if (file && file.value().dictionary() != nullptr) {
-      for (const auto& [prefix, title] : file.value().dictionary()->entries()) {
-        if (title.string() != nullptr) categories.entries_.emplace_back(prefix, *title.string());
+    const std::string path = resources + "/Categories.plist";
+    const auto file = readPropertyListFile(path);
+    if (file && file->dictionary() != nullptr) {
+      for (const auto& [prefix, title] : file->dictionary()->entries()) {
+        if (title.string() != nullptr) {
+          categories.entries_.emplace_back(prefix, *title.string());
+        } else {
+          warn(path + ": the title of '" + prefix + "' is no text");
+        }
       }
       return categories;
+    }
+    if (file) {
+      warn(path + ": no dictionary; the built-in categories serve");
+    } else if (file.failure().systemError != ENOENT) {
+      warn(file.reason() + "; the built-in categories serve");
     }
   }
   categories.entries_ = {{"ALL", "All"},        {"PL", "Poly"},        {"LD", "Lead"},

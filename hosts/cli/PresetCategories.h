@@ -10,7 +10,8 @@ namespace morv::cli {
 // title.
 class PresetCategories {
  public:
-  // Those of "Categories.plist" in the resources, or, without such a file, the built-in ones.
+  // Those of "Categories.plist" in the resources, or, without such a file, the built-in ones. These serve
+  // with a warning for a file that cannot be read, too; an entry that is no text is left out with a warning.
   static PresetCategories of(const std::string& resources);
 
   // Title of the category that a preset belongs to by its name; empty without one.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <system_error>
 
 #include "hosts/cli/NearestNames.h"
 #include "hosts/cli/PresetFile.h"
@@ -17,6 +18,14 @@ std::vector<std::string> namesIn(OfflineUnit& offline) {
   std::vector<std::string> names;
   for (const auto& each : offline.unit().factoryPresets()) names.push_back(each.name);
   return names;
+}
+
+Result<std::string> loadFile(OfflineUnit& offline, const std::string& path) {
+  const auto state = readPreset(path, offline.unit());
+  if (!state) return state.failure();
+  std::string name = std::filesystem::path(path).stem().string();
+  offline.loadState(name, *state);
+  return name;
 }
 
 }  // namespace
@@ -44,17 +53,20 @@ bool meansPresetFile(const std::string& wanted) {
 }
 
 Result<std::string> loadPresetFor(OfflineUnit& offline, const std::string& wanted,
-                                  const std::string& resources) {
-  if (meansPresetFile(wanted)) {
-    const auto state = readPreset(wanted, offline.unit());
-    if (!state) return Failure{state.reason()};
-    std::string name = std::filesystem::path(wanted).stem().string();
-    offline.loadState(name, *state);
-    return name;
-  }
+                                  const std::string& resources, ExitCode* code) {
+  const bool meansFile = meansPresetFile(wanted);
+  *code = meansFile ? ExitCode::badInput : ExitCode::usage;
+  std::error_code error;
+  if (meansFile && std::filesystem::exists(wanted, error)) return loadFile(offline, wanted);
+
   const PresetCategories categories = PresetCategories::of(resources);
+  const auto choose = [&](const std::vector<std::string>& names) -> Result<std::string> {
+    if (!meansFile) return choosePreset(wanted, names, categories);
+    if (std::find(names.begin(), names.end(), wanted) != names.end()) return wanted;
+    return Failure{"unknown preset '" + wanted + "'"};
+  };
   std::vector<std::string> names = namesIn(offline);
-  if (const auto name = choosePreset(wanted, names, categories)) {
+  if (const auto name = choose(names)) {
     offline.loadPreset(*name);
     return *name;
   }
@@ -62,18 +74,20 @@ Result<std::string> loadPresetFor(OfflineUnit& offline, const std::string& wante
   for (const auto& [name, state] : kept.entries()) {
     if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
   }
-  auto name = choosePreset(wanted, names, categories);
-  if (!name) return name;
+  auto name = choose(names);
+  if (!name) return meansFile ? loadFile(offline, wanted) : name;
   const PropertyListValue* state = kept.find(*name);
-  if (state == nullptr || state->dictionary() == nullptr)
+  if (state == nullptr || state->dictionary() == nullptr) {
+    *code = ExitCode::badInput;
     return Failure{"preset '" + *name + "' holds no state"};
+  }
   offline.loadState(*name, *state->dictionary());
   return name;
 }
 
-ExitCode failPreset(const std::string& command, const std::string& where, const std::string& wanted,
+ExitCode failPreset(const std::string& command, const std::string& where, ExitCode code,
                     const std::string& reason) {
-  return meansPresetFile(wanted) ? fail(ExitCode::badInput, reason) : failUsage(command, where + reason);
+  return code == ExitCode::usage ? failUsage(command, where + reason) : fail(code, reason);
 }
 
 }  // namespace morv::cli

@@ -6,7 +6,7 @@
 #include "hosts/cli/ExitCode.h"
 #include "hosts/cli/OfflineUnit.h"
 #include "hosts/cli/PresetCategories.h"
-#include "hosts/cli/Result.h"
+#include "platform/Result.h"
 
 namespace morv::cli {
 
@@ -20,12 +20,13 @@ Result<std::string> choosePreset(const std::string& wanted, const std::vector<st
 bool meansPresetFile(const std::string& wanted);
 
 // Loads what a word means into the unit: a preset's file, a preset of the unit's list, or one that the user
-// keeps. Gives its full name.
+// keeps. A word that means a file is a full name all the same if there is no such file but such a preset.
+// Gives the full name; on failure `code` is `usage` for an unknown name, and `badInput` for a file that is no
+// preset and for a name that holds no state.
 Result<std::string> loadPresetFor(OfflineUnit& offline, const std::string& wanted,
-                                  const std::string& resources);
-// Tells why that failed: an unknown name is a wrong command line, and what stands ahead of the reason says
-// where in it; a file that is no preset is a bad input.
-ExitCode failPreset(const std::string& command, const std::string& where, const std::string& wanted,
+                                  const std::string& resources, ExitCode* code);
+// Tells why that failed. For a wrong command line, what stands ahead of the reason says where in it.
+ExitCode failPreset(const std::string& command, const std::string& where, ExitCode code,
                     const std::string& reason);
 
 }  // namespace morv::cli

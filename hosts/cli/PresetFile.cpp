@@ -39,7 +39,7 @@ std::optional<std::string> faultOfParameters(const PropertyListDictionary& state
 
 Result<PropertyListDictionary> readPreset(const std::string& path, const ZQ3Unit& unit) {
   const auto value = readPropertyListFile(path);
-  if (!value) return Failure{value.reason()};
+  if (!value) return value.failure();
   const auto refused = [&path](const std::string& reason) {
     return Failure{path + ": no preset: " + reason};
   };

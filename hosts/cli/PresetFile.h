@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "hosts/cli/Result.h"
 #include "platform/PropertyListDictionary.h"
+#include "platform/Result.h"
 #include "unit/ZQ3Unit.h"
 
 namespace morv::cli {

@@ -23,7 +23,8 @@ const char* presetsHelp() {
          "folder, which is made if need be; tells peak (dBFS), loudness (LUFS, ITU-R BS.1770-4) and length.\n"
          "import: checks files and keeps them among the user's presets, each under its file's name; prints\n"
          "where.\n"
-         "export-state: writes the whole state of the instrument as a preset file.\n"
+         "export-state: writes the whole state of the instrument as a preset file. Its name ends in\n"
+         ".aupreset and is text in UTF-8, so that import takes it; a file of that name is replaced.\n"
          "\n"
          "  --json             as JSON; from render-all also the share of each octave from 31.25 Hz on (dB)\n"
          "  --out PATH         render-all: the folder; export-state: the file\n"
@@ -38,7 +39,9 @@ const char* presetsHelp() {
          "  --help             print this text\n"
          "\n"
          "A name may be given in full (\"[FACTORY]_BS_Name\") or, if only one preset has it, as its last "
-         "part.\n";
+         "part.\n"
+         "One with a slash in it or \".aupreset\" at its end means a file, and a preset if there is no such "
+         "file.\n";
 }
 
 ExitCode presetsCommand(std::span<const std::string> words) {

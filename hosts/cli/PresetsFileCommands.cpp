@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <optional>
+#include <string_view>
 
 #include "hosts/cli/CommandLine.h"
 #include "hosts/cli/OfflineUnit.h"
 #include "hosts/cli/ParameterNames.h"
+#include "hosts/cli/PendingFile.h"
 #include "hosts/cli/PresetChoice.h"
 #include "hosts/cli/PresetFile.h"
 #include "hosts/cli/PresetsCommand.h"
@@ -14,7 +17,6 @@
 #include "hosts/cli/Terminal.h"
 #include "hosts/cli/UserPresets.h"
 #include "platform/PropertyList.h"
-#include "platform/PropertyListFile.h"
 
 namespace morv::cli {
 namespace {
@@ -30,18 +32,26 @@ bool isInList(OfflineUnit& offline, const std::string& name) {
                      [&](const AUAudioUnitPreset& each) { return each.name == name; });
 }
 
-// Whether a settings file can hold the name.
-bool isWritable(const std::string& name) {
-  return writePropertyList(PropertyListDictionary{{name, true}}).ok();
+// Why a preset cannot bear the name of its file, or nothing.
+std::optional<std::string> faultOfName(const std::filesystem::path& file) {
+  if (file.extension() != kPresetFileExtension) {
+    return std::string("its name does not end in ") + kPresetFileExtension;
+  }
+  const bool isText = writePropertyList(PropertyListDictionary{{file.stem().string(), true}}).ok();
+  return isText ? std::nullopt : std::optional<std::string>("its name is no text in UTF-8");
+}
+
+Outcome writeWhole(const std::string& path, std::string_view text) {
+  const auto pending = PendingFile::create(path);
+  if (!pending) return pending.failure();
+  if (Outcome written = (*pending)->write(text); !written) return written;
+  return (*pending)->commit();
 }
 
 ExitCode importFile(const std::string& file, OfflineUnit& offline, UserPresets& kept, bool mayReplace) {
   const std::filesystem::path path(file);
-  if (path.extension() != kPresetFileExtension) {
-    return fail(ExitCode::badInput, file + ": no preset: its name does not end in " + kPresetFileExtension);
-  }
+  if (const auto fault = faultOfName(path)) return fail(ExitCode::badInput, file + ": no preset: " + *fault);
   const std::string name = path.stem().string();
-  if (!isWritable(name)) return fail(ExitCode::badInput, file + ": its name is no text in UTF-8");
   const auto state = readPreset(file, offline.unit());
   if (!state) return fail(ExitCode::badInput, state.reason());
   if (isInList(offline, name)) {
@@ -88,13 +98,17 @@ ExitCode presetsExportStateCommand(std::span<const std::string> words) {
   }
   const auto out = line->value("out");
   if (!out || out->empty()) return failUsage("presets", "option '--out' is missing: which file shall it be?");
+  if (const auto fault = faultOfName(*out)) {
+    return failUsage("presets", "option '--out': '" + *out + "' is no file for a preset: " + *fault);
+  }
   const auto resources = resourcesFolder(line->value("resources"));
   if (!resources) return failUsage("presets", resources.reason());
   OfflineUnit offline(*resources);
   offline.keepMidiModeOfStates();
   if (const auto wanted = line->value("preset")) {
-    const auto loaded = loadPresetFor(offline, *wanted, *resources);
-    if (!loaded) return failPreset("presets", "option '--preset': ", *wanted, loaded.reason());
+    ExitCode code{};
+    const auto loaded = loadPresetFor(offline, *wanted, *resources, &code);
+    if (!loaded) return failPreset("presets", "option '--preset': ", code, loaded.reason());
   }
   for (const std::string& text : line->values("set")) {
     const auto set = RenderOptions::parseSet(text);
@@ -106,7 +120,8 @@ ExitCode presetsExportStateCommand(std::span<const std::string> words) {
     }
     (*parameter)->setValue(set->value);
   }
-  const Outcome written = writePropertyListFile(*out, offline.unit().fullState());
+  const auto text = writePropertyList(offline.unit().fullState());
+  const Outcome written = text ? writeWhole(*out, *text) : Outcome(text.failure());
   return written ? ExitCode::ok : fail(ExitCode::outputFailed, written.reason());
 }
 

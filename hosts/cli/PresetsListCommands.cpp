@@ -120,8 +120,9 @@ ExitCode presetsShowCommand(std::span<const std::string> words) {
   if (!resources) return failUsage("presets", resources.reason());
   OfflineUnit offline(*resources);
   offline.keepMidiModeOfStates();
-  const auto name = loadPresetFor(offline, wanted, *resources);
-  if (!name) return failPreset("presets", "", wanted, name.reason());
+  ExitCode code{};
+  const auto name = loadPresetFor(offline, wanted, *resources, &code);
+  if (!name) return failPreset("presets", "", code, name.reason());
   const AUParameterTree& tree = *offline.unit().parameterTree();
   return print(line->has("json") ? valuesAsJson(*name, tree) : valuesAsTable(tree));
 }

@@ -64,8 +64,7 @@ std::string fileNameOf(std::string presetName) {
 Result<Row> renderPreset(const std::string& name, const Options& options, const PropertyListDictionary& kept,
                          const PresetCategories& categories) {
   OfflineUnit offline(options.resources, kept);
-  if (const auto ready = offline.allocate(options.rateHz, kBlockFrames); !ready)
-    return Failure{ready.reason()};
+  if (const auto ready = offline.allocate(options.rateHz, kBlockFrames); !ready) return ready.failure();
   offline.loadPreset(name);
   Score score(options.midi ? *options.midi : standardPhrase(categories.prefixFor(name)), options.rateHz);
   const std::uint64_t frames = score.lengthInFrames({}, options.tailSeconds, kBlockFrames);
@@ -74,7 +73,7 @@ Result<Row> renderPreset(const std::string& name, const Options& options, const 
     return Failure{row.file + ": is too long for a WAV file"};
   }
   auto writer = AudioFileWriter::create(row.file, options.rateHz, SampleFormat::f32);
-  if (!writer) return Failure{writer.reason()};
+  if (!writer) return writer.failure();
   ScorePlayer player(offline, score, options.rateHz, kBlockFrames, {});
   player.warmUp();
   LevelMeter level;
@@ -88,10 +87,9 @@ Result<Row> renderPreset(const std::string& name, const Options& options, const 
     level.add(right, kBlockFrames);
     loudness.add(left, right, kBlockFrames);
     spectrum.add(left, right, kBlockFrames);
-    if (const auto written = writer->write(left, right, kBlockFrames); !written)
-      return Failure{written.reason()};
+    if (const auto written = writer->write(left, right, kBlockFrames); !written) return written.failure();
   }
-  if (const auto finished = writer->finish(); !finished) return Failure{finished.reason()};
+  if (const auto finished = writer->finish(); !finished) return finished.failure();
   row.peakDb = level.peakDb();
   row.loudnessLufs = loudness.integratedLufs();
   row.seconds = static_cast<double>(frames) / options.rateHz;
@@ -144,7 +142,7 @@ Result<Options> optionsOf(const CommandLine& line) {
     options.tailSeconds = *tail;
   }
   const auto resources = resourcesFolder(line.value("resources"));
-  if (!resources) return Failure{resources.reason()};
+  if (!resources) return resources.failure();
   options.resources = *resources;
   options.takesUsers = line.has("user");
   return options;

@@ -84,8 +84,9 @@ class RenderRun {
     offline_.runQueue(0);
     offline_.runQueue(0);  // once more for a setting that the unit corrects
     if (options_.preset) {
-      const auto loaded = loadPresetFor(offline_, *options_.preset, resources_);
-      if (!loaded) return failPreset("render", "option '--preset': ", *options_.preset, loaded.reason());
+      ExitCode code{};
+      const auto loaded = loadPresetFor(offline_, *options_.preset, resources_, &code);
+      if (!loaded) return failPreset("render", "option '--preset': ", code, loaded.reason());
     }
     for (const auto& set : sets_) set.parameter->setValue(set.value);
     return ExitCode::ok;
@@ -123,7 +124,7 @@ class RenderRun {
     return ExitCode::ok;
   }
 
-  Result<bool> renderBlocks(AudioFileWriter& writer) {
+  Outcome renderBlocks(AudioFileWriter& writer) {
     ScorePlayer player(offline_, *score_, options_.sampleRateHz, options_.blockFrames, options_.tempo);
     if (options_.preset) player.warmUp();
     while (player.position() < frames_) {
@@ -136,7 +137,7 @@ class RenderRun {
       if (!written) return written;
       showProgress(player.position());
     }
-    return true;
+    return Done{};
   }
 
   void showProgress(std::uint64_t done) {

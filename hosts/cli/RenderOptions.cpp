@@ -61,7 +61,7 @@ Result<SampleFormat> formatOf(const std::string& text) {
 Result<RenderOptions> withLists(RenderOptions options, const CommandLine& line) {
   for (const auto& text : line.values("set")) {
     const auto set = RenderOptions::parseSet(text);
-    if (!set) return Failure{set.reason()};
+    if (!set) return set.failure();
     options.sets.push_back(*set);
   }
   for (const auto& text : line.values("setting")) {
@@ -74,19 +74,19 @@ Result<RenderOptions> withLists(RenderOptions options, const CommandLine& line) 
 
 Result<RenderOptions> withNumbers(RenderOptions options, const CommandLine& line) {
   const auto rate = integerIn(line, "rate", options.sampleRateHz, kLeastRate, kGreatestRate);
-  if (!rate) return Failure{rate.reason()};
+  if (!rate) return rate.failure();
   options.sampleRateHz = static_cast<int>(*rate);
   const auto block = integerIn(line, "block", options.blockFrames, 1, kGreatestBlock);
-  if (!block) return Failure{block.reason()};
+  if (!block) return block.failure();
   options.blockFrames = static_cast<std::uint32_t>(*block);
   const auto tempo = realOf(line, "tempo", false);
-  if (!tempo) return Failure{tempo.reason()};
+  if (!tempo) return tempo.failure();
   options.tempo = *tempo;
   const auto seconds = realOf(line, "seconds", false);
-  if (!seconds) return Failure{seconds.reason()};
+  if (!seconds) return seconds.failure();
   options.seconds = *seconds;
   const auto tail = realOf(line, "tail", true);
-  if (!tail) return Failure{tail.reason()};
+  if (!tail) return tail.failure();
   options.tailSeconds = tail->value_or(options.tailSeconds);
   if (const auto text = line.value("seed")) {
     options.seed = parseUnsigned(*text);
@@ -94,7 +94,7 @@ Result<RenderOptions> withNumbers(RenderOptions options, const CommandLine& line
   }
   if (const auto text = line.value("format")) {
     const auto format = formatOf(*text);
-    if (!format) return Failure{format.reason()};
+    if (!format) return format.failure();
     options.format = *format;
   }
   return options;
@@ -117,7 +117,7 @@ Result<RenderOptions::Set> RenderOptions::parseSet(const std::string& text) {
 
 Result<RenderOptions> RenderOptions::parse(std::span<const std::string> words) {
   const auto line = CommandLine::parse(words, kOptions);
-  if (!line) return Failure{line.reason()};
+  if (!line) return line.failure();
   RenderOptions options;
   options.help = line->has("help");
   if (options.help) return options;

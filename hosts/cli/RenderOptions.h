@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "hosts/cli/AudioFileWriter.h"
-#include "hosts/cli/Result.h"
 #include "hosts/cli/SettingOverrides.h"
+#include "platform/Result.h"
 
 namespace morv::cli {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "hosts/cli/Result.h"
+#include "platform/Result.h"
 #include "unit/ZRAudioUnit.h"
 
 namespace morv::cli {

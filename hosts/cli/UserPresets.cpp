@@ -15,9 +15,6 @@
 namespace morv::cli {
 namespace {
 
-constexpr const char* kStorageLocation = "presetStorageLocation";
-constexpr int kCloud = 1;
-
 bool exists(const std::string& path) {
   std::error_code error;
   return std::filesystem::exists(path, error);
@@ -31,7 +28,7 @@ UserPresets::UserPresets(const std::string& suiteName, Directories directories)
       coordinator_(directories_.locks),
       cloud_(suite_, coordinator_) {}
 
-bool UserPresets::isInCloud() const { return suite_.integerForKey(kStorageLocation) == kCloud; }
+bool UserPresets::isInCloud() const { return suite_.integerForKey(kPresetStorageLocation) == kCloudLocation; }
 
 std::string UserPresets::cloudFolder() const {
   const auto container = cloud_.path();
@@ -54,7 +51,8 @@ PropertyListDictionary UserPresets::all() {
   std::error_code error;
   for (std::filesystem::directory_iterator it(cloudFolder(), error), end; !error && it != end;
        it.increment(error)) {
-    if (it->path().extension() != kPresetFileExtension) continue;
+    std::error_code ignored;
+    if (it->path().extension() != kPresetFileExtension || it->is_directory(ignored)) continue;
     auto state = readPropertyListFile(it->path().string());
     if (state && state.value().dictionary() != nullptr) {
       presets.set(it->path().stem().string(), std::move(state).value());
@@ -65,13 +63,12 @@ PropertyListDictionary UserPresets::all() {
   return presets;
 }
 
-Result<bool> UserPresets::addToCloud(const std::string& path, const PropertyListDictionary& state) {
+Outcome UserPresets::addToCloud(const std::string& path, const PropertyListDictionary& state) {
   if (path.empty()) return Failure{"the settings keep presets in a cloud folder, which is not there"};
   const auto text = writePropertyList(state);
   if (!text) return Failure{path + ": " + text.reason()};
-  if (const Outcome made = cloud_.makeFolder(cloudFolder()); !made) return Failure{made.reason()};
-  if (const Outcome done = cloud_.write(path, text.value()); !done) return Failure{done.reason()};
-  return true;
+  if (Outcome made = cloud_.makeFolder(cloudFolder()); !made) return made;
+  return cloud_.write(path, text.value());
 }
 
 bool UserPresets::holds(const std::string& name) const {
@@ -81,18 +78,16 @@ bool UserPresets::holds(const std::string& name) const {
 }
 
 // The suite is what units read, so it comes last: a preset that is in it is wholly there.
-Result<bool> UserPresets::add(const std::string& name, const PropertyListDictionary& state) {
-  if (const Outcome fresh = suite_.refresh(); !fresh) return Failure{fresh.reason()};
+Outcome UserPresets::add(const std::string& name, const PropertyListDictionary& state) {
+  if (Outcome fresh = suite_.refresh(); !fresh) return fresh;
   const std::string path = fileOf(name);
   if (isInCloud()) return addToCloud(path, state);
-  if (const Outcome made = makeFolder(directories_.documents); !made) return Failure{made.reason()};
-  if (const Outcome done = writePropertyListFile(path, state); !done) return Failure{done.reason()};
-  const Outcome done = suite_.update(kPresets, [&](std::optional<PropertyListValue>& presets) {
+  if (Outcome made = makeFolder(directories_.documents); !made) return made;
+  if (Outcome done = writePropertyListFile(path, state); !done) return done;
+  return suite_.update(kPresets, [&](std::optional<PropertyListValue>& presets) {
     if (!presets || presets->dictionary() == nullptr) presets = PropertyListDictionary();
     presets->dictionary()->set(name, state);
   });
-  if (!done) return Failure{done.reason()};
-  return true;
 }
 
 }  // namespace morv::cli

@@ -2,11 +2,11 @@
 
 #include <string>
 
-#include "hosts/cli/Result.h"
 #include "platform/CloudContainer.h"
 #include "platform/Directories.h"
 #include "platform/FileCoordinator.h"
 #include "platform/PropertyListDictionary.h"
+#include "platform/Result.h"
 #include "platform/SettingsSuite.h"
 
 namespace morv::cli {
@@ -23,7 +23,7 @@ class UserPresets {
   // Whether a name is taken.
   bool holds(const std::string& name) const;
   // Keeps a preset, in the place of one of the same name. The reason names the file.
-  Result<bool> add(const std::string& name, const PropertyListDictionary& state);
+  Outcome add(const std::string& name, const PropertyListDictionary& state);
   // Where the file of a preset lies or would lie; empty without a cloud folder in cloud mode.
   std::string fileOf(const std::string& name) const;
 
@@ -31,7 +31,7 @@ class UserPresets {
   bool isInCloud() const;
   std::string cloudFolder() const;
   PropertyListDictionary stored() const;
-  Result<bool> addToCloud(const std::string& path, const PropertyListDictionary& state);
+  Outcome addToCloud(const std::string& path, const PropertyListDictionary& state);
 
   const Directories directories_;
   SettingsSuite suite_;

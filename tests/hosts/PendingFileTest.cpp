@@ -181,5 +181,18 @@ TEST(PendingFile, VanishesWhenASignalEndsTheProgram) {
   }
 }
 
+TEST(PendingFile, TakesBytesOneAfterTheOther) {
+  const TemporaryFolder folder;
+  auto file = PendingFile::create(folder.path("a.aupreset"));
+  ASSERT_TRUE(file) << file.reason();
+
+  ASSERT_TRUE((*file)->write("so"));
+  ASSERT_TRUE((*file)->write(""));
+  ASSERT_TRUE((*file)->write("und"));
+  ASSERT_TRUE((*file)->commit());
+
+  EXPECT_EQ(contentOf(folder.path("a.aupreset")), "sound");
+}
+
 }  // namespace
 }  // namespace morv::cli

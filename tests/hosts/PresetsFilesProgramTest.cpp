@@ -1,12 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "platform/PropertyListFile.h"
 #include "tests/hosts/PresetsFixture.h"
 
 namespace morv {
@@ -101,10 +101,7 @@ TEST_F(PresetsFilesProgram, RefusesFilesThatAreNoPresetWithAReasonAndTakesTheOth
 TEST_F(PresetsFilesProgram, ImportsIntoTheCloudFolderIfTheSettingsKeepPresetsThere) {
   const std::string cloud = folder_.path("cloud");
   fs::create_directories(cloud);
-  fs::create_directories(folder_.path("user/XDG_CONFIG_HOME/morv"));
-  const PropertyListDictionary settings{{"presetStorageLocation", 1}, {"cloudFolder", cloud}};
-  ASSERT_TRUE(
-      writePropertyListFile(folder_.path("user/XDG_CONFIG_HOME/morv/group.org.morv.plist"), settings).ok());
+  writeSettings({{"presetStorageLocation", 1}, {"cloudFolder", cloud}});
 
   const auto run = runMorv({"presets", "import", userPreset("[USER]_AT_Far", "321")});
 
@@ -114,6 +111,17 @@ TEST_F(PresetsFilesProgram, ImportsIntoTheCloudFolderIfTheSettingsKeepPresetsThe
   EXPECT_TRUE(fs::exists(kept));
   EXPECT_FALSE(fs::exists(documentFile("[USER]_AT_Far")));
   EXPECT_EQ(cutoffOf("far"), "321");
+}
+
+TEST_F(PresetsFilesProgram, TakesNoFolderInTheCloudForAPreset) {
+  fs::create_directories(folder_.path("cloud/Documents/Presets/[USER]_Folder.aupreset"));
+  writeSettings({{"presetStorageLocation", 1}, {"cloudFolder", folder_.path("cloud")}});
+
+  const auto run = runMorv({"presets", "list"});
+
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.output, Not(HasSubstr("Folder")));
+  EXPECT_THAT(run.errors, testing::IsEmpty());
 }
 
 TEST_F(PresetsFilesProgram, ReportsAStoreThatCannotBeWritten) {
@@ -150,6 +158,46 @@ TEST_F(PresetsFilesProgram, RefusesToExportWithWrongValuesAndLeavesNoFile) {
   EXPECT_FALSE(fs::exists(out));
   EXPECT_EQ(exportTo(folder_.path("none/out.aupreset")).exitCode, 4);
   EXPECT_EQ(runMorv({"presets", "export-state"}).exitCode, 2);
+}
+
+TEST_F(PresetsFilesProgram, ExportsToPlainFilesThatMayBeWrittenAndReplacesThem) {
+  const std::string fifo = folder_.path("fifo.aupreset");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  fs::create_directories(folder_.path("folder.aupreset"));
+  const std::string there = folder_.write("there.aupreset", std::string("old"));
+  fs::create_symlink("there.aupreset", folder_.path("link.aupreset"));
+
+  const auto toFifo = exportTo(fifo);
+  EXPECT_EQ(toFifo.exitCode, 4);
+  EXPECT_THAT(toFifo.errors, HasSubstr("fifo.aupreset: is no plain file"));
+  EXPECT_EQ(exportTo(folder_.path("folder.aupreset")).exitCode, 4);
+  EXPECT_EQ(exportTo(folder_.path("link.aupreset"), {"--set", "filterCutoff=777"}).exitCode, 0);
+
+  EXPECT_TRUE(fs::is_fifo(fifo));
+  EXPECT_TRUE(fs::is_symlink(folder_.path("link.aupreset")));
+  EXPECT_EQ(cutoffOf(there), "777");
+}
+
+TEST_F(PresetsFilesProgram, LeavesNoPartOfAnExportThatDoesNotFit) {
+  const std::string out = folder_.path("out.aupreset");
+  const auto before = folder_.names().size();
+  constexpr unsigned long kFewBytes = 1000;
+
+  const auto run = runMorvWithFileLimit({"presets", "export-state", "--out", out}, kFewBytes);
+
+  EXPECT_EQ(run.exitCode, 4);
+  EXPECT_EQ(folder_.names().size(), before);
+}
+
+TEST_F(PresetsFilesProgram, RefusesToExportUnderANameThatImportWouldNotTake) {
+  const auto before = folder_.names().size();
+  for (const char* name : {"out.plist", "out", ".aupreset", "\xFF.aupreset", "\x01.aupreset"}) {
+    const auto run = exportTo(folder_.path(name));
+    EXPECT_EQ(run.exitCode, 2) << name;
+    EXPECT_THAT(run.errors, HasSubstr("is no file for a preset: its name ")) << name;
+  }
+
+  EXPECT_EQ(folder_.names().size(), before);
 }
 
 TEST_F(PresetsFilesProgram, RendersAllIntoAFolderWithATable) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/PropertyListFile.h"
 #include "tests/hosts/ProgramFixture.h"
 
 namespace morv {
@@ -40,6 +41,12 @@ class PresetsFixture : public ProgramFixture {
     const std::string file = folder_.path(name + ".aupreset");
     EXPECT_EQ(exportTo(file, {"--set", "filterCutoff=" + cutoff}).exitCode, 0);
     return file;
+  }
+  // The user's settings, made by hand.
+  void writeSettings(const PropertyListDictionary& settings) const {
+    std::filesystem::create_directories(folder_.path("user/XDG_CONFIG_HOME/morv"));
+    EXPECT_TRUE(
+        writePropertyListFile(folder_.path("user/XDG_CONFIG_HOME/morv/group.org.morv.plist"), settings).ok());
   }
   // What `show` says of the cutoff.
   static std::string cutoffOf(const std::string& preset) {

@@ -13,44 +13,8 @@ namespace morv {
 namespace {
 
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 class PresetsProgram : public PresetsFixture {};
-
-TEST_F(PresetsProgram, ListsNameNumberOwnerCategoryAndFile) {
-  const auto run = runMorv({"presets", "list"});
-
-  EXPECT_EQ(run.exitCode, 0);
-  EXPECT_EQ(run.output,
-            "name\tnumber\towner\tcategory\tfile\n"
-            "[FACTORY]_BS_Deep\t0\tfactory\tBass\t" +
-                factoryFile("[FACTORY]_BS_Deep") + "\n[FACTORY]_LD_High\t1\tfactory\tLead\t" +
-                factoryFile("[FACTORY]_LD_High") + "\n");
-  EXPECT_THAT(run.errors, IsEmpty());
-}
-
-TEST_F(PresetsProgram, ListsAsJson) {
-  const auto run = runMorv({"presets", "list", "--json"});
-
-  EXPECT_EQ(run.output,
-            "[\n{\"name\": \"[FACTORY]_BS_Deep\", \"number\": 0, \"owner\": \"factory\", "
-            "\"category\": \"Bass\", \"file\": \"" +
-                factoryFile("[FACTORY]_BS_Deep") +
-                "\"},\n{\"name\": \"[FACTORY]_LD_High\", \"number\": 1, \"owner\": \"factory\", "
-                "\"category\": \"Lead\", \"file\": \"" +
-                factoryFile("[FACTORY]_LD_High") + "\"}\n]\n");
-}
-
-TEST_F(PresetsProgram, ShowsValuesByGroupForFullAndShortNamesAndFiles) {
-  EXPECT_EQ(cutoffOf("[FACTORY]_BS_Deep"), "300");
-  EXPECT_EQ(cutoffOf("deep"), "300");
-  EXPECT_EQ(cutoffOf("HIGH"), "9000");
-  EXPECT_EQ(cutoffOf(factoryFile("[FACTORY]_LD_High")), "9000");
-  const auto json = runMorv({"presets", "show", "Deep", "--json"});
-  EXPECT_THAT(json.output, HasSubstr("{\"name\": \"[FACTORY]_BS_Deep\", \"parameters\": {\n\"morv\": {"));
-  EXPECT_THAT(json.output, HasSubstr("\"filterCutoff\": 300,"));
-  EXPECT_THAT(json.output, HasSubstr("\"ecoverb\": {\"reverbBypass\": 1,"));
-}
 
 TEST_F(PresetsProgram, NamesTheNearestForAnUnknownName) {
   const auto shown = runMorv({"presets", "show", "Dep"});
@@ -166,27 +130,6 @@ TEST_F(PresetsProgram, FollowsProgramChangesToThePlaceInTheList) {
   constexpr float kOneDecibel = 1.12F;
   EXPECT_LT(peakOf(followed), peakOf(loaded) * kOneDecibel);
   EXPECT_GT(peakOf(followed), peakOf(loaded) / kOneDecibel);
-}
-
-TEST_F(PresetsProgram, RefusesAResourcesFolderThatIsNotThere) {
-  const auto run = runMorv({"presets", "list", "--resources", folder_.path("none")});
-
-  EXPECT_EQ(run.exitCode, 2);
-  EXPECT_THAT(run.errors, HasSubstr("none' is no folder"));
-}
-
-TEST_F(PresetsProgram, TellsUsageAndHelp) {
-  EXPECT_EQ(runMorv({"presets"}).exitCode, 2);
-  EXPECT_THAT(runMorv({"presets", "lst"}).errors, HasSubstr("the nearest is list"));
-  EXPECT_EQ(runMorv({"presets", "--what"}).exitCode, 2);
-  EXPECT_EQ(runMorv({"presets", "show"}).exitCode, 2);
-  EXPECT_EQ(runMorv({"presets", "import"}).exitCode, 2);
-  EXPECT_EQ(runMorv({"presets", "list", "extra"}).exitCode, 2);
-  for (const char* command : {"list", "show", "render-all", "import", "export-state"}) {
-    const auto run = runMorv({"presets", command, "--help"});
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_THAT(run.output, testing::StartsWith("Usage: morv presets list"));
-  }
 }
 
 TEST_F(PresetsProgram, ChangesNothingOfTheUsersWhileItOnlyReads) {

@@ -277,5 +277,32 @@ TEST_F(CloudContainerTest, DoesNotTellOfFilesThatAreOnlyUnderWay) {
   EXPECT_FALSE(wasEarly);
 }
 
+TEST_F(CloudContainerTest, KnowsWhetherItWatchesTheFolderOfNow) {
+  EXPECT_FALSE(container_.isWatching());
+  ASSERT_TRUE(container_.startWatching(counting()));
+  EXPECT_TRUE(container_.isWatching());
+
+  fs::create_directory(folder_.path("other"));
+  settings_.setString("cloudFolder", folder_.path("other"));
+  EXPECT_FALSE(container_.isWatching());
+  settings_.setString("cloudFolder", cloud());
+  EXPECT_TRUE(container_.isWatching());
+  container_.stopWatching();
+  EXPECT_FALSE(container_.isWatching());
+}
+
+TEST_F(CloudContainerTest, ANewFolderInTheWatchedOnesPlaceIsNotWatched) {
+  fs::create_directory(cloud("below"));
+  ASSERT_TRUE(container_.startWatching(counting()));
+  fs::remove(cloud("below"));
+  EXPECT_TRUE(waitUntil([] { return true; }));
+  EXPECT_TRUE(container_.isWatching());
+
+  fs::rename(cloud(), folder_.path("away"));
+  fs::create_directory(cloud());
+
+  EXPECT_TRUE(waitUntil([&] { return !container_.isWatching(); }));
+}
+
 }  // namespace
 }  // namespace morv

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -182,6 +183,24 @@ TEST(FileCoordinator, DoesNotRunTheWorkWithoutALock) {
     return Done{};
   }));
   EXPECT_FALSE(ran);
+}
+
+TEST(FileCoordinator, TellsAMissingLockFromWorkThatFails) {
+  const TemporaryFolder folder;
+  const FileCoordinator good(folder.path("locks"), kNoPatience);
+  const FileCoordinator withoutFolder(folder.write("file", std::string()) + "/locks");
+  const auto fail = []() -> Outcome { return Failure{"torn"}; };
+  const auto work = []() -> Outcome { return Done{}; };
+  std::optional<Failure> locked;
+
+  EXPECT_FALSE(good.coordinateWriting(folder.path("a"), fail).failure().isOfCoordination);
+  EXPECT_TRUE(withoutFolder.coordinateWriting(folder.path("a"), work).failure().isOfCoordination);
+  EXPECT_TRUE(good.coordinateWriting(folder.path("a"), [&]() -> Outcome {
+    locked = good.coordinateReading(folder.path("a"), work).failure();
+    return Done{};
+  }));
+
+  EXPECT_TRUE(locked->isOfCoordination);
 }
 
 }  // namespace

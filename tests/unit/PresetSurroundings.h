@@ -66,6 +66,15 @@ class PresetSurroundings {
   std::string documentOf(const std::string& name) const {
     return services.directories.documents + "/" + name + ".aupreset";
   }
+  void forgetLog() {
+    const std::scoped_lock lock(logMutex);
+    log.clear();
+  }
+  // Lets no lock of a file be had any more.
+  void breakCoordination() const {
+    std::filesystem::remove_all(folder.path("locks"));
+    folder.write("locks", std::string("a file where the folder should be"));
+  }
   std::vector<std::string> loggedLines() {
     const std::scoped_lock lock(logMutex);
     return log;
