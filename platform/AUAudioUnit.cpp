@@ -79,27 +79,34 @@ bool AUAudioUnit::shouldChangeToFormatForBus(const AVAudioFormat& format, const 
          format.channelCount <= bus.maximumChannelCount;
 }
 
+// What is ours comes first and what is not behind it, so that one and the same content always has one text.
 PropertyListDictionary AUAudioUnit::fullState() const {
-  PropertyListDictionary state;
-  PropertyListDictionary parameters;
+  PropertyListDictionary foreign;
+  PropertyListDictionary foreignParameters;
   {
     const std::scoped_lock lock(foreignMutex_);
-    state = foreign_;
-    parameters = foreignParameters_;
+    foreign = foreign_;
+    foreignParameters = foreignParameters_;
   }
-  state.set(kVersion, kStateVersion);
-  state.set(kType, componentDescription_.componentType);
-  state.set(kSubtype, componentDescription_.componentSubType);
-  state.set(kManufacturer, componentDescription_.componentManufacturer);
+  PropertyListDictionary parameters;
   if (const AUParameterTree* tree = parameterTree()) {
     for (const auto& group : tree->children()) {
-      const PropertyListValue* known = parameters.find(group->identifier());
-      PropertyListDictionary values = known != nullptr ? *known->dictionary() : PropertyListDictionary();
+      PropertyListDictionary values;
       for (const auto& parameter : group->children()) values.set(parameter->identifier(), parameter->value());
+      if (const PropertyListValue* others = foreignParameters.find(group->identifier())) {
+        for (const auto& [key, value] : others->dictionary()->entries()) values.set(key, value);
+      }
+      foreignParameters.remove(group->identifier());
       parameters.set(group->identifier(), std::move(values));
     }
   }
-  state.set(kParameters, std::move(parameters));
+  for (const auto& [identifier, values] : foreignParameters.entries()) parameters.set(identifier, values);
+  PropertyListDictionary state{{kVersion, kStateVersion},
+                               {kType, componentDescription_.componentType},
+                               {kSubtype, componentDescription_.componentSubType},
+                               {kManufacturer, componentDescription_.componentManufacturer},
+                               {kParameters, std::move(parameters)}};
+  for (const auto& [key, value] : foreign.entries()) state.set(key, value);
   return state;
 }
 

@@ -47,7 +47,8 @@ bool ControlPort::isLogarithmic() const {
 
 float ControlPort::held(float value) const noexcept {
   const float inRange = std::clamp(value, parameter->minValue(), parameter->maxValue());
-  return isInteger() || isToggled() ? std::round(inRange) : inRange;
+  // Adding 0 makes minus zero plain zero, which no port tells apart.
+  return (isInteger() || isToggled() ? std::round(inRange) : inRange) + 0.0F;
 }
 
 std::vector<ControlPort> controlPorts(const AUParameterTree& tree) {

@@ -29,14 +29,14 @@ struct StoredProperty {
   std::uint32_t type = 0;
 };
 
-LV2_State_Status storeProperty(LV2_State_Handle handle, std::uint32_t key, const void* value, std::size_t size,
-                               std::uint32_t type, std::uint32_t) {
+LV2_State_Status storeProperty(LV2_State_Handle handle, std::uint32_t key, const void* value,
+                               std::size_t size, std::uint32_t type, std::uint32_t) {
   *static_cast<StoredProperty*>(handle) = {key, std::string(static_cast<const char*>(value), size), type};
   return LV2_STATE_SUCCESS;
 }
 
-const void* retrieveProperty(LV2_State_Handle handle, std::uint32_t key, std::size_t* size, std::uint32_t* type,
-                             std::uint32_t* flags) {
+const void* retrieveProperty(LV2_State_Handle handle, std::uint32_t key, std::size_t* size,
+                             std::uint32_t* type, std::uint32_t* flags) {
   const auto& stored = *static_cast<const StoredProperty*>(handle);
   if (stored.key != key) return nullptr;
   *size = stored.value.size();
@@ -248,15 +248,14 @@ void Lv2Host::runFor(std::uint64_t frames, std::uint32_t cycle) {
 }
 
 void Lv2Host::work() {
-  const auto* worker =
-      static_cast<const LV2_Worker_Interface*>(lilv_instance_get_extension_data(instance_, LV2_WORKER__interface));
+  const auto* worker = static_cast<const LV2_Worker_Interface*>(
+      lilv_instance_get_extension_data(instance_, LV2_WORKER__interface));
   for (; workRequests_ > 0; --workRequests_) {
     worker->work(lilv_instance_get_handle(instance_), nullptr, nullptr, 0, nullptr);
   }
 }
 
 void Lv2Host::readNotices() {
-  notices.clear();
   const auto* sequence = reinterpret_cast<const LV2_Atom_Sequence*>(notify_.data());
   if (!offer_.notify || sequence->atom.type != uridOf(LV2_ATOM__Sequence)) return;
   LV2_ATOM_SEQUENCE_FOREACH(sequence, event) {
@@ -300,7 +299,8 @@ std::optional<std::string> Lv2Host::save() {
 LV2_State_Status Lv2Host::restore(const std::string& text) {
   StoredProperty stored{uridOf(kStateUri), text, uridOf(LV2_ATOM__String)};
   stored.value.push_back('\0');
-  return stateInterface()->restore(lilv_instance_get_handle(instance_), retrieveProperty, &stored, 0, nullptr);
+  return stateInterface()->restore(lilv_instance_get_handle(instance_), retrieveProperty, &stored, 0,
+                                   nullptr);
 }
 
 }  // namespace morv::lv2

@@ -40,6 +40,7 @@ class Lv2Host {
   Lv2Host& operator=(const Lv2Host&) = delete;
 
   bool isInstantiated() const { return instance_ != nullptr; }
+  LilvInstance* instance() const { return instance_; }
   void activate();
   void deactivate();
 
@@ -76,7 +77,7 @@ class Lv2Host {
   LV2_State_Status restore(const std::string& text);
 
   bool guardsAreWhole() const;
-  // Messages that the last cycle gave, as "property=value", "StateChanged" or "midi:90 3c 64".
+  // Messages that the plug-in has given, as "property=value", "StateChanged" or "midi:90 3c 64".
   std::vector<std::string> notices;
   std::vector<std::string> logged;
   std::vector<float> left;

@@ -1,0 +1,285 @@
+// What the plug-in's data tells hosts, read back through lilv, and what its binaries show.
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <set>
+
+#include "hosts/cli/OfflineUnit.h"
+#include "hosts/lv2/ControlPort.h"
+#include "hosts/lv2/PluginUris.h"
+#include "hosts/lv2/StateEnvelope.h"
+#include "tests/lv2/Lv2Fixture.h"
+
+namespace morv::lv2 {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::UnorderedElementsAre;
+
+const std::string kLv2 = "http://lv2plug.in/ns/lv2core#";
+const std::string kPg = "http://lv2plug.in/ns/ext/port-groups#";
+const std::string kProps = "http://lv2plug.in/ns/ext/port-props#";
+const std::string kUnits = "http://lv2plug.in/ns/extensions/units#";
+const std::string kAtom = "http://lv2plug.in/ns/ext/atom#";
+const std::string kRdfs = "http://www.w3.org/2000/01/rdf-schema#";
+
+std::string outputOf(const std::string& command) {
+  std::FILE* pipe = popen(command.c_str(), "r");
+  EXPECT_NE(pipe, nullptr);
+  std::string text;
+  std::array<char, 4096> piece{};
+  while (std::fgets(piece.data(), piece.size(), pipe) != nullptr) text += piece.data();
+  text += "\nexit " + std::to_string(pclose(pipe));
+  return text;
+}
+
+class Lv2Bundle : public Lv2Fixture {
+ protected:
+  std::string one(const LilvPort* port, const std::string& predicate) const {
+    const auto all = world_.objects(port, predicate);
+    EXPECT_EQ(all.size(), 1U) << predicate << " of "
+                              << lilv_node_as_string(lilv_port_get_symbol(world_.plugin(), port));
+    return all.empty() ? std::string() : all.front();
+  }
+  std::string oneOf(const std::string& subject, const std::string& predicate) const {
+    const auto all = world_.objectsOf(subject, predicate);
+    EXPECT_EQ(all.size(), 1U) << predicate << " of " << subject;
+    return all.empty() ? std::string() : all.front();
+  }
+  // A literal number with its type told apart.
+  static void expectNumber(const LilvNode* node, float value, bool isWhole) {
+    ASSERT_NE(node, nullptr);
+    EXPECT_EQ(lilv_node_is_int(node), isWhole);
+    EXPECT_EQ(lilv_node_is_float(node), !isWhole);
+    EXPECT_EQ(lilv_node_as_float(node), value);
+  }
+
+  cli::OfflineUnit offline_{""};
+  const std::vector<ControlPort> ports_ = controlPorts(*offline_.unit().parameterTree());
+};
+
+TEST_F(Lv2Bundle, IsFlawlessToTheValidators) {
+  const std::string folder = MORV_LV2_BUNDLES;
+  const std::string told =
+      outputOf("lv2_validate " + folder + "/morv.lv2/*.ttl " + folder + "/morv-presets.lv2/*.ttl 2>&1");
+  EXPECT_THAT(told, HasSubstr("Found 0 errors"));
+  EXPECT_THAT(told, HasSubstr("exit 0"));
+  EXPECT_THAT(told, Not(HasSubstr("warning")));
+}
+
+TEST_F(Lv2Bundle, IsAnInstrumentThatAsksForTheMapAlone) {
+  EXPECT_EQ(lilv_node_as_uri(lilv_plugin_class_get_uri(lilv_plugin_get_class(world_.plugin()))),
+            kLv2 + "InstrumentPlugin");
+  EXPECT_THAT(world_.objectsOf(kPluginUri, kLv2 + "requiredFeature"),
+              ElementsAre("http://lv2plug.in/ns/ext/urid#map"));
+  EXPECT_THAT(world_.objectsOf(kPluginUri, kLv2 + "optionalFeature"),
+              UnorderedElementsAre(kLv2 + "hardRTCapable", "http://lv2plug.in/ns/ext/worker#schedule",
+                                   "http://lv2plug.in/ns/ext/state#threadSafeRestore",
+                                   "http://lv2plug.in/ns/ext/state#loadDefaultState",
+                                   "http://lv2plug.in/ns/ext/log#log"));
+  EXPECT_THAT(world_.objectsOf(kPluginUri, kLv2 + "extensionData"),
+              UnorderedElementsAre("http://lv2plug.in/ns/ext/state#interface",
+                                   "http://lv2plug.in/ns/ext/worker#interface"));
+  EXPECT_EQ(oneOf(kPluginUri, "http://usefulinc.com/ns/doap#name"), "MORV");
+  EXPECT_EQ(oneOf(kPluginUri, kPg + "mainOutput"), std::string(kNamespace) + "output");
+  EXPECT_THAT(world_.objectsOf(kPluginUri, "http://lv2plug.in/ns/ext/patch#writable"),
+              ElementsAre(kPresetUri));
+  for (const char* predicate : {"minorVersion", "microVersion", "project"}) {
+    EXPECT_EQ(world_.objectsOf(kPluginUri, kLv2 + predicate).size(), 1U) << predicate;
+  }
+}
+
+TEST_F(Lv2Bundle, HasItsFixedPortsInTheirPlaces) {
+  EXPECT_EQ(lilv_plugin_get_num_ports(world_.plugin()), kFirstParameterPort + ports_.size() + 1);
+  const auto indexOf = [&](const char* symbol) {
+    return lilv_port_get_index(world_.plugin(), world_.port(symbol));
+  };
+  EXPECT_EQ(indexOf("control"), kControlPort);
+  EXPECT_EQ(indexOf("notify"), kNotifyPort);
+  EXPECT_EQ(indexOf("out_left"), kOutLeftPort);
+  EXPECT_EQ(indexOf("out_right"), kOutRightPort);
+  EXPECT_EQ(indexOf("freewheel"), kFirstParameterPort + ports_.size());
+  EXPECT_EQ(one(world_.port("control"), kLv2 + "designation"), kLv2 + "control");
+  EXPECT_THAT(world_.objects(world_.port("control"), kAtom + "supports"),
+              UnorderedElementsAre("http://lv2plug.in/ns/ext/midi#MidiEvent",
+                                   "http://lv2plug.in/ns/ext/time#Position",
+                                   "http://lv2plug.in/ns/ext/patch#Message"));
+  EXPECT_EQ(one(world_.port("control"), "http://lv2plug.in/ns/ext/resize-port#minimumSize"), "65536");
+  EXPECT_EQ(one(world_.port("notify"), "http://lv2plug.in/ns/ext/resize-port#minimumSize"), "16384");
+  EXPECT_THAT(world_.objects(world_.port("notify"), kLv2 + "portProperty"),
+              ElementsAre(kLv2 + "connectionOptional"));
+  EXPECT_EQ(one(world_.port("out_left"), kLv2 + "designation"), kPg + "left");
+  EXPECT_EQ(one(world_.port("out_right"), kLv2 + "designation"), kPg + "right");
+  EXPECT_EQ(one(world_.port("out_left"), kPg + "group"), std::string(kNamespace) + "output");
+  EXPECT_EQ(one(world_.port("freewheel"), kLv2 + "designation"), kLv2 + "freeWheeling");
+  EXPECT_THAT(world_.objects(world_.port("freewheel"), kLv2 + "portProperty"), Contains(kProps + "notOnGUI"));
+}
+
+TEST_F(Lv2Bundle, TellsOfEachParameterWhatTheTreeKnows) {
+  LilvNode* pointValue = lilv_new_uri(world_.lilv(), "http://www.w3.org/1999/02/22-rdf-syntax-ns#value");
+  std::set<std::string> names;
+  std::set<std::string> shortNames;
+  std::set<std::string> priorities;
+  for (std::size_t i = 0; i < ports_.size(); ++i) {
+    const ControlPort& expected = ports_[i];
+    SCOPED_TRACE(expected.symbol);
+    const AUParameter& parameter = *expected.parameter;
+    const LilvPort* port = world_.port(expected.symbol);
+    ASSERT_NE(port, nullptr);
+    EXPECT_EQ(lilv_port_get_index(world_.plugin(), port), kFirstParameterPort + i);
+    const bool isWhole = expected.isInteger() || expected.isToggled();
+    LilvNode* least = nullptr;
+    LilvNode* greatest = nullptr;
+    LilvNode* normal = nullptr;
+    lilv_port_get_range(world_.plugin(), port, &normal, &least, &greatest);
+    expectNumber(least, parameter.minValue(), isWhole);
+    expectNumber(greatest, parameter.maxValue(), isWhole);
+    expectNumber(normal, parameter.value(), isWhole);
+    for (LilvNode* node : {least, greatest, normal}) lilv_node_free(node);
+
+    EXPECT_TRUE(names.insert(one(port, kLv2 + "name")).second);
+    const std::string shortName = one(port, kLv2 + "shortName");
+    EXPECT_TRUE(shortNames.insert(shortName).second);
+    EXPECT_LT(shortName.size(), 16U);
+    EXPECT_THAT(one(port, kRdfs + "comment"), Not(IsEmpty()));
+    EXPECT_THAT(world_.objectsOf(one(port, kPg + "group"), kLv2 + "name"), testing::SizeIs(1));
+    const auto priority = world_.objects(port, kProps + "displayPriority");
+    if (!priority.empty()) {
+      EXPECT_TRUE(priorities.insert(priority.front()).second);
+    }
+
+    const auto properties = world_.objects(port, kLv2 + "portProperty");
+    const auto has = [&properties](const std::string& property) {
+      return std::find(properties.begin(), properties.end(), property) != properties.end();
+    };
+    const bool isIndexed = parameter.unit() == 1;
+    EXPECT_EQ(has(kLv2 + "toggled"), parameter.unit() == 2);
+    EXPECT_TRUE(!isIndexed || has(kLv2 + "integer"));
+    EXPECT_TRUE(!has(kLv2 + "enumeration") || isIndexed);
+    EXPECT_EQ(has(kProps + "logarithmic"), parameter.unit() == 8 && parameter.minValue() > 0);
+    const auto unit = world_.objects(port, kUnits + "unit");
+    static const std::map<int, std::string> kUnitNames = {
+        {3, "pc"}, {8, "hz"}, {10, "semitone12TET"}, {24, "ms"}};
+    const auto named = kUnitNames.find(parameter.unit());
+    if (named == kUnitNames.end()) {
+      EXPECT_THAT(unit, IsEmpty());
+    } else {
+      EXPECT_THAT(unit, ElementsAre(kUnits + named->second));
+    }
+
+    std::map<float, std::string> points;
+    LilvScalePoints* told = lilv_port_get_scale_points(world_.plugin(), port);
+    LILV_FOREACH(scale_points, at, told) {
+      const LilvScalePoint* point = lilv_scale_points_get(told, at);
+      points[lilv_node_as_float(lilv_scale_point_get_value(point))] =
+          lilv_node_as_string(lilv_scale_point_get_label(point));
+    }
+    lilv_scale_points_free(told);
+    ASSERT_EQ(points.size(), parameter.valueStrings().size());
+    if (points.empty()) continue;
+    EXPECT_EQ(points.begin()->first, parameter.minValue());
+    EXPECT_EQ(points.rbegin()->first, parameter.maxValue());
+    std::size_t place = 0;
+    for (const auto& [value, label] : points) EXPECT_EQ(label, parameter.valueStrings()[place++]);
+  }
+  lilv_node_free(pointValue);
+  EXPECT_GE(priorities.size(), 12U);
+  EXPECT_LE(priorities.size(), 24U);
+}
+
+TEST_F(Lv2Bundle, GivesPortsAndGroupsNamesOfTheirOwn) {
+  std::set<std::string> symbols;
+  for (std::uint32_t i = 0; i < lilv_plugin_get_num_ports(world_.plugin()); ++i) {
+    const LilvPort* port = lilv_plugin_get_port_by_index(world_.plugin(), i);
+    EXPECT_TRUE(symbols.insert(lilv_node_as_string(lilv_port_get_symbol(world_.plugin(), port))).second);
+  }
+  std::set<std::string> used;
+  for (const ControlPort& port : ports_) used.insert(one(world_.port(port.symbol), kPg + "group"));
+  EXPECT_EQ(used.size(), panels().size());
+  for (const std::string& group : used) EXPECT_TRUE(symbols.insert(oneOf(group, kLv2 + "symbol")).second);
+}
+
+// Sessions of hosts name ports by these symbols: none may go or change, new ones come at the end.
+TEST_F(Lv2Bundle, KeepsTheSymbolsThatSessionsKnow) {
+  std::vector<std::string> symbols;
+  for (const ControlPort& port : ports_) symbols.push_back(port.symbol);
+  const std::vector<std::string> frozen = {
+#include "tests/lv2/FrozenSymbols.inc"
+  };
+  ASSERT_GE(symbols.size(), frozen.size());
+  symbols.resize(frozen.size());
+  EXPECT_EQ(symbols, frozen);
+}
+
+TEST_F(Lv2Bundle, HasTextsForTheParametersOfTheTreeAndForNoOthers) {
+  ASSERT_EQ(portTexts().size(), ports_.size());
+  for (std::size_t i = 0; i < ports_.size(); ++i) {
+    EXPECT_EQ(portTexts()[i].parameter, ports_[i].parameter->keyPath());
+  }
+}
+
+TEST_F(Lv2Bundle, CarriesAllPresetsOfTheFactory) {
+  LilvNode* kind = lilv_new_uri(world_.lilv(), "http://lv2plug.in/ns/ext/presets#Preset");
+  LilvNodes* presets = lilv_plugin_get_related(world_.plugin(), kind);
+  std::set<std::string> labels;
+  LILV_FOREACH(nodes, each, presets) {
+    const LilvNode* preset = lilv_nodes_get(presets, each);
+    const std::string uri = lilv_node_as_uri(preset);
+    labels.insert(oneOf(uri, kRdfs + "label"));
+    const std::string bank = oneOf(uri, "http://lv2plug.in/ns/ext/presets#bank");
+    EXPECT_EQ(world_.objectsOf(bank, kRdfs + "label").size(), 1U) << bank;
+  }
+  EXPECT_EQ(lilv_nodes_size(presets), 16U);
+  EXPECT_EQ(labels.size(), 16U);
+  EXPECT_THAT(labels, Contains("Far Lantern"));
+  lilv_nodes_free(presets);
+  lilv_node_free(kind);
+}
+
+TEST_F(Lv2Bundle, HasADefaultStateThatIsTheFreshOne) {
+  Lv2Host host(world_);
+  const std::string fresh = *host.save();
+  LilvNode* uri = lilv_new_uri(world_.lilv(), kPluginUri);
+  LV2_URID_Map map{nullptr, [](LV2_URID_Map_Handle, const char* name) { return uridOf(name); }};
+  LilvState* state = lilv_state_new_from_world(world_.lilv(), &map, uri);
+  ASSERT_NE(state, nullptr);
+  ASSERT_EQ(lilv_state_get_num_properties(state), 1U);
+  host.activate();
+  host.port("filterCutoff") = 55.0F;
+  host.run(64);
+  ASSERT_NE(*host.save(), fresh);
+
+  // The host's side of a restore: the state, and no ports.
+  lilv_state_restore(
+      state, host.instance(), [](const char*, void*, const void*, std::uint32_t, std::uint32_t) {}, nullptr,
+      0, nullptr);
+  host.run(64);
+
+  const auto again = StateEnvelope::fromText(*host.save());
+  ASSERT_TRUE(again);
+  EXPECT_EQ(again.value().unit, StateEnvelope::fromText(fresh).value().unit);
+  lilv_state_free(state);
+  lilv_node_free(uri);
+}
+
+TEST_F(Lv2Bundle, ShowsTheHostNothingButItsDescriptor) {
+  const std::string binary = std::string(MORV_LV2_BUNDLES) + "/morv.lv2/morv.so";
+  EXPECT_THAT(outputOf("nm -D --defined-only " + binary + " | awk '{print $3}'"),
+              HasSubstr("lv2_descriptor\n\nexit 0"));
+  EXPECT_EQ(outputOf("nm -D --defined-only " + binary + " | wc -l"), "1\n\nexit 0");
+  EXPECT_EQ(outputOf("ldd -r " + binary + " 2>&1 | grep -c 'not found\\|undefined'"), "0\n\nexit 256");
+  EXPECT_EQ(outputOf("ldd " + binary + " 2>&1 | grep -ciE 'libX|libGL|libQt|libxcb'"), "0\n\nexit 256");
+  EXPECT_THAT(outputOf("readelf -d " + binary + " | grep -E 'RUNPATH|RPATH'"), HasSubstr("[$ORIGIN]"));
+  EXPECT_THAT(outputOf("ldd " + binary + " | grep MORVFramework"),
+              HasSubstr("morv.lv2/libMORVFramework.so.0"));
+}
+
+}  // namespace
+}  // namespace morv::lv2
