@@ -20,7 +20,14 @@ class MORV_EXPORT ZQ3Unit : public ZRAudioUnit {
  public:
   // Builds the engine at 44100 Hz (which the derived constants keep) and the tree, and writes the settings'
   // defaults at the first start.
-  explicit ZQ3Unit(const AudioUnitServices& services);
+  // Throws as the base does, and if there is not enough memory for the engine.
+  explicit ZQ3Unit(const AudioUnitServices& services) : ZQ3Unit(services, Stage::base) {}
+  // The same for hosts that take no exceptions: none, with the reason in `error` if it is given. The unit has
+  // the codes of this instrument whatever the description says, and there are no options.
+  static std::unique_ptr<ZQ3Unit> initWithComponentDescription(const AudioComponentDescription& description,
+                                                               std::uint32_t options,
+                                                               const AudioUnitServices& services,
+                                                               std::string* error);
   ~ZQ3Unit() override;
 
   // Takes rate and greatest block from the output bus and `maximumFramesToRender`. False with a reason, and
@@ -61,9 +68,13 @@ class MORV_EXPORT ZQ3Unit : public ZRAudioUnit {
   // None: an instrument takes no audio.
   const AUAudioUnitBusArray* inputBusses() const noexcept { return nullptr; }
   AUParameter* outputVolumeParameter() const noexcept { return outputVolumeParameter_; }
+  // None in this instrument, whose MIDI mode is found by its key path.
+  AUParameter* midiModeParameter() const noexcept { return midiModeParameter_; }
 
  protected:
   void _initPrefsIfNecesarry();
+  // Makes the tree anew, inside a notice of the property "parameterTree", and hands it to the mapper.
+  void buildParameterTree();
   AUAudioUnitStatus _render(const AudioTimeStamp* timestamp, std::uint32_t frameCount,
                             AudioBufferList* outputData,
                             const AURenderEvent* events) noexcept MORV_NONBLOCKING;
@@ -72,8 +83,13 @@ class MORV_EXPORT ZQ3Unit : public ZRAudioUnit {
   BufferedOutputBus _outputBuffer;
 
  private:
+  // How far construction has come.
+  enum class Stage : std::uint8_t { base, engine };
+  ZQ3Unit(const AudioUnitServices& services, Stage stage);
+
   std::unique_ptr<AUAudioUnitBusArray> outputBusArray_;
   AUParameter* outputVolumeParameter_ = nullptr;
+  AUParameter* midiModeParameter_ = nullptr;
 };
 
 }  // namespace morv

@@ -22,6 +22,7 @@ class UnitState : public testing::Test {
   UnitState() {
     around_.services.log = [this](const std::string& line) { log_.push_back(line); };
     unit_ = std::make_unique<OpenUnit>(around_);
+    log_.clear();
   }
   AUParameter& parameter(const std::string& keyPath) {
     return *unit_->parameterTree()->parameterForKeyPath(keyPath);
