@@ -14,6 +14,7 @@
 #include "platform/PropertyList.h"
 #include "platform/Random.h"
 #include "tests/unit/PresetSurroundings.h"
+#include "tests/unit/UnitInstance.h"
 
 namespace morv {
 namespace {
@@ -153,6 +154,24 @@ TEST(UnitThreads, RenderingSettingLoadingAndReadingDoNotDisturbOneAnother) {
   EXPECT_GT(edits.load(), 10);
   EXPECT_GT(observed.load(), 100);
   EXPECT_GT(moved.load(), 10);  // by controllers
+}
+
+TEST(UnitThreads, UnitsComeAndGoOnSeveralThreadsWhileControllersMove) {
+  TemporaryFolder folder;
+  const auto live = [&folder] {
+    for (int i = 0; i < 3; ++i) {
+      UnitInstance instance(folder.path("user"));
+      instance.open();
+      instance.unit->midiMapper()->setMapping(20, instance.cutoff().address());
+      for (std::uint8_t value = 0; value < 100; ++value) instance.sendController(20, value);
+    }
+  };
+
+  std::thread other(live);
+  live();
+  other.join();
+
+  EXPECT_GE(ZRMidiMapper::sharedObject()->mappingForControl(20), 0);
 }
 
 }  // namespace
