@@ -177,6 +177,9 @@ TEST_F(MidiMapperOfTheProcess, IsOneObjectAsLongAsTheProcessLives) {
   EXPECT_EQ(ZRMidiMapper::sharedObject().get(), before);
   EXPECT_EQ(ZRMidiMapper::sharedObject()->currentMappingParameter(), 77U);
   EXPECT_TRUE(ZRMidiMapper::sharedObject()->isWaitingForMapping());
+  shared_->setMidiCHannel(-1);
+  EXPECT_TRUE(shared_->handleMidiCC(1, 0, 1));
+  EXPECT_FALSE(shared_->isWaitingForMapping());
 }
 
 TEST_F(MidiMapperOfTheProcess, WorksInMemoryWithoutServices) {

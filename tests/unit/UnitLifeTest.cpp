@@ -186,6 +186,20 @@ TEST(UnitLife, AUnitThatGoesLeavesNothingOnTheMainQueue) {
   EXPECT_EQ(later.notices, 1);
 }
 
+// The queue's tokens count what is posted.
+TEST(UnitLife, SettingsAndNoticesOfAUnitThatIsGoneReachNoQueue) {
+  PresetSurroundings around;
+  { const PresetUnit unit(around.services); }
+  around.wait(1.0);
+  const MainQueue::Token before = around.queue.post([] {});
+
+  around.standard.setInteger("midiChannel", 4);
+  around.suite.setDouble("midiMPEBendRange", 12.0);
+  around.notifications.post("presetImportSucesfull");
+
+  EXPECT_EQ(around.queue.post([] {}), before + 1);
+}
+
 TEST(UnitLife, ANewTreeIsToldOfAroundItsMaking) {
   UnitSurroundings around;
   Deeds deeds;
