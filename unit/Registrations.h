@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <utility>
 #include <vector>
@@ -10,7 +11,7 @@ namespace morv {
 // also when the object's constructor fails half way. One thread.
 class Registrations {
  public:
-  Registrations() = default;
+  Registrations() { undos_.reserve(kExpected); }
   ~Registrations();
   Registrations(const Registrations&) = delete;
   Registrations& operator=(const Registrations&) = delete;
@@ -21,6 +22,8 @@ class Registrations {
   void undoAll();
 
  private:
+  static constexpr std::size_t kExpected = 16;  // up to here `add` finds its memory ready
+
   std::vector<std::function<void()>> undos_;
 };
 

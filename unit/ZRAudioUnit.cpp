@@ -47,7 +47,6 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponent
   }
   factoryPresets();
   overridesMIDISettingParametersWithPrefs = true;
-  if (services_.midiMapper == nullptr) useMapperOfProcess();
   if (services_.notifications != nullptr) {
     const auto token = services_.notifications->addObserver("presetImportSucesfull", mainQueue(),
                                                             [this] { _reloadiCloudData(); });
@@ -55,6 +54,8 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponent
   }
   observe(standardDefaults());
   observe(defaults());
+  if (services_.midiMapper == nullptr) useMapperOfProcess();
+  // Last: what comes from a render thread finds a whole unit.
   voiceTriggeredKind_ = handleFromRender([this](std::int32_t note) {
     if (ZRAudioUnitDelegate* told = delegate()) told->audioUnitDidTriggerVoiceForNote(this, note);
     DiagnosticRing::shared().post("did trigger note: %i\n", note);
