@@ -17,7 +17,7 @@ HostSurroundings::HostSurroundings(Directories directories, Log log)
       sharedSettings_(directories_.configuration, kSharedSuite, log_),
       fileCoordinator_(directories_.locks) {}
 
-AudioUnitServices HostSurroundings::services(MainQueue& queue) {
+AudioUnitServices HostSurroundings::services(MainQueue& queue, Log log) {
   AudioUnitServices services;
   services.standardSettings = &standardSettings_;
   services.sharedSettings = &sharedSettings_;
@@ -26,7 +26,10 @@ AudioUnitServices HostSurroundings::services(MainQueue& queue) {
   services.notifications = &notifications_;
   services.fileCoordinator = &fileCoordinator_;
   services.directories = directories_;
-  services.log = log_;
+  // That a unit begins is no news to a host, which has asked for it.
+  services.log = [log = std::move(log)](const std::string& line) {
+    if (log && !line.starts_with("Initializing ")) log(line);
+  };
   return services;
 }
 

@@ -27,7 +27,9 @@ class HostSurroundings {
   HostSurroundings(Directories directories, Log log);
 
   // For one unit, whose main queue the caller turns. No mapper is among them.
-  AudioUnitServices services(MainQueue& queue);
+  AudioUnitServices services(MainQueue& queue) { return services(queue, log_); }
+  // The same with a log of the unit's own.
+  AudioUnitServices services(MainQueue& queue, Log log);
 
   SettingsSuite& standardSettings() noexcept { return standardSettings_; }
   SettingsSuite& sharedSettings() noexcept { return sharedSettings_; }

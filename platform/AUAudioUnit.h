@@ -16,6 +16,7 @@
 #include "platform/AURenderEvent.h"
 #include "platform/AVAudioFormat.h"
 #include "platform/Export.h"
+#include "platform/KeyValueObservers.h"
 #include "platform/PropertyListValue.h"
 
 namespace morv {
@@ -102,6 +103,8 @@ class MORV_EXPORT AUAudioUnit {
   virtual AUInternalRenderBlock internalRenderBlock() = 0;
   virtual const AUAudioUnitBusArray* outputBusses() const = 0;
   virtual AUParameterTree* parameterTree() const = 0;
+  // Of this unit's properties: "parameterTree".
+  KeyValueObservers& keyValueObservers() noexcept { return keyValueObservers_; }
 
   std::uint32_t maximumFramesToRender() const noexcept { return maximumFramesToRender_; }
   // Any thread.
@@ -122,6 +125,7 @@ class MORV_EXPORT AUAudioUnit {
   mutable std::mutex foreignMutex_;           // states may be read and loaded on different threads
   PropertyListDictionary foreign_;            // entries of the last state that are not this class's
   PropertyListDictionary foreignParameters_;  // by group, as in a state
+  KeyValueObservers keyValueObservers_;
   std::uint32_t maximumFramesToRender_ = 512;
   std::atomic<bool> renderResourcesAllocated_{false};  // publishes what was allocated
 };

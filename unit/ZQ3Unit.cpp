@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <new>
 
-#include "platform/DiagnosticRing.h"
 #include "platform/ScopedFlushDenormals.h"
 #include "unit/RenderCallbacks.h"
 #include "unit/ZRMidiMapper.h"
@@ -24,6 +24,8 @@ constexpr AUParameterAddress kAddressHeldAtZero = 896;
 constexpr AudioComponentDescription kDescription = {fourCharacterCode("aumu"), fourCharacterCode("morv"),
                                                     fourCharacterCode("MORV")};
 
+constexpr const char* kInitializing = "Initializing Audio Component: MORV";
+constexpr const char* kParameterTree = "parameterTree";
 constexpr const char* kManufacturer = "manufacturer";
 constexpr const char* kDidInitAUPrefs = "didInitAUPrefs";
 constexpr const char* kMidiMode = "midiMode";
@@ -32,24 +34,49 @@ constexpr const char* kMidiMPEBendRange = "midiMPEBendRange";
 
 }  // namespace
 
-ZQ3Unit::ZQ3Unit(const AudioUnitServices& services, std::optional<std::uint32_t> firstAddress)
+ZQ3Unit::ZQ3Unit(const AudioUnitServices& services, std::optional<std::uint32_t> firstAddress,
+                 Stage stage) try
     : ZRAudioUnit(services, kDescription) {
-  DiagnosticRing::shared().post("Initializing Audio Component: MORV\n");
+  stage = Stage::engine;
+  log(kInitializing);
   const AVAudioFormat format{kInitialSampleRateHz, kChannels};
-  firstAddress_ = _kernel.init(static_cast<int>(format.channelCount), format.sampleRate, kInitialMaximumFrames, kVoices,
-               firstAddress);
+  firstAddress_ = _kernel.init(static_cast<int>(format.channelCount), format.sampleRate,
+                               kInitialMaximumFrames, kVoices, firstAddress);
   _kernel.owner = static_cast<ZRAudioUnit*>(this);
   _kernel.programChangeCallback = programChange;
   _kernel.midiMonitorBlock = midiMonitorBlock();
   _outputBuffer.init(format, kChannels);
   outputBusArray_ = std::make_unique<AUAudioUnitBusArray>(AUAudioUnitBusType::output,
                                                           std::vector<AUAudioUnitBus*>{outputBus()});
-  setParameterTree(ZQ3Unit::generateParameterTree());
-  if (midiMapper() != nullptr) midiMapper()->setParameterTree(sharedParameterTree());
-  outputVolumeParameter_ = parameterTree()->parameterForKeyPath("morv.volume");
+  buildParameterTree();
   setMaximumFramesToRender(kInitialMaximumFrames);
   musicalContextBlock = nullptr;
   _initPrefsIfNecesarry();
+} catch (const std::exception&) {
+  // Goes on to the caller behind this.
+  if (services.log) {
+    if (stage == Stage::base) services.log(kInitializing);
+    services.log("[ERROR] Unable to init Audio Unit Component: MORV");
+  }
+}
+
+std::unique_ptr<ZQ3Unit> ZQ3Unit::initWithComponentDescription(
+    const AudioComponentDescription& /*description*/, std::uint32_t /*options*/,
+    const AudioUnitServices& services, std::string* error) {
+  try {
+    return std::make_unique<ZQ3Unit>(services);
+  } catch (const std::exception& failure) {
+    if (error != nullptr) *error = failure.what();
+    return nullptr;
+  }
+}
+
+void ZQ3Unit::buildParameterTree() {
+  keyValueObservers().willChangeValueForKey(kParameterTree);
+  setParameterTree(ZQ3Unit::generateParameterTree());
+  keyValueObservers().didChangeValueForKey(kParameterTree);
+  midiMapper()->setParameterTree(sharedParameterTree());
+  outputVolumeParameter_ = parameterTree()->parameterForKeyPath("morv.volume");
 }
 
 ZQ3Unit::~ZQ3Unit() = default;

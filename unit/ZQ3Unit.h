@@ -21,8 +21,16 @@ class MORV_EXPORT ZQ3Unit : public ZRAudioUnit {
  public:
   // Builds the engine at 44100 Hz (which the derived constants keep) and the tree, and writes the settings'
   // defaults at the first start. Parameters take their addresses from the process's counter, or from the
-  // given one on: those of a unit that this one takes the place of.
-  explicit ZQ3Unit(const AudioUnitServices& services, std::optional<std::uint32_t> firstAddress = {});
+  // given one on: those of a unit that this one takes the place of. Throws as the base does, and if there is
+  // not enough memory for the engine.
+  explicit ZQ3Unit(const AudioUnitServices& services, std::optional<std::uint32_t> firstAddress = {})
+      : ZQ3Unit(services, firstAddress, Stage::base) {}
+  // The same for hosts that take no exceptions: none, with the reason in `error` if it is given. The unit has
+  // the codes of this instrument whatever the description says, and there are no options.
+  static std::unique_ptr<ZQ3Unit> initWithComponentDescription(const AudioComponentDescription& description,
+                                                               std::uint32_t options,
+                                                               const AudioUnitServices& services,
+                                                               std::string* error);
   ~ZQ3Unit() override;
 
   // Takes rate and greatest block from the output bus and `maximumFramesToRender`. False with a reason, and
@@ -65,9 +73,13 @@ class MORV_EXPORT ZQ3Unit : public ZRAudioUnit {
   // None: an instrument takes no audio.
   const AUAudioUnitBusArray* inputBusses() const noexcept { return nullptr; }
   AUParameter* outputVolumeParameter() const noexcept { return outputVolumeParameter_; }
+  // None in this instrument, whose MIDI mode is found by its key path.
+  AUParameter* midiModeParameter() const noexcept { return midiModeParameter_; }
 
  protected:
   void _initPrefsIfNecesarry();
+  // Makes the tree anew, inside a notice of the property "parameterTree", and hands it to the mapper.
+  void buildParameterTree();
   AUAudioUnitStatus _render(const AudioTimeStamp* timestamp, std::uint32_t frameCount,
                             AudioBufferList* outputData,
                             const AURenderEvent* events) noexcept MORV_NONBLOCKING;
@@ -76,8 +88,13 @@ class MORV_EXPORT ZQ3Unit : public ZRAudioUnit {
   BufferedOutputBus _outputBuffer;
 
  private:
+  // How far construction has come.
+  enum class Stage : std::uint8_t { base, engine };
+  ZQ3Unit(const AudioUnitServices& services, std::optional<std::uint32_t> firstAddress, Stage stage);
+
   std::unique_ptr<AUAudioUnitBusArray> outputBusArray_;
   AUParameter* outputVolumeParameter_ = nullptr;
+  AUParameter* midiModeParameter_ = nullptr;
   std::uint32_t firstAddress_ = 0;
 };
 

@@ -1,10 +1,12 @@
 #include "unit/ZRAudioUnit.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include "platform/AtomicFile.h"
 #include "platform/DiagnosticRing.h"
 #include "render/ZRDSPParameter.h"
+#include "unit/GroupName.h"
 #include "unit/PresetNames.h"
 #include "unit/ZRMidiMapper.h"
 
@@ -20,26 +22,21 @@ constexpr int kByteMask = 0xFF;
 constexpr int kDataShift = 8;
 constexpr int kChannelShift = 16;
 
+const AudioUnitServices& checked(const AudioUnitServices& services) {
+  if (services.standardSettings == nullptr) throw std::invalid_argument("no standard settings");
+  if (services.sharedSettings == nullptr) throw std::invalid_argument("no shared settings");
+  if (services.mainQueue == nullptr) throw std::invalid_argument("no main queue");
+  return services;
+}
+
 }  // namespace
 
 ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponentDescription& description)
-    : AUAudioUnit(description),
-      services_(services),
-      groupIdentifier_(kGroupIdentifier),
-      self_(std::make_shared<ZRAudioUnit*>(this)) {
-  overridesMIDISettingParametersWithPrefs = true;
-  voiceTriggeredKind_ = mainQueue().addRenderHandler([this](std::int32_t note) {
-    if (ZRAudioUnitDelegate* told = delegate()) told->audioUnitDidTriggerVoiceForNote(this, note);
-    DiagnosticRing::shared().post("did trigger note: %i\n", note);
-  });
-  programChangeKind_ =
-      mainQueue().addRenderHandler([this](std::int32_t program) { programChanged(program); });
-  controllerKind_ = mainQueue().addRenderHandler([this](std::int32_t message) {
-    if (midiMapper() == nullptr) return;
-    midiMapper()->handleMidiCC(message & kByteMask, message >> kDataShift & kByteMask,
-                               message >> kChannelShift);
-  });
-  if (services_.fileCoordinator != nullptr) {
+    : AUAudioUnit(description), services_(checked(services)), self_(std::make_shared<ZRAudioUnit*>(this)) {
+  groupIdentifier_ = groupNameOfBundle(kBundleIdentifier);
+  // The settings of a user stay the same in whatever bundle the unit comes.
+  groupIdentifier_ = kGroupIdentifier;
+  if (services_.fileCoordinator != nullptr && services_.backgroundQueue != nullptr) {
     cloud_ = std::make_shared<CloudContainer>(defaults(), *services_.fileCoordinator);
   }
   if (!services_.directories.documents.empty()) removeStaleTemporaryFiles(services_.directories.documents);
@@ -49,26 +46,43 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponent
     _migrateToiCloud();
   }
   factoryPresets();
+  overridesMIDISettingParametersWithPrefs = true;
   if (services_.notifications != nullptr) {
-    importToken_ = services_.notifications->addObserver("presetImportSucesfull", mainQueue(),
-                                                        [this] { _reloadiCloudData(); });
+    const auto token = services_.notifications->addObserver("presetImportSucesfull", mainQueue(),
+                                                            [this] { _reloadiCloudData(); });
+    registrations_.add([this, token] { services_.notifications->removeObserver(token); });
   }
-  observe(standardDefaults(), &standardToken_);
-  observe(defaults(), &sharedToken_);
+  observe(standardDefaults());
+  observe(defaults());
+  if (services_.midiMapper == nullptr) useMapperOfProcess();
+  // Last: what comes from a render thread finds a whole unit.
+  voiceTriggeredKind_ = handleFromRender([this](std::int32_t note) {
+    if (ZRAudioUnitDelegate* told = delegate()) told->audioUnitDidTriggerVoiceForNote(this, note);
+    DiagnosticRing::shared().post("did trigger note: %i\n", note);
+  });
+  programChangeKind_ = handleFromRender([this](std::int32_t program) { programChanged(program); });
+  controllerKind_ = handleFromRender([this](std::int32_t message) {
+    midiMapper()->handleMidiCC(message & kByteMask, message >> kDataShift & kByteMask,
+                               message >> kChannelShift);
+  });
 }
 
 ZRAudioUnit::~ZRAudioUnit() {
-  if (services_.notifications != nullptr) services_.notifications->removeObserver(importToken_);
+  registrations_.undoAll();
   if (cloud_ != nullptr) cloud_->stopWatching();
-  defaults().removeObserver(sharedToken_);
-  standardDefaults().removeObserver(standardToken_);
-  mainQueue().removeRenderHandler(controllerKind_);
-  mainQueue().removeRenderHandler(programChangeKind_);
-  mainQueue().removeRenderHandler(voiceTriggeredKind_);
 }
 
-void ZRAudioUnit::observe(SettingsStore& store, SettingsStore::ObserverToken* token) {
-  *token = store.addObserver(
+void ZRAudioUnit::useMapperOfProcess() {
+  services_.midiMapper = ZRMidiMapper::sharedObject();
+  const auto loan = services_.midiMapper->lendServices({.standardSettings = services_.standardSettings,
+                                                        .notifications = services_.notifications,
+                                                        .directories = services_.directories,
+                                                        .log = services_.log});
+  registrations_.add([this, loan] { services_.midiMapper->takeBackServices(loan); });
+}
+
+void ZRAudioUnit::observe(SettingsStore& store) {
+  const auto token = store.addObserver(
       [queue = services_.mainQueue, weak = std::weak_ptr<ZRAudioUnit*>(self_)](const std::string&) {
         queue->post([weak] {
           const auto self = weak.lock();
@@ -77,6 +91,13 @@ void ZRAudioUnit::observe(SettingsStore& store, SettingsStore::ObserverToken* to
           (*self)->prefsChanged();
         });
       });
+  registrations_.add([&store, token] { store.removeObserver(token); });
+}
+
+std::int32_t ZRAudioUnit::handleFromRender(std::function<void(std::int32_t value)> handler) {
+  const std::int32_t kind = mainQueue().addRenderHandler(std::move(handler));
+  registrations_.add([this, kind] { mainQueue().removeRenderHandler(kind); });
+  return kind;
 }
 
 std::shared_ptr<AUParameterTree> ZRAudioUnit::generateParameterTree() {
@@ -122,7 +143,7 @@ MainQueue::Token ZRAudioUnit::performAfter(double seconds, std::function<void()>
 
 ZRDSPModMatrix* ZRAudioUnit::getModMatrix() const { return nullptr; }
 
-void ZRAudioUnit::prefsChanged() { DiagnosticRing::shared().post("[ZRAUdioUnit] prefs changed\n"); }
+void ZRAudioUnit::prefsChanged() { log("[ZRAUdioUnit] prefs changed"); }
 
 const ZRAudioUnit::MIDIMonitorBlock& ZRAudioUnit::midiMonitorBlock() {
   if (!midiMonitorBlock_) {

@@ -18,6 +18,7 @@
 #include "platform/Random.h"
 #include "platform/Relaxed.h"
 #include "unit/AudioUnitServices.h"
+#include "unit/Registrations.h"
 #include "unit/WaitingPresets.h"
 #include "unit/ZRAudioUnitDelegate.h"
 #include "unit/ZRStateChange.h"
@@ -47,6 +48,7 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   // Hears each MIDI event ahead of the instrument, on the render thread; answers 0.
   using MIDIMonitorBlock = std::function<int(AUEventSampleTime eventSampleTime, std::uint8_t cable,
                                              std::uint16_t length, const std::uint8_t* bytes)>;
+  // Throws std::invalid_argument if a service that is needed is missing. Nothing is left with services then.
   explicit ZRAudioUnit(const AudioUnitServices& services, const AudioComponentDescription& description = {});
   ~ZRAudioUnit() override;
 
@@ -139,7 +141,6 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   // Built at the first call and kept; later calls and the render thread share it. Of all messages only
   // controllers go further: the main queue hands them to the mapper.
   const MIDIMonitorBlock& midiMonitorBlock();
-  // None without one in the services.
   ZRMidiMapper* midiMapper() const noexcept { return services_.midiMapper.get(); }
   // Render thread: has the main queue tell the delegate of a note.
   void postVoiceTriggered(int note) noexcept MORV_NONBLOCKING;
@@ -169,6 +170,8 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
 
   // Name of the settings suite that unit and view share.
   const std::string& groupIdentifier() const noexcept { return groupIdentifier_; }
+  // Folder of what the group shares; may be empty.
+  const std::string& groupFolderPath() const noexcept { return services_.directories.data; }
   // That suite.
   SettingsStore& defaults() const noexcept { return *services_.sharedSettings; }
   SettingsStore& standardDefaults() const noexcept { return *services_.standardSettings; }
@@ -201,7 +204,9 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   MainQueue::Token performAfter(double seconds, std::function<void()> work);
 
  private:
-  void observe(SettingsStore& store, SettingsStore::ObserverToken* token);
+  void useMapperOfProcess();
+  void observe(SettingsStore& store);
+  std::int32_t handleFromRender(std::function<void(std::int32_t value)> handler);
   PropertyListDictionary storedPresets() const;
   void storeWaitingPresets();
   void readPresetFiles(PropertyListDictionary* presets);
@@ -240,7 +245,6 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   std::optional<PropertyListValue::Data> currentiCloudToken;
   std::shared_ptr<CloudContainer> cloud_;
   MainQueue::Token cloudReload_ = 0;
-  NotificationCenter::Token importToken_ = 0;
   Random random_{1};
   std::string groupIdentifier_;
   std::shared_ptr<AUParameterTree> parameterTree_;
@@ -252,10 +256,9 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   std::int32_t voiceTriggeredKind_ = 0;
   std::int32_t programChangeKind_ = 0;
   std::int32_t controllerKind_ = 0;
-  SettingsStore::ObserverToken standardToken_ = 0;
-  SettingsStore::ObserverToken sharedToken_ = 0;
   // What waits on the main queue holds this weakly, so that it falls away with the unit.
   std::shared_ptr<ZRAudioUnit*> self_;
+  Registrations registrations_;  // goes first
 };
 
 }  // namespace morv

@@ -4,8 +4,10 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/AUParameterTree.h"
 #include "platform/Directories.h"
@@ -15,9 +17,9 @@
 
 namespace morv {
 
-// What the mapper asks of its surroundings; they outlive it.
+// What the mapper asks of its surroundings.
 struct MidiMapperServices {
-  SettingsStore* standardSettings = nullptr;
+  SettingsStore* standardSettings = nullptr;    // without any the channel stays as it is
   NotificationCenter* notifications = nullptr;  // may be none
   Directories directories{};                    // without a data folder the table lives in memory alone
   std::function<void(const std::string& line)> log{};  // may be none
@@ -31,21 +33,32 @@ struct MidiMapperServices {
 //
 // An address of -1 stands for a controller that drives nothing.
 //
-// Main thread: units hand controllers over from the render thread through the main queue. A change of a
-// parameter goes through the tree like any other.
+// Any thread but the render thread: units hand controllers over from there through their main queues, of
+// which a process may have several. A change of a parameter goes through the tree like any other, with no
+// lock held. The notification is posted, and the log written, from inside the mapper: those who hear of it
+// wait for no other thread.
 class MORV_EXPORT ZRMidiMapper {
  public:
   // Controller number to address.
   using Mapping = std::map<int, std::int64_t>;
 
-  // One mapper for all units of a process: made from these services at the first use, and anew after nobody
-  // has held it any more. Any thread.
-  static std::shared_ptr<ZRMidiMapper> sharedObject(const MidiMapperServices& services);
+  using Loan = std::uint64_t;
 
-  explicit ZRMidiMapper(MidiMapperServices services);
+  // The one mapper of the process: made at the first use, with nothing to work on but a table in memory, and
+  // there until the process ends. Units lend it their services.
+  static std::shared_ptr<ZRMidiMapper> sharedObject();
+
+  // Services of its own, which outlive it.
+  explicit ZRMidiMapper(MidiMapperServices services = {});
   virtual ~ZRMidiMapper();
   ZRMidiMapper(const ZRMidiMapper&) = delete;
   ZRMidiMapper& operator=(const ZRMidiMapper&) = delete;
+
+  // Works with these services until they are taken back or others are lent; then again with the last ones
+  // still lent, or its own. With another data folder comes the table of that folder. The services may end
+  // when `takeBackServices` has returned, which waits for their use on other threads.
+  Loan lendServices(const MidiMapperServices& services);
+  void takeBackServices(Loan loan);
 
   // The parameters that controllers reach; loads the table or makes the default one again. A tree that goes
   // takes its parameters along.
@@ -67,34 +80,49 @@ class MORV_EXPORT ZRMidiMapper {
   int controlForMapping(std::uint64_t address) const;
 
   // Channel that is admitted, from 0; negative for all. Read from the settings at each message.
-  void setMidiCHannel(int channel) { midiCHannel_ = channel; }
-  int midiCHannel() const { return midiCHannel_; }
-  bool isWaitingForMapping() const { return isWaitingForMapping_; }
-  std::uint64_t currentMappingParameter() const { return currentMappingParameter_; }
-  // None until there is a file or a tree.
-  const std::optional<Mapping>& mapping() const { return mapping_; }
+  void setMidiCHannel(int channel);
+  int midiCHannel() const;
+  bool isWaitingForMapping() const;
+  std::uint64_t currentMappingParameter() const;
+  // A copy; none until there is a file or a tree.
+  std::optional<Mapping> mapping() const;
   const std::string& groupIdentifier() const { return groupIdentifier_; }
+  // The settings suite of that name; in memory alone without a configuration folder. Nothing here reads it.
+  std::shared_ptr<SettingsStore> defaults() const;
   // Folder of the mapping files; empty if the table lives in memory alone.
-  const std::string& basePath() const { return basePath_; }
+  std::string basePath() const;
 
  private:
+  struct Lent {
+    Loan loan;
+    MidiMapperServices services;
+  };
   void _initStorage();
   void _loadMappingOrCreateDefaultIfNecesarry();
   std::optional<Mapping> _makeDefaultMapping() const;
   std::optional<Mapping> loadMapping() const;
   void _persistMapping() const;
+  const MidiMapperServices& services() const;
+  void takeUpServices();
+  void readChannel(int offset);
   std::string filePath() const;
   bool learn(int controller);
   void log(const std::string& line) const;
 
-  MidiMapperServices services_;
+  // Recursive for those who hear of a mapping, and ask for it.
+  mutable std::recursive_mutex mutex_;
+  MidiMapperServices own_;
+  std::vector<Lent> lent_;
+  Loan nextLoan_ = 1;
+  const std::string groupIdentifier_;
   std::weak_ptr<AUParameterTree> parameterTree_;
   std::optional<Mapping> mapping_;
   std::uint64_t currentMappingParameter_ = 0;
   bool isWaitingForMapping_ = false;
   int midiCHannel_ = 0;
-  std::string groupIdentifier_;
+  Directories directories_{};  // those that the storage lies in
   std::string basePath_;
+  std::shared_ptr<SettingsStore> defaults_;
 };
 
 }  // namespace morv

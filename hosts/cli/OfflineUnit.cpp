@@ -22,7 +22,10 @@ AudioUnitServices servicesOf(SettingsStore& standard, SettingsStore& shared, Mai
   standard.setInteger(kMidiChannel, kAllChannels);
   AudioUnitServices services{&standard, &shared, &queue};
   services.directories.resources = resources;
-  services.log = [](const std::string& line) { warn(line); };
+  // A run's messages tell what went wrong, not that a unit is made.
+  services.log = [](const std::string& line) {
+    if (!line.starts_with("Initializing ")) warn(line);
+  };
   return services;
 }
 

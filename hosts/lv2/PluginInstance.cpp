@@ -37,12 +37,6 @@ PluginInstance::~PluginInstance() {
   freeTakenOver();
 }
 
-AudioUnitServices PluginInstance::services() {
-  AudioUnitServices services = surroundings_->services(queue_);
-  services.log = [this](const std::string& line) { host_.log(line); };
-  return services;
-}
-
 std::vector<ControlPort> PluginInstance::portsOfFreshUnit() {
   makeSounding(std::nullopt);
   return controlPorts(*sounding_->unit.parameterTree());
@@ -50,7 +44,8 @@ std::vector<ControlPort> PluginInstance::portsOfFreshUnit() {
 
 // A mapper serves one tree, so each instance has one of its own.
 void PluginInstance::makeSounding(std::optional<std::uint32_t> firstAddress) {
-  AudioUnitServices given = services();
+  AudioUnitServices given =
+      surroundings_->services(queue_, [this](const std::string& line) { host_.log(line); });
   given.midiMapper = std::make_shared<ZRMidiMapper>(
       MidiMapperServices{&surroundings_->standardSettings(), &surroundings_->notifications(),
                          surroundings_->directories(), given.log});

@@ -73,7 +73,6 @@ class PluginInstance final : private ZRAudioUnitDelegate {
     HostCycle cycle;
   };
 
-  AudioUnitServices services();
   void makeSounding(std::optional<std::uint32_t> firstAddress);
   bool allocate();
   void turnQueue();

@@ -74,5 +74,37 @@ TEST(UnitRender, NeitherAllocatesNorLocksNorWaitsOnTheWayFromTheHostToTheEngine)
   EXPECT_EQ(unit.told.size(), static_cast<std::size_t>(programChanges));
 }
 
+// Nobody turns the main queue, so that its ring fills up and everything further is lost.
+TEST(UnitRender, NeitherAllocatesNorLocksNorWaitsWhenTheQueueToTheMainThreadIsFull) {
+  constexpr std::uint32_t kCycle = 64;
+  constexpr int kPerCycle = 16;
+  constexpr auto kCycles = static_cast<std::int64_t>(2 * RenderMessageRing::kCapacity / kPerCycle);
+  UnitSurroundings around;
+  const auto mapper = std::make_shared<HearingMapper>(around);
+  around.services.midiMapper = mapper;
+  ListeningUnit unit(around);
+  ASSERT_TRUE(unit.allocateRenderResources(nullptr));
+  HostBlockCutter cutter(unit);
+  std::vector<float> left(kCycle);
+  std::vector<float> right(kCycle);
+  std::vector<AURenderEvent> events(kPerCycle);
+
+  const long before = RenderTrap::caught();
+  for (std::int64_t cycle = 0; cycle < kCycles; ++cycle) {
+    for (int i = 0; i < kPerCycle; ++i) {
+      const auto status = static_cast<std::uint8_t>(i % 2 == 0 ? 0xC0 : 0xB0);
+      events[static_cast<std::size_t>(i)].MIDI = {
+          nullptr, cycle * kCycle, AURenderEventMIDI, 3, 0, {status, 74, static_cast<std::uint8_t>(i)}};
+    }
+    const RenderTrap trap;
+    cutter.render(static_cast<double>(cycle * kCycle), kCycle, left.data(), right.data(), events);
+  }
+
+  EXPECT_EQ(RenderTrap::caught(), before) << RenderTrap::lastCaught();
+  around.queue.runDue(0);
+  EXPECT_EQ(mapper->heard.size() + unit.told.size(), RenderMessageRing::kCapacity);
+  EXPECT_EQ(mapper->heard.size(), unit.told.size());
+}
+
 }  // namespace
 }  // namespace morv

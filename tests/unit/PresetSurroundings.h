@@ -36,6 +36,7 @@ class PresetSurroundings {
                  .notifications = &notifications,
                  .fileCoordinator = &coordinator,
                  .directories = Directories::under(folder.path("user")),
+                 .midiMapper = std::make_shared<ZRMidiMapper>(),
                  .log = [this](const std::string& line) {
                    const std::scoped_lock lock(logMutex);
                    log.push_back(line);

@@ -197,8 +197,8 @@ TEST_F(StateMutation, MappingFilesAreRefusedOrHoldControllersAndAddresses) {
   while (std::chrono::steady_clock::now() < end && !HasFailure()) {
     std::ofstream(path, std::ios::binary) << mutator.wounded(whole);
     ZRMidiMapper loaded({.standardSettings = &around_.standard, .directories = around_.services.directories});
-    if (loaded.mapping()) {
-      for (const auto& [controller, address] : *loaded.mapping()) {
+    if (const auto table = loaded.mapping()) {
+      for (const auto& [controller, address] : *table) {
         EXPECT_GE(address, -1);
         loaded.handleMidiCC(controller, 64, 1);
       }

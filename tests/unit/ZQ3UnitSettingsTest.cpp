@@ -1,10 +1,118 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
 #include "tests/unit/UnitSurroundings.h"
 
 namespace morv {
 namespace {
+
+// Remembers what it held each time that it was brought to the disk.
+class SynchronisedStore : public SettingsStore {
+ public:
+  explicit SynchronisedStore(std::vector<std::string> keys) : keys_(std::move(keys)) {}
+  Outcome synchronize() override {
+    std::map<std::string, double> values;
+    for (const std::string& key : keys_) {
+      if (has(key)) values[key] = doubleForKey(key);
+    }
+    synchronised.push_back(values);
+    return Done{};
+  }
+  std::vector<std::map<std::string, double>> synchronised;
+
+ private:
+  std::vector<std::string> keys_;
+};
+
+class ZQ3UnitSynchronising : public testing::Test {
+ protected:
+  ZQ3UnitSynchronising() {
+    around_.services.standardSettings = &standard_;
+    around_.services.sharedSettings = &shared_;
+  }
+  using Values = std::map<std::string, double>;
+
+  SynchronisedStore standard_{{"midiMode", "didInitAUPrefs", "midiNotePriority"}};
+  SynchronisedStore shared_{{"midiMPEBendRange"}};
+  UnitSurroundings around_;
+};
+
+TEST_F(ZQ3UnitSynchronising, BringsTheDefaultsOfTheFirstStartToTheDisk) {
+  const OpenUnit unit(around_);
+
+  EXPECT_THAT(standard_.synchronised,
+              testing::ElementsAre(Values{{"midiMode", 1}, {"didInitAUPrefs", 1}, {"midiNotePriority", 0}}));
+  EXPECT_THAT(shared_.synchronised, testing::ElementsAre(Values{{"midiMPEBendRange", 48}}));
+}
+
+TEST_F(ZQ3UnitSynchronising, ALaterStartBringsNothing) {
+  standard_.setBool("didInitAUPrefs", true);
+
+  const OpenUnit unit(around_);
+
+  EXPECT_THAT(standard_.synchronised, testing::IsEmpty());
+  EXPECT_THAT(shared_.synchronised, testing::IsEmpty());
+}
+
+TEST_F(ZQ3UnitSynchronising, AMissingBendRangeIsBroughtToTheDiskAndOneThatIsThereIsNot) {
+  const OpenUnit unit(around_);
+  around_.queue.runDue(0);
+  shared_.synchronised.clear();
+
+  shared_.setDouble("midiMPEBendRange", 12.0);
+  around_.queue.runDue(1);
+  EXPECT_THAT(shared_.synchronised, testing::IsEmpty());
+  shared_.remove("midiMPEBendRange");
+  around_.queue.runDue(2);
+
+  EXPECT_THAT(shared_.synchronised, testing::ElementsAre(Values{{"midiMPEBendRange", 48}}));
+}
+
+// Remembers on which threads it was told of settings.
+class ThreadUnit : public OpenUnit {
+ public:
+  using OpenUnit::OpenUnit;
+  void prefsChanged() override {
+    toldOn.push_back(std::this_thread::get_id());
+    OpenUnit::prefsChanged();
+  }
+  std::vector<std::thread::id> toldOn;
+};
+
+TEST(ZQ3UnitSettings, AChangeOnAnotherThreadIsAnsweredOnTheMainQueue) {
+  UnitSurroundings around;
+  ThreadUnit unit(around);
+  around.queue.runDue(0);
+  unit.toldOn.clear();
+
+  std::thread other([&around] { around.shared.setDouble("midiMPEBendRange", 7.0); });
+  other.join();
+  EXPECT_THAT(unit.toldOn, testing::IsEmpty());
+  EXPECT_EQ(unit.instrument().mpeBendRange.load(), 48.0F);
+  around.queue.runDue(1);
+
+  EXPECT_THAT(unit.toldOn, testing::ElementsAre(std::this_thread::get_id()));
+  EXPECT_EQ(unit.instrument().mpeBendRange.load(), 7.0F);
+}
+
+TEST(ZQ3UnitSettings, ALaterStartReadsNoBendRangeUntilANotice) {
+  UnitSurroundings around;
+  around.standard.setBool("didInitAUPrefs", true);
+  around.shared.setDouble("midiMPEBendRange", 12.0);
+  OpenUnit unit(around);
+
+  around.queue.runDue(0);
+  EXPECT_EQ(unit.instrument().mpeBendRange.load(), 48.0F);
+  around.standard.setInteger("midiChannel", 3);
+  around.queue.runDue(1);
+
+  EXPECT_EQ(unit.instrument().mpeBendRange.load(), 12.0F);
+}
 
 TEST(ZQ3UnitSettings, WritesTheDefaultsAtTheFirstStart) {
   UnitSurroundings around;
@@ -93,6 +201,7 @@ TEST(ZQ3UnitSettings, HasOneStereoOutputAndNoInput) {
   EXPECT_EQ(unit.outputBus()->format.channelCount, 2U);
   EXPECT_EQ(unit.outputBus()->maximumChannelCount, 2U);
   EXPECT_EQ(unit.inputBusses(), nullptr);
+  EXPECT_EQ(unit.midiModeParameter(), nullptr);
   EXPECT_EQ(unit.maximumFramesToRender(), 1024U);
 }
 

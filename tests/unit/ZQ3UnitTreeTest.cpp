@@ -4,6 +4,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "effects/ZREcoVerb.h"
@@ -136,6 +137,47 @@ TEST_F(ZQ3UnitTree, StoresZeroAtEffectAddress896WhateverIsAsked) {
   highpass->setValue(0.7F);
 
   EXPECT_EQ(reverb.highpass.value.load(), 0.0F);
+  EXPECT_EQ(highpass->value(), 0.7F);
+}
+
+// An instrument of two parameters that writes down what it is told.
+class TellingInstrument : public ZRDSPInstrument {
+ public:
+  TellingInstrument() : ZRDSPInstrument(44100.0F) {
+    initParameter("midiMode", "MIDI Mode", 895, 0, 1, {}, ZRDSPParameterUnit::indexed, 0.0F, &mode);
+    initParameter("held", "Held", 896, 0, 1, {}, ZRDSPParameterUnit::generic, 0.0F, &held);
+  }
+  void setParameterValueForAddress(int address, float value) noexcept override {
+    told.emplace_back(address, value);
+    ZRDSPInstrument::setParameterValueForAddress(address, value);
+  }
+
+  ZRDSPParameter mode;
+  ZRDSPParameter held;
+  std::vector<std::pair<int, float>> told;
+};
+
+TEST_F(ZQ3UnitTree, SetsTheMidiModeTwiceAndAllElseOnce) {
+  const auto instrument = std::make_shared<TellingInstrument>();
+  unit_.kernel().instrument = instrument;
+  const auto tree = unit_.generateParameterTree();
+
+  tree->parameterWithAddress(895)->setValue(1.0F);
+  tree->parameterWithAddress(896)->setValue(0.7F);
+
+  EXPECT_THAT(instrument->told,
+              testing::ElementsAre(std::pair(895, 1.0F), std::pair(895, 1.0F), std::pair(896, 0.7F)));
+}
+
+TEST_F(ZQ3UnitTree, StoresWhatIsAskedAtTheInstrumentsAddress896) {
+  const auto instrument = std::make_shared<TellingInstrument>();
+  unit_.kernel().instrument = instrument;
+  const auto tree = unit_.generateParameterTree();
+
+  tree->parameterWithAddress(896)->setValue(0.7F);
+
+  EXPECT_EQ(instrument->held.value.load(), 0.7F);
+  EXPECT_EQ(tree->parameterWithAddress(896)->value(), 0.7F);
 }
 
 TEST_F(ZQ3UnitTree, ShowsTheInstrumentAndItsThreeEffectsAsGroups) {

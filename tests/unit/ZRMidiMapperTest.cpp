@@ -2,17 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <limits>
 #include <memory>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "platform/PropertyListFile.h"
-#include "render/ZRDSPParameter.h"
-#include "tests/hosts/TemporaryFolder.h"
+#include "tests/unit/MapperFixture.h"
 #include "tests/unit/UnitSurroundings.h"
-#include "unit/ZRMidiMapper.h"
 
 namespace morv {
 namespace {
@@ -22,57 +19,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-// A tree of three parameters: indexed, hertz and anything else, at addresses 10, 11 and 12.
-std::shared_ptr<AUParameterTree> smallTree() {
-  std::vector<std::unique_ptr<AUParameter>> children;
-  const auto add = [&](const char* identifier, AUParameterAddress address, float least, float greatest,
-                       ZRDSPParameterUnit unit) {
-    AUParameter::Description description;
-    description.identifier = identifier;
-    description.address = address;
-    description.minValue = least;
-    description.maxValue = greatest;
-    description.unit = static_cast<std::int32_t>(unit);
-    children.push_back(std::make_unique<AUParameter>(std::move(description)));
-  };
-  add("indexed", 10, 1, 5, ZRDSPParameterUnit::indexed);
-  add("hertz", 11, 20, 20020, ZRDSPParameterUnit::hertz);
-  add("other", 12, -1, 1, ZRDSPParameterUnit::percent);
-  AUParameterTree::Children groups;
-  groups.push_back(std::make_shared<AUParameterGroup>("g", "G", std::move(children)));
-  return AUParameterTree::createTreeWithChildren(std::move(groups));
-}
-
-class MidiMapper : public testing::Test {
- protected:
-  MidiMapper() {
-    services_ = {.standardSettings = &settings_,
-                 .notifications = &notifications_,
-                 .directories = Directories::under(folder_.path("user")),
-                 .log = [this](const std::string& line) { log_.push_back(line); }};
-    notifications_.addObserver("midiMappingChanged", [this] { ++changes_; });
-    open();
-  }
-  void open() { mapper_ = std::make_unique<ZRMidiMapper>(services_); }
-  void openWithTree() {
-    open();
-    mapper_->setParameterTree(tree_);
-  }
-  float value(const char* identifier) {
-    return tree_->parameterForKeyPath(std::string("g.") + identifier)->value();
-  }
-  std::string filePath() { return services_.directories.data + "/MIDIMappings/default.midimap"; }
-
-  TemporaryFolder folder_;
-  SettingsStore settings_;
-  NotificationCenter notifications_;
-  MidiMapperServices services_;
-  std::vector<std::string> log_;
-  int changes_ = 0;
-  std::shared_ptr<AUParameterTree> tree_ = smallTree();
-  std::unique_ptr<ZRMidiMapper> mapper_;
-};
-
 TEST_F(MidiMapper, HasNoTableWithoutFileAndTree) {
   EXPECT_FALSE(mapper_->mapping().has_value());
   EXPECT_EQ(mapper_->mappingForControl(7), -1);
@@ -80,6 +26,20 @@ TEST_F(MidiMapper, HasNoTableWithoutFileAndTree) {
   EXPECT_FALSE(mapper_->handleMidiCC(7, 64, 1));
   EXPECT_EQ(mapper_->groupIdentifier(), "group.morv.MORV");
   EXPECT_EQ(mapper_->basePath(), services_.directories.data + "/MIDIMappings");
+}
+
+TEST_F(MidiMapper, OpensTheSettingsOfItsGroup) {
+  std::filesystem::create_directories(services_.directories.configuration);
+  folder_.write(
+      "user/configuration/group.morv.MORV.plist",
+      std::string("<plist version=\"1.0\"><dict><key>seen</key><integer>3</integer></dict></plist>"));
+  open();
+
+  EXPECT_EQ(mapper_->defaults()->integerForKey("seen"), 3);
+
+  services_.directories = {};
+  open();
+  EXPECT_FALSE(mapper_->defaults()->has("seen"));
 }
 
 TEST_F(MidiMapper, MakesADefaultTableThatMapsNothingAndDoesNotWriteIt) {
@@ -306,13 +266,6 @@ TEST_F(MidiMapper, ATreeThatGoesTakesItsParametersAlong) {
   tree_.reset();
 
   EXPECT_FALSE(mapper_->handleMidiCC(30, 1, 1));
-}
-
-TEST_F(MidiMapper, IsSharedByTheProcessAsLongAsSomebodyHoldsIt) {
-  const auto one = ZRMidiMapper::sharedObject(services_);
-  const auto two = ZRMidiMapper::sharedObject(services_);
-
-  EXPECT_EQ(one, two);
 }
 
 TEST(MidiMapperInAUnit, AControllerFromTheHostMovesItsParameterByTheMainQueue) {
