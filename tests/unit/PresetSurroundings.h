@@ -76,9 +76,12 @@ class PresetSurroundings {
     std::filesystem::remove_all(folder.path("locks"));
     folder.write("locks", std::string("a file where the folder should be"));
   }
+  // All but the line with which every unit begins.
   std::vector<std::string> loggedLines() {
     const std::scoped_lock lock(logMutex);
-    return log;
+    std::vector<std::string> lines = log;
+    std::erase_if(lines, [](const std::string& line) { return line.starts_with("Initializing "); });
+    return lines;
   }
 
   TemporaryFolder folder;
