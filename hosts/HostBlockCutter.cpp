@@ -14,6 +14,17 @@ AURenderEvent* linked(std::span<AURenderEvent> events, std::size_t count) noexce
   return events.data();
 }
 
+// Holds what is far beyond any useful level, and turns what is no number into silence. A plain loop without
+// calls, so that it becomes vector code.
+void holdLevel(float* samples, std::uint32_t count) noexcept {
+  constexpr float kLimit = HostBlockCutter::kGreatestSample;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const float sample = samples[i];
+    const float below = sample < kLimit ? sample : (sample >= kLimit ? kLimit : 0.0F);
+    samples[i] = below > -kLimit ? below : -kLimit;
+  }
+}
+
 std::size_t countBefore(std::span<const AURenderEvent> events, AUEventSampleTime end) noexcept {
   std::size_t count = 0;
   while (count < events.size() && events[count].head.eventSampleTime < end) ++count;
@@ -50,6 +61,8 @@ void HostBlockCutter::render(double sampleTime, std::uint32_t frames, float* lef
     output.mBuffers[1] = {1, bytes, right + done};
     AudioUnitRenderActionFlags flags = 0;
     renderBlock_(&flags, &timestamp, count, 0, &output, linked(events, taken), nullptr);
+    holdLevel(left + done, count);
+    holdLevel(right + done, count);
 
     events = events.subspan(taken);
     done += count;

@@ -20,6 +20,9 @@ namespace morv {
 class HostBlockCutter {
  public:
   static constexpr std::uint32_t kBlockFrames = 64;
+  // 24 dB above full scale. No sound that is meant goes there; but a turn of an envelope's knob in the middle
+  // of a stage makes a spike of any height, from which ears and loudspeakers are spared.
+  static constexpr float kGreatestSample = 15.848932F;
 
   // The unit outlives the cutter; its greatest block is at least `blockFrames`, which is above 0.
   explicit HostBlockCutter(ZQ3Unit& unit, std::uint32_t blockFrames = kBlockFrames);

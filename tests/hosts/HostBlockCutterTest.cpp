@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <optional>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include "hosts/HostBlockCutter.h"
@@ -128,6 +131,26 @@ TEST_F(HostBlockCutterTest, StopsAnsweringForTheTempoWhenItGoes) {
   { const HostBlockCutter cutter(unit_); }
 
   EXPECT_FALSE(unit_.musicalContextBlock);
+}
+
+TEST_F(HostBlockCutterTest, HoldsLevelsThatNoSoundHas) {
+  constexpr float kInfinity = std::numeric_limits<float>::infinity();
+  const std::vector<std::pair<float, float>> heldValues = {{1.0F, 1.0F},
+                                                           {-1.0F, -1.0F},
+                                                           {15.8F, 15.8F},
+                                                           {16.0F, 15.848932F},
+                                                           {0.0F, 0.0F},
+                                                           {-1e20F, -15.848932F},
+                                                           {kInfinity, 15.848932F},
+                                                           {-kInfinity, -15.848932F},
+                                                           {std::numeric_limits<float>::quiet_NaN(), 0.0F}};
+  HostBlockCutter cutter(unit_);
+  for (const auto& [given, held] : heldValues) {
+    unit_.sample = given;
+    cutter.render(0, 64, left_.data(), right_.data(), {});
+    EXPECT_THAT(std::span(left_.data(), 64), testing::Each(held)) << given;
+    EXPECT_EQ(right_[63], held) << given;
+  }
 }
 
 TEST_F(HostBlockCutterTest, MakesTheSoundOfACycleTheSameWhateverItsLength) {

@@ -35,6 +35,7 @@ class WritingUnit : public OpenUnit {
   }
 
   std::vector<RenderedBlock> blocks;
+  std::optional<float> sample;  // written instead of the block's number
 
  private:
   void write(const AudioTimeStamp& timestamp, std::uint32_t frames, const AudioBufferList& output,
@@ -50,7 +51,8 @@ class WritingUnit : public OpenUnit {
     for (std::size_t channel = 0; channel < 2; ++channel) {
       auto* samples = static_cast<float*>(output.mBuffers.at(channel).mData);
       EXPECT_EQ(output.mBuffers.at(channel).mDataByteSize, frames * sizeof(float));
-      for (std::uint32_t i = 0; i < frames; ++i) samples[i] = static_cast<float>(blocks.size());
+      for (std::uint32_t i = 0; i < frames; ++i)
+        samples[i] = sample.value_or(static_cast<float>(blocks.size()));
     }
   }
 };

@@ -228,7 +228,7 @@ void Lv2Host::run(std::uint32_t frames) {
   for (const std::vector<float>* buffer : {&bufferLeft_, &bufferRight_}) {
     for (std::uint32_t i = 0; i < frames; ++i) {
       const float sample = (*buffer)[i];
-      if (!std::isfinite(sample)) ++badSamples;
+      if (!std::isfinite(sample) || std::fpclassify(sample) == FP_SUBNORMAL) ++badSamples;
       peak = std::max(peak, std::abs(sample));
     }
   }

@@ -83,7 +83,7 @@ class Lv2Host {
   std::vector<float> left;
   std::vector<float> right;
   bool keepsAudio = true;
-  // Samples so far that were no finite number, and the greatest magnitude.
+  // Samples so far that were no finite number or a subnormal one, and the greatest magnitude.
   std::uint64_t badSamples = 0;
   float peak = 0;
   const std::vector<float>& lastLeft() const { return bufferLeft_; }
