@@ -24,7 +24,8 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 
-# The first line is the short description; lines of one dot part paragraphs.
+# The first line of each description is the short one, so there is no other; lines of one dot part paragraphs.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(about "MORV is a software synthesizer of eight voices, each a band-limited wavetable
 oscillator with sub oscillator and noise, a filter that sweeps from low-pass
 over notch to high-pass, drive, two envelopes and an LFO, wired through a
