@@ -67,6 +67,21 @@ class PackagesTest(PackagingTest):
 
         self.assertIn(f"{self.folder}/all/usr/share/morv/Factory Presets/", listed)
 
+    def test_removing_them_leaves_nothing(self):
+        root = self.folder / "root"
+        (root / "var/lib/dpkg/info").mkdir(parents=True)
+        (root / "var/lib/dpkg/updates").mkdir()
+        (root / "var/lib/dpkg/status").touch()
+        # What they depend on is not in this root, and whoever runs the tests need not be the superuser.
+        dpkg = ["dpkg", f"--root={root}", "--force-depends,not-root,script-chrootless"]
+
+        self.run_tool([*dpkg, "--install", *map(str, self.packages.values())], package="dpkg")
+        installed = files_below(root / "usr")
+        self.run_tool([*dpkg, "--purge", *PACKAGES], package="dpkg")
+
+        self.assertEqual(installed, files_below(self.folder / "all/usr"))
+        self.assertFalse((root / "usr").exists())
+
 
 if __name__ == "__main__":
     unittest.main()
