@@ -88,7 +88,8 @@ std::string Directories::resourcesOfLibrary() {
 }
 
 std::string Directories::resourcesNear(const std::string& libraryFolder) {
-  for (const char* place : {"resources", "../share/morv", "../../share/morv", "../../../resources"}) {
+  for (const char* place :
+       {"resources", "../share/morv", "../../share/morv", "../../../share/morv", "../../../resources"}) {
     std::error_code error;
     const fs::path folder = (fs::path(libraryFolder) / place).lexically_normal();
     if (fs::is_directory(folder, error)) return folder.string();

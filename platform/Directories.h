@@ -31,7 +31,7 @@ struct MORV_EXPORT Directories {
   static Directories under(const std::string& folder);
 
   // The folder of the library's own resources, found from where the library itself lies: "resources" beside
-  // it (a bundle), "share/morv" one or two levels up (an installation), or "resources" three levels up (a
+  // it (a bundle), "share/morv" one to three levels up (an installation), or "resources" three levels up (a
   // build in the source tree). Empty if none is there.
   static std::string resourcesOfLibrary();
   // The same for a library in the given folder.

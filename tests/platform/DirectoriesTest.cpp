@@ -90,6 +90,7 @@ TEST(Directories, FindTheResourcesNearTheLibrary) {
   EXPECT_TRUE(near("morv.lv2", "morv.lv2/resources"));
   EXPECT_TRUE(near("lib", "share/morv"));
   EXPECT_TRUE(near("lib/x86_64-linux-gnu", "share/morv"));
+  EXPECT_TRUE(near("lib/x86_64-linux-gnu/morv", "share/morv"));
   EXPECT_TRUE(near("build/release/lib", "resources"));
   EXPECT_EQ(Directories::resourcesNear(folder.path("")), "");
 }

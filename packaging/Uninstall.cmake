@@ -1,0 +1,27 @@
+# Removes what the last installation from a build folder put down: cmake -D BUILD_FOLDER=... -P Uninstall.cmake
+# DESTDIR as in the installation.
+file(GLOB manifests "${BUILD_FOLDER}/install_manifest*.txt")
+if(NOT manifests)
+  message(FATAL_ERROR "${BUILD_FOLDER} holds no list of installed files: nothing was installed from it")
+endif()
+foreach(manifest IN LISTS manifests)
+  file(STRINGS "${manifest}" files)
+  foreach(file IN LISTS files)
+    file(REMOVE "$ENV{DESTDIR}${file}")
+    if(EXISTS "$ENV{DESTDIR}${file}" OR IS_SYMLINK "$ENV{DESTDIR}${file}")
+      message(FATAL_ERROR "$ENV{DESTDIR}${file} cannot be removed")
+    endif()
+  endforeach()
+endforeach()
+
+# Folders that the installation made, the innermost first; rmdir leaves those that something else has moved into.
+set(noted "${BUILD_FOLDER}/install_folders.txt")
+if(EXISTS "${noted}")
+  file(STRINGS "${noted}" folders)
+  list(REMOVE_DUPLICATES folders)
+  list(SORT folders ORDER DESCENDING)
+  foreach(folder IN LISTS folders)
+    execute_process(COMMAND rmdir "$ENV{DESTDIR}${folder}" ERROR_QUIET)
+  endforeach()
+endif()
+file(REMOVE ${manifests} "${noted}")
