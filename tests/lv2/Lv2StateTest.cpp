@@ -315,14 +315,14 @@ TEST_F(Lv2State, FactoryPresetsOfTheBundleAreThoseOfTheUnit) {
 }
 
 TEST_F(Lv2State, OfManyInstancesOnManyThreadsIsTheirOwn) {
-  constexpr int kInstances = 16;
-  constexpr int kThreads = 4;
+  constexpr int kInstances = 64;
+  constexpr int kThreads = 8;
   const auto play = [this](Lv2Host& host, int number) {
-    host.port("filterCutoff") = 300.0F + 200.0F * static_cast<float>(number);
+    host.port("filterCutoff") = 300.0F + 100.0F * static_cast<float>(number);
     host.port("oscNoiseLevel") = 0.1F;
     host.port("ecoverb_reverbBypass") = 0;
     host.activate();
-    host.noteOn(0, static_cast<std::uint8_t>(40 + number));
+    host.noteOn(0, static_cast<std::uint8_t>(30 + number));
     host.runFor(64 * 200);
     return host.left;
   };
