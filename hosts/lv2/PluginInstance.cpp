@@ -14,7 +14,7 @@
 namespace morv::lv2 {
 
 PluginInstance::PluginInstance(double sampleRateHz, const HostFeatures& host)
-    : host_(host),
+    : log_(std::make_shared<InstanceLog>(host)),
       urids_(*host.map),
       sampleRateHz_(sampleRateHz),
       surroundings_(processSurroundings()),
@@ -33,6 +33,7 @@ PluginInstance::PluginInstance(double sampleRateHz, const HostFeatures& host)
 }
 
 PluginInstance::~PluginInstance() {
+  log_->end();
   delete pending_.load();
   freeTakenOver();
 }
@@ -42,13 +43,17 @@ std::vector<ControlPort> PluginInstance::portsOfFreshUnit() {
   return controlPorts(*sounding_->unit.parameterTree());
 }
 
-// A mapper serves one tree, so each instance has one of its own.
 void PluginInstance::makeSounding(std::optional<std::uint32_t> firstAddress) {
   AudioUnitServices given =
-      surroundings_->services(queue_, [this](const std::string& line) { host_.log(line); });
-  given.midiMapper = std::make_shared<ZRMidiMapper>(
-      MidiMapperServices{&surroundings_->standardSettings(), &surroundings_->notifications(),
-                         surroundings_->directories(), given.log});
+      surroundings_->services(queue_, [log = log_](const std::string& line) { log->log(line); });
+  // A mapper moves the parameters of one unit. The process's own would take each controller to the unit made
+  // last, whichever instance it came to; so each instance has one of its own.
+  if (mapper_ == nullptr) {
+    mapper_ = std::make_shared<ZRMidiMapper>(MidiMapperServices{&surroundings_->standardSettings(),
+                                                                &surroundings_->notifications(),
+                                                                surroundings_->directories(), given.log});
+  }
+  given.midiMapper = mapper_;
   sounding_.reset();
   sounding_ = std::make_unique<Sounding>(given, firstAddress);
   ZQ3Unit& unit = sounding_->unit;
@@ -70,7 +75,7 @@ bool PluginInstance::allocate() {
   unit.setMaximumFramesToRender(HostBlockCutter::kBlockFrames);
   std::string error;
   if (unit.allocateRenderResources(&error)) return true;
-  host_.log(error);
+  log_->log(error);
   return false;
 }
 
@@ -291,7 +296,7 @@ std::string PluginInstance::stateText() const {
   });
   envelope.preset = currentPreset_;
   const auto text = envelope.text();
-  if (!text) host_.log(text.reason());
+  if (!text) log_->log(text.reason());
   return text ? text.value() : std::string();
 }
 
@@ -317,21 +322,21 @@ LV2_State_Status PluginInstance::restore(LV2_State_Retrieve_Function retrieve, L
   const std::scoped_lock lock(mainMutex_);
   auto envelope = StateEnvelope::fromText(text);
   if (!envelope) {
-    host_.log("the session's state cannot be used: " + envelope.reason());
+    log_->log("the session's state cannot be used: " + envelope.reason());
     return LV2_STATE_ERR_UNKNOWN;
   }
   auto pending = std::make_unique<PendingState>();
   try {
     pending->change = sounding_->unit.prepareFullState(envelope.value().unit);
   } catch (const std::invalid_argument& refusal) {
-    host_.log(std::string("the session's state cannot be used: ") + refusal.what());
+    log_->log(std::string("the session's state cannot be used: ") + refusal.what());
     return LV2_STATE_ERR_UNKNOWN;
   }
-  for (const auto& [symbol, saved] : envelope.value().ports) {
+  for (const StateEnvelope::Port& saved : envelope.value().ports) {
     const auto port = std::find_if(ports_.begin(), ports_.end(),
-                                   [&symbol](const ControlPort& each) { return each.symbol == symbol; });
+                                   [&saved](const ControlPort& each) { return each.symbol == saved.symbol; });
     if (port != ports_.end()) {
-      pending->ports.emplace_back(static_cast<std::uint32_t>(port - ports_.begin()), saved);
+      pending->ports.emplace_back(static_cast<std::uint32_t>(port - ports_.begin()), saved.value);
     }
   }
   restoredText_ = std::move(text);

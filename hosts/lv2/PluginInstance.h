@@ -18,6 +18,7 @@
 #include "hosts/lv2/AtomOutput.h"
 #include "hosts/lv2/ControlPort.h"
 #include "hosts/lv2/HostFeatures.h"
+#include "hosts/lv2/InstanceLog.h"
 #include "hosts/lv2/PortWatch.h"
 #include "hosts/lv2/QueueTurner.h"
 #include "hosts/lv2/SnapshotGuard.h"
@@ -27,6 +28,7 @@
 #include "platform/MainQueue.h"
 #include "unit/ZQ3Unit.h"
 #include "unit/ZRAudioUnitDelegate.h"
+#include "unit/ZRMidiMapper.h"
 
 namespace morv::lv2 {
 
@@ -91,13 +93,14 @@ class PluginInstance final : private ZRAudioUnitDelegate {
   void audioUnitDidChangePreset(ZRAudioUnit* unit, const AUAudioUnitPreset* preset) override;
   void setPresetName(const std::string& name);
 
-  const HostFeatures host_;
+  const std::shared_ptr<InstanceLog> log_;
   const Urids urids_;
   const double sampleRateHz_;
   const std::shared_ptr<HostSurroundings> surroundings_;
   MainQueue queue_;
   // Guards the unit's main thread side: the queue's turns, saving, restoring, activation.
   mutable std::mutex mainMutex_;
+  std::shared_ptr<ZRMidiMapper> mapper_;
   std::unique_ptr<Sounding> sounding_;
   std::vector<ControlPort> ports_;
   std::vector<std::pair<LV2_URID, std::size_t>> properties_;  // of ports, ascending

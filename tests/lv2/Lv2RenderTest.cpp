@@ -9,6 +9,7 @@
 
 #include "hosts/HostBlockCutter.h"
 #include "hosts/cli/OfflineUnit.h"
+#include "hosts/lv2/InstanceLog.h"
 #include "hosts/lv2/PluginUris.h"
 #include "platform/Random.h"
 #include "tests/lv2/Lv2Fixture.h"
@@ -18,6 +19,7 @@ namespace {
 
 using testing::Contains;
 using testing::Each;
+using testing::ElementsAre;
 using testing::IsEmpty;
 
 // Notes, wheels and parameter moves at frames of a run; the same for every way of cutting it.
@@ -296,6 +298,27 @@ TEST_F(Lv2Render, RefusesAHostWithoutTheMapAndARateThatIsNone) {
   const Lv2Host host(world_, 0.0);
   EXPECT_FALSE(host.isInstantiated());
   EXPECT_THAT(host.logged, Contains(testing::HasSubstr("sample rate")));
+}
+
+TEST_F(Lv2Render, TellsTheHostsLogNothingBehindTheInstancesEnd) {
+  std::vector<std::string> lines;
+  LV2_URID_Map map{nullptr, [](LV2_URID_Map_Handle, const char* uri) { return uridOf(uri); }};
+  LV2_Log_Log log{&lines,
+                  [](LV2_Log_Handle handle, LV2_URID, const char* format, ...) {
+                    static_cast<std::vector<std::string>*>(handle)->emplace_back(format);
+                    return 0;
+                  },
+                  nullptr};
+  const LV2_Feature mapFeature{LV2_URID__map, &map};
+  const LV2_Feature logFeature{LV2_LOG__log, &log};
+  const std::vector<const LV2_Feature*> features = {&mapFeature, &logFeature, nullptr};
+  InstanceLog instanceLog{HostFeatures(features.data())};
+
+  instanceLog.log("while it lives");
+  instanceLog.end();
+  instanceLog.log("behind its end");
+
+  EXPECT_THAT(lines, ElementsAre("morv: %s\n"));
 }
 
 TEST_F(Lv2Render, PlaysAtEveryRate) {
