@@ -11,6 +11,7 @@
 #include "hosts/lv2/ControlPort.h"
 #include "hosts/lv2/PluginUris.h"
 #include "hosts/lv2/StateEnvelope.h"
+#include "tests/lv2/Figures.h"
 #include "tests/lv2/Lv2Fixture.h"
 
 namespace morv::lv2 {
@@ -267,6 +268,20 @@ TEST_F(Lv2Bundle, HasADefaultStateThatIsTheFreshOne) {
   EXPECT_EQ(again.value().unit, StateEnvelope::fromText(fresh).value().unit);
   lilv_state_free(state);
   lilv_node_free(uri);
+}
+
+TEST_F(Lv2Bundle, IsKnownToTheToolsOfOthers) {
+  const std::string path = std::string("LV2_PATH=") + MORV_LV2_PATH + " ";
+  const std::string told = outputOf(path + "lv2info " + kPluginUri + " 2>&1");
+  EXPECT_THAT(told, HasSubstr("exit 0"));
+  EXPECT_THAT(told, HasSubstr("Group:       " + std::string(kNamespace) + "panel_filter"));
+  EXPECT_THAT(told, HasSubstr("         Far Lantern\n"));
+  EXPECT_THAT(told, HasSubstr("Class:             Instrument"));
+  EXPECT_THAT(outputOf(path + "lv2ls 2>&1"), HasSubstr(kPluginUri));
+  const std::string run = outputOf(path + "lv2bench " + kPluginUri + " 2>&1");
+  EXPECT_THAT(run, HasSubstr("exit 0"));
+  EXPECT_THAT(run, HasSubstr(kPluginUri));
+  tellFigure("lv2bench, seconds", std::stod(run));
 }
 
 TEST_F(Lv2Bundle, ShowsTheHostNothingButItsDescriptor) {

@@ -60,6 +60,11 @@ const std::vector<std::pair<std::string, float>>& richSound() {
   return values;
 }
 
+int keepFormat(LV2_Log_Handle handle, LV2_URID, const char* format, ...) {
+  static_cast<std::vector<std::string>*>(handle)->emplace_back(format);
+  return 0;
+}
+
 class Lv2Render : public Lv2Fixture {
  protected:
   static void setRichSound(Lv2Host& host) {
@@ -303,12 +308,7 @@ TEST_F(Lv2Render, RefusesAHostWithoutTheMapAndARateThatIsNone) {
 TEST_F(Lv2Render, TellsTheHostsLogNothingBehindTheInstancesEnd) {
   std::vector<std::string> lines;
   LV2_URID_Map map{nullptr, [](LV2_URID_Map_Handle, const char* uri) { return uridOf(uri); }};
-  LV2_Log_Log log{&lines,
-                  [](LV2_Log_Handle handle, LV2_URID, const char* format, ...) {
-                    static_cast<std::vector<std::string>*>(handle)->emplace_back(format);
-                    return 0;
-                  },
-                  nullptr};
+  LV2_Log_Log log{&lines, keepFormat, nullptr};
   const LV2_Feature mapFeature{LV2_URID__map, &map};
   const LV2_Feature logFeature{LV2_LOG__log, &log};
   const std::vector<const LV2_Feature*> features = {&mapFeature, &logFeature, nullptr};
