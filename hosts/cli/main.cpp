@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <span>
 #include <string>
@@ -33,6 +34,9 @@ constexpr const char* kHelp =
     "130 and 143 'play' was ended by SIGINT or SIGTERM.\n";
 
 ExitCode run(std::span<const std::string> words) {
+  // A session manager starts its clients by their name alone.
+  const char* session = std::getenv("NSM_URL");
+  if (words.empty() && session != nullptr && *session != '\0') return player::playCommand(words);
   if (words.empty()) return failUsage("", "which command?");
   const std::string& command = words.front();
   if (command == "--help") return print(kHelp);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "hosts/player/AudioDriver.h"
+#include "hosts/player/DeviceList.h"
 #include "hosts/player/PlayOptions.h"
 #include "hosts/player/PlayerEngine.h"
 
@@ -16,22 +17,6 @@ namespace morv::player {
 // outlives the driver.
 Result<std::unique_ptr<AudioDriver>> openDriver(AudioChoice choice, PlayerEngine& engine,
                                                 const DriverOptions& options);
-
-// A running JACK server as a new client finds it.
-struct JackServerInfo {
-  unsigned sampleRateHz = 0;
-  unsigned cycleFrames = 0;
-  std::vector<std::string> playbackPorts;  // physical ones
-  std::vector<std::string> midiSources;
-};
-// An ALSA device with outputs.
-struct AlsaDeviceInfo {
-  unsigned number = 0;  // of this moment
-  std::string name;
-  unsigned channels = 0;
-  bool isDefault = false;
-  std::vector<unsigned> sampleRatesHz;
-};
 
 // Fail with the reason if there is no server, or if the driver is not part of this build.
 Result<JackServerInfo> findJackServer();

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "hosts/player/Drivers.h"
+#include "hosts/player/DeviceList.h"
 
 namespace morv::player {
 

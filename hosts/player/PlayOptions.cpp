@@ -74,6 +74,13 @@ cli::Result<PlayOptions> PlayOptions::parse(std::span<const std::string> words) 
   const auto audio = audioOf(line->value("audio").value_or("auto"));
   if (!audio) return Failure{audio.reason()};
   options.audio = *audio;
+  for (const char* option : {"device", "latency", "rate"}) {
+    if (options.audio == AudioChoice::jack && line->has(option)) {
+      return Failure{"option '--" + std::string(option) + "' is for ALSA; JACK has its own"};
+    }
+  }
+  // Who names a device means it.
+  if (options.audio == AudioChoice::automatic && line->has("device")) options.audio = AudioChoice::alsa;
   options.verbose = line->has("verbose");
   options.connects = !line->has("no-connect");
   options.device = line->value("device").value_or("");
@@ -103,8 +110,9 @@ const char* PlayOptions::helpText() {
   return "Usage: morv play [OPTION]...\n"
          "Plays the instrument live: MIDI in, sound out, until it is told to end.\n"
          "\n"
-         "  --audio SYSTEM      auto, jack or alsa (auto: JACK, PipeWire's included, if a server answers,\n"
-         "                      else ALSA)\n"
+         "  --audio SYSTEM      auto, jack or alsa (auto: JACK, PipeWire's included, if a server answers "
+         "and\n"
+         "                      no device is named, else ALSA)\n"
          "  --device NAME       ALSA device, as 'morv devices' lists them: its name, a part of it that no\n"
          "                      other has, or its number\n"
          "  --latency FRAMES    ALSA: frames in one cycle, 16 to 8192 (256); the device holds two\n"
@@ -129,7 +137,9 @@ const char* PlayOptions::helpText() {
          "SIGINT and SIGTERM end all notes, save the settings and end with 130 and 143; a second signal "
          "ends\n"
          "at once. If the JACK server goes away, the player waits for it. With NSM_URL set it serves that\n"
-         "session manager: it opens JACK when told to, under the given name, and connects to nothing.\n"
+         "session manager, and so does 'morv' without a command: it opens JACK when told to, under the "
+         "given\n"
+         "name, and connects to nothing.\n"
          "Exit codes: 0 done, 1 failure, 2 wrong usage, 3 bad input file, 4 settings cannot be written,\n"
          "5 no audio device, 130 and 143 ended by a signal.\n";
 }

@@ -163,8 +163,8 @@ Outcome PlayRun::openSession(const std::string& path, const std::string& clientI
   }
   engine_.loadState(state.value().value_or(initialState_));
   engine_.unit().unmute();
-  if (Outcome opened = openDriver(clientId, false); !opened.ok()) return opened;
   sessionPath_ = path;
+  if (Outcome opened = openDriver(clientId, false); !opened.ok()) return opened;
   isDirty_ = false;
   return Done{};
 }
@@ -194,8 +194,9 @@ Outcome PlayRun::openDriver(const std::string& clientName, bool connects) {
 }
 
 ExitCode PlayRun::play() {
+  const double begin = seconds();
   while (EndSignals::taken() == 0) {
-    if (options_.seconds && seconds() >= *options_.seconds) return ExitCode::ok;
+    if (options_.seconds && seconds() - begin >= *options_.seconds) return ExitCode::ok;
     turn();
     if (session_) {
       if (isDirty_) session_->tellDirty(true);
