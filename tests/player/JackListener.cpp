@@ -27,6 +27,7 @@ JackListener::JackListener() {
   if (client_ == nullptr) return;
   in_ = {jack_port_register(client_, "left", JACK_DEFAULT_AUDIO_TYPE, JackPortIsInput, 0),
          jack_port_register(client_, "right", JACK_DEFAULT_AUDIO_TYPE, JackPortIsInput, 0)};
+  midiIn_ = jack_port_register(client_, "answers", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
   midiOut_ = jack_port_register(client_, "midi", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
   jack_set_process_callback(
       client_,
@@ -47,7 +48,8 @@ bool JackListener::connectTo(const std::string& player) {
     };
     return connected(player + ":out_left", "listener:left") &&
            connected(player + ":out_right", "listener:right") &&
-           connected("listener:midi", player + ":midi_in");
+           connected("listener:midi", player + ":midi_in") &&
+           connected(player + ":midi_out", "listener:answers");
   });
 }
 
@@ -67,6 +69,24 @@ bool JackListener::seesConnections(const std::string& port, std::size_t count) {
     if (names != nullptr) jack_free(static_cast<void*>(names));
     return connections == count;
   });
+}
+
+std::vector<std::uint8_t> JackListener::receive() {
+  player::MidiMessage message;
+  holdsWithin(kPatienceSeconds, [&] { return received_.take(&message); });
+  return {message.view().begin(), message.view().end()};
+}
+
+bool JackListener::keepTempo(double beatsPerMinute) {
+  tempo_ = beatsPerMinute;
+  const auto tellTime = [](jack_transport_state_t, jack_nframes_t, jack_position_t* position, int,
+                           void* self) {
+    position->valid = JackPositionBBT;
+    position->bar = position->beat = 1;
+    position->beats_per_bar = position->beat_type = 4;
+    position->beats_per_minute = static_cast<JackListener*>(self)->tempo_;
+  };
+  return jack_set_timebase_callback(client_, 0, tellTime, this) == 0;
 }
 
 bool JackListener::hearsSound() {
@@ -90,9 +110,16 @@ int JackListener::process(jack_nframes_t frames) noexcept {
     for (jack_nframes_t frame = 0; frame < frames; ++frame) peak = std::max(peak, std::fabs(samples[frame]));
     peaks_[i] = peak;
   }
+  player::MidiMessage message;
+  void* answers = jack_port_get_buffer(midiIn_, frames);
+  jack_midi_event_t event{};
+  for (jack_nframes_t i = 0; jack_midi_event_get(&event, answers, i) == 0; ++i) {
+    message.length = static_cast<std::uint8_t>(std::min(event.size, message.bytes.size()));
+    std::copy_n(event.buffer, message.length, message.bytes.begin());
+    received_.push(message);
+  }
   void* midi = jack_port_get_buffer(midiOut_, frames);
   jack_midi_clear_buffer(midi);
-  player::MidiMessage message;
   while (waiting_.take(&message)) jack_midi_event_write(midi, 0, message.bytes.data(), message.length);
   ++cycles_;
   return 0;

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "hosts/player/MidiMessage.h"
 #include "platform/LockFreeRing.h"
@@ -34,6 +35,10 @@ class JackListener {
   void send(std::uint8_t status, std::uint8_t first, std::uint8_t second) {
     waiting_.push({{status, first, second}, 3});
   }
+  // The next message that came in, within some seconds; empty for none.
+  std::vector<std::uint8_t> receive();
+  // Keeps the transport's time from now on, at so many beats per minute.
+  bool keepTempo(double beatsPerMinute);
   // Whether something can be heard on both sides, from now on, within some seconds; and whether it gets
   // silent.
   bool hearsSound();
@@ -44,7 +49,10 @@ class JackListener {
 
   jack_client_t* client_ = nullptr;
   std::array<jack_port_t*, 2> in_{};
+  jack_port_t* midiIn_ = nullptr;
   jack_port_t* midiOut_ = nullptr;
+  std::atomic<double> tempo_{0};
+  LockFreeRing<player::MidiMessage, 256> received_;
   LockFreeRing<player::MidiMessage, 256> waiting_;
   std::array<std::atomic<float>, 2> peaks_{};  // since they were taken last
   std::atomic<std::uint64_t> cycles_{0};

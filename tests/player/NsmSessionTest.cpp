@@ -13,7 +13,6 @@ namespace morv::player {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::Optional;
 
 constexpr double kPatienceSeconds = 20;
@@ -43,7 +42,7 @@ class NsmSessionTest : public testing::Test {
   }
 
   std::optional<OscMessage> receive(const std::string& address) {
-    return manager_.receive(address, kPatienceSeconds, [this] { outcome_ = session_->turn(0); });
+    return manager_.receive(address, kPatienceSeconds, [this] { EXPECT_TRUE(session_->turn(0).ok()); });
   }
   // Sends a message and turns the session until it has answered.
   std::optional<OscMessage> answerTo(const OscMessage& message, const std::string& address) {
@@ -57,7 +56,6 @@ class NsmSessionTest : public testing::Test {
   int saves_ = 0;
   Outcome openOutcome_ = Done{};
   Outcome saveOutcome_ = Done{};
-  Outcome outcome_ = Done{};
   std::optional<NsmSession> session_;
   std::optional<OscMessage> announcement_;
 };
