@@ -29,6 +29,7 @@ std::string joined(const Items& items, const std::string& separator) {
 
 std::string arrayOf(const std::vector<std::string>& texts) {
   std::vector<std::string> quoted;
+  quoted.reserve(texts.size());
   for (const std::string& each : texts) quoted.push_back(jsonQuoted(each));
   return "[" + joined(quoted, ", ") + "]";
 }
@@ -40,7 +41,8 @@ std::string numberArrayOf(const Numbers& numbers) {
 
 std::string linesOf(const std::vector<std::string>& items, const std::string& title) {
   std::string text;
-  for (const std::string& each : items) text += "  " + title + "  " + each + "\n";
+  for (const std::string& each : items)
+    text.append("  ").append(title).append("  ").append(each).append("\n");
   return text;
 }
 

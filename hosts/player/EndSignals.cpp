@@ -3,15 +3,19 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
+
 namespace morv::player {
 namespace {
 
 constexpr int kSignalCode = 128;
-volatile sig_atomic_t takenSignal = 0;
+// Two signals may be handled at once on two threads.
+std::atomic<int> takenSignal{0};
+static_assert(std::atomic<int>::is_always_lock_free);
 
 void remember(int signal) {
-  if (takenSignal != 0) _exit(kSignalCode + signal);
-  takenSignal = signal;
+  int none = 0;
+  if (!takenSignal.compare_exchange_strong(none, signal)) _exit(kSignalCode + signal);
 }
 
 }  // namespace

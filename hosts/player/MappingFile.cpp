@@ -30,17 +30,18 @@ Result<std::map<int, std::uint64_t>> readMappingFile(const std::string& path) {
   if (entries == nullptr) return Failure{path + ": no dictionary of controllers"};
   std::map<int, std::uint64_t> table;
   std::map<std::uint64_t, std::string> controllers;
+  const auto fault = [&path](const std::string& what) { return Failure{path + ": " + what}; };
   for (const auto& [key, value] : entries->entries()) {
     const auto address = value.integer();
     if (address && *address == kMappedToNothing) continue;
     const auto controller = controllerOf(key);
-    if (!controller) return Failure{path + ": '" + key + "' is no controller (0 to 127)"};
-    if (!address || *address < 0) return Failure{path + ": controller " + key + " has no parameter address"};
+    if (!controller) return fault("'" + key + "' is no controller (0 to 127)");
+    if (!address || *address < 0) return fault("controller " + key + " has no parameter address");
     const auto wanted = static_cast<std::uint64_t>(*address);
     const auto [other, isFirst] = controllers.emplace(wanted, key);
     if (!isFirst) {
-      return Failure{path + ": controllers " + other->second + " and " + key + " both move parameter " +
-                     std::to_string(wanted)};
+      return fault("controllers " + other->second + " and " + key + " both move parameter " +
+                   std::to_string(wanted));
     }
     table[*controller] = wanted;
   }

@@ -8,7 +8,6 @@
 #include <memory>
 #include <string>
 
-#include "platform/PropertyListFile.h"
 #include "tests/player/JackListener.h"
 #include "tests/player/PlayerFixture.h"
 #include "tests/player/Polling.h"
@@ -21,13 +20,10 @@ using testing::HasSubstr;
 
 constexpr std::uint8_t kNoteOn = 0x90;
 constexpr std::uint8_t kNoteOff = 0x80;
-constexpr int kInterrupted = 130;
-constexpr int kTerminated = 143;
 
 // The player on a server that drives no device.
 class JackLife : public PlayerFixture {
  protected:
-  std::string messagesOf(const StartedProgram& player) const { return player.messages(); }
   bool tells(const StartedProgram& player, const std::string& text) const {
     return holdsWithin(kPatienceSeconds, [&] { return player.messages().find(text) != std::string::npos; });
   }
@@ -171,39 +167,6 @@ TEST_F(JackLife, ComesBackWithItsServerAndSoundsAgain) {
   listener->send(kNoteOn, 64, 100);
   EXPECT_TRUE(listener->hearsSound());
   EXPECT_TRUE(tells(*player, "morv: the JACK server is back\n"));
-}
-
-TEST_F(JackLife, EndsOnASignalWithItsSettingsSaved) {
-  JackListener listener;
-  ASSERT_TRUE(listener.isOpen());
-  const auto player = start({"play", "--setting", "midiNotePriority=2"});
-  ASSERT_TRUE(listener.connectTo("morv"));
-  listener.send(kNoteOn, 60, 100);
-  ASSERT_TRUE(listener.hearsSound());
-
-  player->signal(SIGTERM);
-
-  EXPECT_THAT(player->status(kPatienceSeconds), Eq(kTerminated));
-  const auto standard = readPropertyListFile(folder_.path("config/morv/org.morv.plist"));
-  const auto shared = readPropertyListFile(folder_.path("config/morv/group.org.morv.plist"));
-  ASSERT_TRUE(standard.ok()) << standard.reason();
-  ASSERT_TRUE(shared.ok()) << shared.reason();
-  const PropertyListValue* channel = standard.value().dictionary()->find("midiChannel");
-  const PropertyListValue* priority = shared.value().dictionary()->find("midiNotePriority");
-  ASSERT_NE(channel, nullptr);
-  ASSERT_NE(priority, nullptr);
-  EXPECT_EQ(channel->integer(), -1);
-  EXPECT_EQ(priority->integer(), 2);
-}
-
-TEST_F(JackLife, TellsTheShellThatItWasInterrupted) {
-  JackListener listener;
-  const auto player = start({"play"});
-  ASSERT_TRUE(listener.connectTo("morv"));
-
-  player->signal(SIGINT);
-
-  EXPECT_THAT(player->status(kPatienceSeconds), Eq(kInterrupted));
 }
 
 TEST_F(JackLife, MovesTheParametersOfItsMappingFileAndLeavesTheUsersAlone) {
