@@ -45,13 +45,14 @@ Directories directoriesWith(const std::string& resources) {
   return directories;
 }
 
+// One player, one unit, one mapper: the player's own, which can do without the user's table.
 std::shared_ptr<ZRMidiMapper> mapperOf(HostSurroundings& surroundings, bool usesOwnFile) {
   MidiMapperServices services;
   services.standardSettings = &surroundings.standardSettings();
   services.notifications = &surroundings.notifications();
   if (usesOwnFile) services.directories = surroundings.directories();
   services.log = [](const std::string& line) { cli::warn(line); };
-  return ZRMidiMapper::sharedObject(services);
+  return std::make_shared<ZRMidiMapper>(std::move(services));
 }
 
 }  // namespace
