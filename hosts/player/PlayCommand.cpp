@@ -16,13 +16,13 @@ namespace morv::player {
 cli::ExitCode playCommand(std::span<const std::string> words) {
   auto options = PlayOptions::parse(words);
   if (!options) return cli::failUsage("play", options.reason());
-  if (options->help) return cli::print(PlayOptions::helpText());
-  auto resources = cli::resourcesFolder(options->resources);
+  if (options.value().help) return cli::print(PlayOptions::helpText());
+  auto resources = cli::resourcesFolder(options.value().resources);
   if (!resources) return cli::failUsage("play", resources.reason());
   signal(SIGPIPE, SIG_IGN);  // a server that goes must not take the player along
   EndSignals::take();
-  const AudioChoice audio = options->audio;
-  PlayRun run(std::move(*options), std::move(*resources),
+  const AudioChoice audio = options.value().audio;
+  PlayRun run(std::move(options).value(), std::move(*resources),
               [audio](PlayerEngine& engine, const DriverOptions& driver) {
                 return openDriver(audio, engine, driver);
               });

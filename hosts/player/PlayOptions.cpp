@@ -10,7 +10,6 @@ namespace morv::player {
 namespace {
 
 using cli::CommandLine;
-using cli::Failure;
 using cli::OptionSpec;
 
 constexpr std::array kOptions = {
@@ -25,8 +24,8 @@ constexpr unsigned kGreatestRate = 192000;
 // What JACK and the sequencer can show of a name, and what they part names by.
 constexpr std::size_t kGreatestName = 32;
 
-cli::Result<unsigned> wholeNumber(const CommandLine& line, const std::string& option, unsigned least,
-                                  unsigned greatest) {
+Result<unsigned> wholeNumber(const CommandLine& line, const std::string& option, unsigned least,
+                             unsigned greatest) {
   const auto text = line.value(option);
   if (!text) return 0U;
   const auto number = cli::parseInteger(*text);
@@ -38,21 +37,21 @@ cli::Result<unsigned> wholeNumber(const CommandLine& line, const std::string& op
   return static_cast<unsigned>(*number);
 }
 
-cli::Result<AudioChoice> audioOf(const std::string& text) {
+Result<AudioChoice> audioOf(const std::string& text) {
   if (text == "auto") return AudioChoice::automatic;
   if (text == "jack") return AudioChoice::jack;
   if (text == "alsa") return AudioChoice::alsa;
   return Failure{"option '--audio': '" + text + "' is none of auto, jack and alsa"};
 }
 
-cli::Result<PlayOptions> withNumbers(PlayOptions options, const CommandLine& line) {
+Result<PlayOptions> withNumbers(PlayOptions options, const CommandLine& line) {
   const auto latency =
       wholeNumber(line, "latency", PlayOptions::kLeastLatencyFrames, PlayOptions::kGreatestLatencyFrames);
   if (!latency) return Failure{latency.reason()};
-  options.latencyFrames = *latency;
+  options.latencyFrames = latency.value();
   const auto rate = wholeNumber(line, "rate", kLeastRate, kGreatestRate);
   if (!rate) return Failure{rate.reason()};
-  options.sampleRateHz = *rate;
+  options.sampleRateHz = rate.value();
   if (const auto text = line.value("seconds")) {
     options.seconds = cli::parseReal(*text);
     if (!options.seconds || !(*options.seconds > 0)) {
@@ -64,7 +63,7 @@ cli::Result<PlayOptions> withNumbers(PlayOptions options, const CommandLine& lin
 
 }  // namespace
 
-cli::Result<PlayOptions> PlayOptions::parse(std::span<const std::string> words) {
+Result<PlayOptions> PlayOptions::parse(std::span<const std::string> words) {
   const auto line = CommandLine::parse(words, kOptions);
   if (!line) return Failure{line.reason()};
   PlayOptions options;
@@ -73,7 +72,7 @@ cli::Result<PlayOptions> PlayOptions::parse(std::span<const std::string> words) 
   if (!line->operands().empty()) return Failure{"unexpected argument '" + line->operands().front() + "'"};
   const auto audio = audioOf(line->value("audio").value_or("auto"));
   if (!audio) return Failure{audio.reason()};
-  options.audio = *audio;
+  options.audio = audio.value();
   for (const char* option : {"device", "latency", "rate"}) {
     if (options.audio == AudioChoice::jack && line->has(option)) {
       return Failure{"option '--" + std::string(option) + "' is for ALSA; JACK has its own"};

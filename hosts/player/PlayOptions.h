@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "hosts/cli/RenderOptions.h"
-#include "hosts/cli/Result.h"
 #include "hosts/cli/SettingOverrides.h"
+#include "platform/Result.h"
 
 namespace morv::player {
 
@@ -38,7 +38,7 @@ struct PlayOptions {
   std::vector<cli::RenderOptions::Set> sets;   // in their order
   std::vector<cli::SettingOverride> settings;  // in their order
 
-  static cli::Result<PlayOptions> parse(std::span<const std::string> words);
+  static Result<PlayOptions> parse(std::span<const std::string> words);
   static const char* helpText();
 };
 

@@ -115,17 +115,16 @@ ExitCode PlayRun::takeMapping() {
 ExitCode PlayRun::takePreset() {
   if (!options_.preset) return ExitCode::ok;
   const std::string& wanted = *options_.preset;
-  const std::string where = "option '--preset': ";
   ZQ3Unit& unit = engine_.unit();
   if (cli::meansPresetFile(wanted)) {
     const auto state = cli::readPreset(wanted, unit);
-    if (!state) return cli::failPreset("play", where, wanted, state.reason());
+    if (!state) return cli::fail(ExitCode::badInput, state.reason());
     engine_.loadState(*state);
   } else {
     std::vector<std::string> names;
     for (const auto& each : unit.factoryPresets()) names.push_back(each.name);
     const auto name = cli::choosePreset(wanted, names, cli::PresetCategories::of(resources_));
-    if (!name) return cli::failPreset("play", where, wanted, name.reason());
+    if (!name) return cli::failUsage("play", "option '--preset': " + name.reason());
     unit.setCurrentPresetWithName(*name);
   }
   engine_.settle();

@@ -14,21 +14,22 @@ using Words = std::vector<std::string>;
 
 std::string reasonFor(const Words& words) {
   const auto options = PlayOptions::parse(words);
-  return options ? "taken" : options.reason();
+  return options.ok() ? "taken" : options.reason();
 }
 
 TEST(PlayOptions, HasADefaultForEverything) {
   const auto options = PlayOptions::parse(Words{});
 
-  ASSERT_TRUE(options) << options.reason();
-  EXPECT_EQ(options->audio, AudioChoice::automatic);
-  EXPECT_TRUE(options->connects);
-  EXPECT_FALSE(options->verbose);
-  EXPECT_EQ(options->clientName, "morv");
-  EXPECT_EQ(options->device, "");
-  EXPECT_EQ(options->latencyFrames, 0U);
-  EXPECT_EQ(options->sampleRateHz, 0U);
-  EXPECT_FALSE(options->seconds || options->preset || options->mapFile || options->resources);
+  ASSERT_TRUE(options.ok()) << options.reason();
+  EXPECT_EQ(options.value().audio, AudioChoice::automatic);
+  EXPECT_TRUE(options.value().connects);
+  EXPECT_FALSE(options.value().verbose);
+  EXPECT_EQ(options.value().clientName, "morv");
+  EXPECT_EQ(options.value().device, "");
+  EXPECT_EQ(options.value().latencyFrames, 0U);
+  EXPECT_EQ(options.value().sampleRateHz, 0U);
+  EXPECT_FALSE(options.value().seconds || options.value().preset || options.value().mapFile ||
+               options.value().resources);
 }
 
 TEST(PlayOptions, TakesEveryOption) {
@@ -59,27 +60,27 @@ TEST(PlayOptions, TakesEveryOption) {
                                                 "1.5",
                                                 "--verbose"});
 
-  ASSERT_TRUE(options) << options.reason();
-  EXPECT_EQ(options->audio, AudioChoice::alsa);
-  EXPECT_EQ(options->device, "hw:1");
-  EXPECT_EQ(options->latencyFrames, 128U);
-  EXPECT_EQ(options->sampleRateHz, 44100U);
-  EXPECT_EQ(options->clientName, "keys");
-  EXPECT_FALSE(options->connects);
-  EXPECT_EQ(options->preset, "Plain Saw");
-  ASSERT_EQ(options->sets.size(), 2U);
-  EXPECT_EQ(options->sets[1].identifier, "basicdelay.mix");
-  ASSERT_EQ(options->settings.size(), 1U);
-  EXPECT_EQ(options->settings[0].value, 3.0);
-  EXPECT_EQ(options->mapFile, "a.midimap");
-  EXPECT_EQ(options->resources, "/data");
-  EXPECT_EQ(options->seconds, 1.5);
-  EXPECT_TRUE(options->verbose);
+  ASSERT_TRUE(options.ok()) << options.reason();
+  EXPECT_EQ(options.value().audio, AudioChoice::alsa);
+  EXPECT_EQ(options.value().device, "hw:1");
+  EXPECT_EQ(options.value().latencyFrames, 128U);
+  EXPECT_EQ(options.value().sampleRateHz, 44100U);
+  EXPECT_EQ(options.value().clientName, "keys");
+  EXPECT_FALSE(options.value().connects);
+  EXPECT_EQ(options.value().preset, "Plain Saw");
+  ASSERT_EQ(options.value().sets.size(), 2U);
+  EXPECT_EQ(options.value().sets[1].identifier, "basicdelay.mix");
+  ASSERT_EQ(options.value().settings.size(), 1U);
+  EXPECT_EQ(options.value().settings[0].value, 3.0);
+  EXPECT_EQ(options.value().mapFile, "a.midimap");
+  EXPECT_EQ(options.value().resources, "/data");
+  EXPECT_EQ(options.value().seconds, 1.5);
+  EXPECT_TRUE(options.value().verbose);
 }
 
 TEST(PlayOptions, MeansAlsaByTheNameOfADevice) {
-  EXPECT_EQ(PlayOptions::parse(Words{"--device", "hw:1"})->audio, AudioChoice::alsa);
-  EXPECT_EQ(PlayOptions::parse(Words{"--latency", "64"})->audio, AudioChoice::automatic);
+  EXPECT_EQ(PlayOptions::parse(Words{"--device", "hw:1"}).value().audio, AudioChoice::alsa);
+  EXPECT_EQ(PlayOptions::parse(Words{"--latency", "64"}).value().audio, AudioChoice::automatic);
   EXPECT_EQ(reasonFor({"--audio", "jack", "--device", "hw:1"}),
             "option '--device' is for ALSA; JACK has its own");
   EXPECT_EQ(reasonFor({"--audio", "jack", "--rate", "44100"}),
