@@ -21,7 +21,6 @@ constexpr unsigned kCyclesInDevice = 2;
 constexpr unsigned kStandardLatencyFrames = 256;
 constexpr int kPriority = 60;  // below the kernel's sound threads
 constexpr double kSecondsBetweenTries = 1.0;
-constexpr double kSecondsOfStall = 2.0;
 
 double clockSeconds() noexcept {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -105,7 +104,7 @@ void AlsaDriver::openMidi() {
 }
 
 void AlsaDriver::turn(double seconds) {
-  watchCycles(seconds);
+  watchDevice(seconds);
   if (isWaiting_ && seconds >= nextTry_) {
     nextTry_ = seconds + kSecondsBetweenTries;
     if (openAudio().ok()) {
@@ -120,20 +119,18 @@ void AlsaDriver::turn(double seconds) {
   }
 }
 
-// The library does not tell that a device went away: its thread only stops asking for sound.
-void AlsaDriver::watchCycles(double seconds) {
-  const std::uint64_t cycles = engine_.cycles();
-  if (cycles != seenCycles_ || audio_ == nullptr) {
-    seenCycles_ = cycles;
-    lastCycle_ = seconds;
-    return;
+void AlsaDriver::watchDevice(double seconds) {
+  if (audio_ == nullptr) return;
+  if (!isWatched_) {
+    watch_.begin(seconds, sampleRateHz_, frames_);
+    isWatched_ = true;
   }
-  if (seconds - lastCycle_ < kSecondsOfStall) return;
+  if (!watch_.isGone(seconds, frames_)) return;
   closeAudio();
   engine_.allNotesOff();
-  options_.log("the ALSA device takes no sound any more; waiting for it");
+  options_.log("the ALSA device is gone; waiting for it");
   isWaiting_ = true;
-  nextTry_ = seconds;
+  nextTry_ = seconds + kSecondsBetweenTries;
 }
 
 void AlsaDriver::sendMidi() {
@@ -161,9 +158,11 @@ void AlsaDriver::closeAudio() {
     options_.details("the ALSA device does not close");
   }
   audio_.reset();
+  isWatched_ = false;
 }
 
 void AlsaDriver::render(float* left, float* right, std::uint32_t frames) noexcept {
+  frames_.fetch_add(frames, std::memory_order_relaxed);
   arrivals_.beginCycle(clockSeconds(), frames, sampleRateHz_);
   const bool isReady = engine_.begin(sampleRateHz_, frames, left, right);
   std::uint32_t frame = 0;

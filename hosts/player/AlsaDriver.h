@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "hosts/player/AudioDriver.h"
+#include "hosts/player/CycleWatch.h"
 #include "hosts/player/MidiArrivals.h"
 #include "hosts/player/PlayerEngine.h"
 #include "platform/NonBlocking.h"
@@ -17,8 +18,8 @@ class RtMidiOut;
 namespace morv::player {
 
 // Plays on an ALSA device directly, with MIDI over a client of the sequencer, whose ports "midi_in" and
-// "midi_out" others connect. A machine without a sequencer gets sound all the same. A device that stops
-// taking sound is opened anew, once a second, until it is back.
+// "midi_out" others connect. A machine without a sequencer gets sound all the same. A device that went
+// away is tried once a second until it is back.
 class AlsaDriver final : public AudioDriver {
  public:
   // The engine outlives the driver.
@@ -35,7 +36,7 @@ class AlsaDriver final : public AudioDriver {
   void openMidi();
   void closeAudio();
   void sendMidi();
-  void watchCycles(double seconds);
+  void watchDevice(double seconds);
 
   void render(float* left, float* right, std::uint32_t frames) noexcept MORV_NONBLOCKING;
   void takeMidi(const std::vector<unsigned char>& message) noexcept;
@@ -49,10 +50,11 @@ class AlsaDriver final : public AudioDriver {
   double sampleRateHz_ = 0;
   bool isWaiting_ = false;  // for a device that went away
   double nextTry_ = 0;      // on the clock of `turn`
-  double lastCycle_ = 0;    // when `turn` saw a new cycle
-  std::uint64_t seenCycles_ = 0;
+  bool isWatched_ = false;  // since a `turn`
+  CycleWatch watch_;
   std::uint32_t toldUnderflows_ = 0;
   std::atomic<std::uint32_t> underflows_{0};
+  std::atomic<std::uint64_t> frames_{0};  // that the device has asked for
 };
 
 }  // namespace morv::player
