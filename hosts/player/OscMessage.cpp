@@ -45,16 +45,18 @@ class Reader {
   std::span<const std::uint8_t> bytes_;
 };
 
-std::optional<OscMessage::Argument> readArgument(Reader& reader, char type) {
+// Adds the next argument; false if there is none of this type.
+bool readArgument(Reader& reader, char type, std::vector<OscMessage::Argument>& arguments) {
   if (type == 's') {
-    if (auto text = reader.text()) return OscMessage::Argument(*std::move(text));
-    return std::nullopt;
+    auto text = reader.text();
+    if (text) arguments.emplace_back(std::in_place_type<std::string>, *std::move(text));
+    return text.has_value();
   }
-  if (type != 'i' && type != 'f') return std::nullopt;
+  if (type != 'i' && type != 'f') return false;
   const auto word = reader.word();
-  if (!word) return std::nullopt;
-  if (type == 'i') return OscMessage::Argument(static_cast<std::int32_t>(*word));
-  return OscMessage::Argument(std::bit_cast<float>(*word));
+  if (word && type == 'i') arguments.emplace_back(static_cast<std::int32_t>(*word));
+  if (word && type == 'f') arguments.emplace_back(std::bit_cast<float>(*word));
+  return word.has_value();
 }
 
 void putWord(std::vector<std::uint8_t>& packet, std::uint32_t value) {
@@ -80,9 +82,7 @@ std::optional<OscMessage> OscMessage::decode(std::span<const std::uint8_t> packe
   const auto types = reader.text();
   if (!types || !types->starts_with(kTypesStart)) return std::nullopt;
   for (const char type : types->substr(1)) {
-    auto argument = readArgument(reader, type);
-    if (!argument) return std::nullopt;
-    message.arguments_.push_back(*std::move(argument));
+    if (!readArgument(reader, type, message.arguments_)) return std::nullopt;
   }
   if (!reader.isAtEnd()) return std::nullopt;
   return message;
