@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/PropertyListFile.h"
 #include "tests/player/JackListener.h"
 #include "tests/player/PlayerFixture.h"
 #include "tests/player/Polling.h"
@@ -193,6 +194,22 @@ TEST_F(JackLife, MovesTheParametersOfItsMappingFileAndLeavesTheUsersAlone) {
   EXPECT_TRUE(listener.hearsSound());
 
   EXPECT_FALSE(std::filesystem::exists(folder_.path("data/morv/MIDIMappings/default.midimap")));
+}
+
+TEST_F(JackLife, PlaysThePresetThatItStartsWith) {
+  JackListener listener;
+  ASSERT_TRUE(listener.isOpen());
+  const auto player = start({"play", "--no-connect", "--preset", "plain saw"});
+  ASSERT_TRUE(listener.connectTo("morv"));
+
+  listener.send(kNoteOn, 60, 100);
+  EXPECT_TRUE(listener.hearsSound());
+
+  const auto shared = readPropertyListFile(folder_.path("config/morv/group.org.morv.plist"));
+  ASSERT_TRUE(shared.ok()) << shared.reason();
+  const PropertyListValue* last = shared.value().dictionary()->find("lastPreset");
+  ASSERT_NE(last, nullptr);
+  EXPECT_EQ(*last, PropertyListValue("[FACTORY]_INIT_Plain Saw"));
 }
 
 TEST_F(JackLife, ListsTheServerAmongTheDevices) {

@@ -131,6 +131,16 @@ TEST_F(SessionLife, TakesUpASavedSessionInANewRun) {
   EXPECT_EQ(savedVolume(path_), 0.0);
 }
 
+TEST_F(SessionLife, BeginsANewSessionWithWhatItWasStartedWith) {
+  player_ = start({"play", "--set", "volume=0.25"}, {{"NSM_URL", manager_.url()}});
+  ASSERT_TRUE(manager_.receive("/nsm/server/announce", kPatienceSeconds).has_value());
+
+  ASSERT_TRUE(opens(path_, "MORV.nABC"));
+  ASSERT_TRUE(saves());
+
+  EXPECT_EQ(savedVolume(path_), 0.25);
+}
+
 TEST_F(SessionLife, GoesOverToAnotherSessionAsIfItHadJustBegun) {
   const std::string other = folder_.path("sessions/other/MORV.nXYZ");
   ASSERT_TRUE(opens(path_, "MORV.nABC"));

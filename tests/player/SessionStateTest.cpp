@@ -13,9 +13,9 @@ namespace {
 TEST(SessionState, IsReadBackFromAFolderThatItMakes) {
   const TemporaryFolder folder;
   const std::string path = folder.path("song/MORV.nABC");
+  const PropertyListValue name("Plain Saw");
   PropertyListDictionary state;
-  state.set("version", 1);
-  state.set("name", "Plain Saw");
+  state.set("name", name);
 
   ASSERT_TRUE(writeSessionState(path, state).ok());
   const auto read = readSessionState(path);
