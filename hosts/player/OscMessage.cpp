@@ -48,8 +48,8 @@ class Reader {
 // Adds the next argument; false if there is none of this type.
 bool readArgument(Reader& reader, char type, std::vector<OscMessage::Argument>& arguments) {
   if (type == 's') {
-    auto text = reader.text();
-    if (text) arguments.emplace_back(std::in_place_type<std::string>, *std::move(text));
+    const auto text = reader.text();
+    if (text) arguments.emplace_back(std::in_place_type<std::string>, *text);
     return text.has_value();
   }
   if (type != 'i' && type != 'f') return false;
