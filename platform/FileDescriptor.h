@@ -6,10 +6,12 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/Export.h"
+
 namespace morv {
 
 // Owns an open file of the system and closes it. One thread at a time, not the render thread.
-class FileDescriptor {
+class MORV_EXPORT FileDescriptor {
  public:
   FileDescriptor() = default;
   // Takes over what `open` and its kin gave; a negative number is no file.

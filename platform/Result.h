@@ -4,6 +4,8 @@
 #include <utility>
 #include <variant>
 
+#include "platform/Export.h"
+
 namespace morv {
 
 // Why something could not be done, in words for a log or a message; never empty.
@@ -14,7 +16,7 @@ struct Failure {
 };
 
 // The failure of a call of the system that has just set `errno`: "what: why".
-Failure systemFailure(const std::string& what);
+MORV_EXPORT Failure systemFailure(const std::string& what);
 
 // What an operation gives, or why it gives nothing. `value`, for which `*` and `->` stand too, may only be
 // called on success and `reason` only on failure. Any thread, like any other value.

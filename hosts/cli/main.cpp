@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <span>
 #include <string>
@@ -10,6 +11,8 @@
 #include "hosts/cli/PresetsCommand.h"
 #include "hosts/cli/RenderCommand.h"
 #include "hosts/cli/Terminal.h"
+#include "hosts/player/DevicesCommand.h"
+#include "hosts/player/PlayCommand.h"
 
 namespace morv::cli {
 namespace {
@@ -18,6 +21,8 @@ constexpr const char* kHelp =
     "Usage: morv COMMAND [OPTION]...\n"
     "MORV, a polyphonic software synthesiser.\n"
     "\n"
+    "  play         play live, over JACK or ALSA\n"
+    "  devices      list what 'play' can play on\n"
     "  render       play a MIDI file and write its sound to a WAV file\n"
     "  parameters   list the instrument's parameters\n"
     "  presets      list, show, render, take in and write presets\n"
@@ -25,18 +30,24 @@ constexpr const char* kHelp =
     "  --help       print this text; 'morv COMMAND --help' tells about a command\n"
     "  --version    print the version\n"
     "\n"
-    "Exit codes: 0 done, 1 failure, 2 wrong usage, 3 bad input file, 4 output cannot be written, 5 device.\n";
+    "Exit codes: 0 done, 1 failure, 2 wrong usage, 3 bad input file, 4 output cannot be written, 5 device,\n"
+    "130 and 143 'play' was ended by SIGINT or SIGTERM.\n";
 
 ExitCode run(std::span<const std::string> words) {
+  // A session manager starts its clients by their name alone.
+  const char* session = std::getenv("NSM_URL");
+  if (words.empty() && session != nullptr && *session != '\0') return player::playCommand(words);
   if (words.empty()) return failUsage("", "which command?");
   const std::string& command = words.front();
   if (command == "--help") return print(kHelp);
   if (command == "--version") return print("morv " MORV_VERSION "\n");
+  if (command == "play") return player::playCommand(words.subspan(1));
+  if (command == "devices") return player::devicesCommand(words.subspan(1));
   if (command == "render") return renderCommand(words.subspan(1));
   if (command == "parameters") return parametersCommand(words.subspan(1));
   if (command == "presets") return presetsCommand(words.subspan(1));
   if (command.starts_with("-")) return failUsage("", "unknown option '" + command + "'");
-  const auto nearest = nearestNames(command, {"render", "parameters", "presets"}, 1);
+  const auto nearest = nearestNames(command, {"play", "devices", "render", "parameters", "presets"}, 1);
   return failUsage("", "unknown command '" + command + "'; the nearest is " + nearest.front());
 }
 

@@ -1,0 +1,81 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "hosts/player/JackClient.h"
+#include "hosts/player/PlayerEngine.h"
+#include "tests/player/JackListener.h"
+#include "tests/player/PlayerFixture.h"
+#include "tests/player/Polling.h"
+
+namespace morv {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// The client within the test, where the unit is in reach.
+class JackClientTest : public PlayerFixture {
+ protected:
+  JackClientTest() {
+    options_.connects = false;
+    options_.log = [this](const std::string& line) { log_.push_back(line); };
+    options_.details = [](const std::string&) {};
+  }
+
+  std::unique_ptr<StartedProgram> server_ = startServer();
+  std::vector<std::string> log_;
+  HostSurroundings surroundings_{Directories::under(folder_.path("user")),
+                                 [this](const std::string& line) { log_.push_back(line); }};
+  player::PlayerEngine engine_{surroundings_, nullptr, {}};
+  player::DriverOptions options_;
+};
+
+TEST_F(JackClientTest, SendsWhatTheUnitSends) {
+  JackListener listener;
+  ASSERT_TRUE(listener.isOpen());
+  player::JackClient client(engine_, options_);
+  ASSERT_TRUE(client.open().ok());
+  ASSERT_TRUE(listener.connectTo("morv"));
+
+  engine_.unit().outputMIDICC(7, 99, 3);
+  engine_.unit().outputMIDICC(8, 1, 0);
+
+  EXPECT_THAT(listener.receive(), ElementsAre(0xB3, 7, 99));
+  EXPECT_THAT(listener.receive(), ElementsAre(0xB0, 8, 1));
+}
+
+TEST_F(JackClientTest, TakesTheTempoFromWhoeverKeepsTheTransportsTime) {
+  JackListener listener;
+  ASSERT_TRUE(listener.isOpen());
+  player::JackClient client(engine_, options_);
+  ASSERT_TRUE(client.open().ok());
+  EXPECT_EQ(engine_.unit().tempo(), 0.0F);
+
+  ASSERT_TRUE(listener.keepTempo(93.5));
+
+  EXPECT_TRUE(holdsWithin(kPatienceSeconds, [this] { return engine_.unit().tempo() == 93.5F; }))
+      << engine_.unit().tempo();
+}
+
+TEST_F(JackClientTest, OpensAgainBehindItsClose) {
+  JackListener listener;
+  ASSERT_TRUE(listener.isOpen());
+  player::JackClient client(engine_, options_);
+  ASSERT_TRUE(client.open().ok());
+  EXPECT_TRUE(client.isRunning());
+
+  client.close();
+  EXPECT_FALSE(client.isRunning());
+  ASSERT_TRUE(client.open().ok());
+
+  const std::uint64_t begin = engine_.cycles();
+  EXPECT_TRUE(holdsWithin(kPatienceSeconds, [&] { return engine_.cycles() > begin + 3; }));
+  EXPECT_THAT(log_, IsEmpty());
+}
+
+}  // namespace
+}  // namespace morv
