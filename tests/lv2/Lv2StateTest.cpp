@@ -317,7 +317,7 @@ TEST_F(Lv2State, FactoryPresetsOfTheBundleAreThoseOfTheUnit) {
 TEST_F(Lv2State, OfManyInstancesOnManyThreadsIsTheirOwn) {
   constexpr int kInstances = 64;
   constexpr int kThreads = 8;
-  const auto play = [this](Lv2Host& host, int number) {
+  const auto play = [](Lv2Host& host, int number) {
     host.port("filterCutoff") = 300.0F + 100.0F * static_cast<float>(number);
     host.port("oscNoiseLevel") = 0.1F;
     host.port("ecoverb_reverbBypass") = 0;

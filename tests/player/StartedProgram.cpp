@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -18,7 +19,7 @@ namespace {
 constexpr double kSecondsToEnd = 5;
 
 [[noreturn]] void become(std::vector<std::string> words, const StartedProgram::Environment& changes,
-                         const std::string& messagesPath) {
+                         const std::string& messagesPath, int input) {
   for (const auto& [name, value] : changes) {
     if (value.empty()) {
       unsetenv(name.c_str());
@@ -27,6 +28,7 @@ constexpr double kSecondsToEnd = 5;
     }
   }
   const int messages = open(messagesPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  dup2(input, STDIN_FILENO);
   dup2(messages, STDOUT_FILENO);
   dup2(messages, STDERR_FILENO);
   std::signal(SIGINT, SIG_DFL);  // whoever runs the tests may ignore it
@@ -41,8 +43,13 @@ constexpr double kSecondsToEnd = 5;
 
 StartedProgram::StartedProgram(const std::vector<std::string>& words, const Environment& changes,
                                std::string messagesPath)
-    : messagesPath_(std::move(messagesPath)), id_(fork()) {
-  if (id_ == 0) become(words, changes, messagesPath_);
+    : messagesPath_(std::move(messagesPath)) {
+  std::array<int, 2> input{};
+  if (pipe2(input.data(), O_CLOEXEC) != 0) return;
+  const FileDescriptor end(input[0]);
+  input_ = FileDescriptor(input[1]);
+  id_ = fork();
+  if (id_ == 0) become(words, changes, messagesPath_, input[0]);
 }
 
 StartedProgram::~StartedProgram() {

@@ -7,10 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/FileDescriptor.h"
+
 namespace morv {
 
-// A program that runs beside the test, with its output and messages in a file. Ended with the object, by its
-// own number.
+// A program that runs beside the test, with its output and messages in a file and an input that brings
+// nothing and does not end. Ended with the object, by its own number.
 class StartedProgram {
  public:
   using Environment = std::map<std::string, std::string>;
@@ -30,6 +32,7 @@ class StartedProgram {
 
  private:
   const std::string messagesPath_;
+  FileDescriptor input_;
   pid_t id_ = -1;
   std::optional<int> status_;
 };
