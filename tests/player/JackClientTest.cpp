@@ -41,6 +41,8 @@ TEST_F(JackClientTest, SendsWhatTheUnitSends) {
   ASSERT_TRUE(client.open().ok());
   ASSERT_TRUE(listener.connectTo("morv"));
 
+  ASSERT_TRUE(listener.hears([this] { engine_.unit().outputMIDICC(0, 0, 0); }));
+
   engine_.unit().outputMIDICC(7, 99, 3);
   engine_.unit().outputMIDICC(8, 1, 0);
 

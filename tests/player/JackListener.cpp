@@ -77,6 +77,19 @@ std::vector<std::uint8_t> JackListener::receive() {
   return {message.view().begin(), message.view().end()};
 }
 
+bool JackListener::hears(const std::function<void()>& send) {
+  constexpr double kCycles = 0.1;
+  player::MidiMessage message;
+  const auto takes = [&] { return received_.take(&message); };
+  const bool isHeard = holdsWithin(kPatienceSeconds, [&] {
+    send();
+    return holdsWithin(kCycles, takes);
+  });
+  while (holdsWithin(kCycles, takes)) {
+  }
+  return isHeard;
+}
+
 bool JackListener::keepTempo(double beatsPerMinute) {
   tempo_ = beatsPerMinute;
   const auto tellTime = [](jack_transport_state_t, jack_nframes_t, jack_position_t* position, int,

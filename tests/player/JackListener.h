@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,9 @@ class JackListener {
   }
   // The next message that came in, within some seconds; empty for none.
   std::vector<std::uint8_t> receive();
+  // Has `send` send again and again until something comes in, and then waits until nothing more does: a
+  // connection is there a cycle or two behind its making.
+  bool hears(const std::function<void()>& send);
   // Keeps the transport's time from now on, at so many beats per minute.
   bool keepTempo(double beatsPerMinute);
   // Whether something can be heard on both sides, from now on, within some seconds; and whether it gets

@@ -37,10 +37,11 @@ class PlayerFixture : public testing::Test {
     for (auto& [name, value] : more) environment[name] = value;
     return std::make_unique<StartedProgram>(all, environment, folder_.path("messages"));
   }
+  // It waits for its clients in each cycle; otherwise a busy machine would skip some, with all that was sent.
   std::unique_ptr<StartedProgram> startServer(const std::string& rate = "48000") const {
     return std::make_unique<StartedProgram>(
-        std::vector<std::string>{"jackd", "-r", "-t", "10000", "-n", serverName_, "-d", "dummy", "-r", rate,
-                                 "-p", "256", "-C", "2", "-P", "2"},
+        std::vector<std::string>{"jackd", "-r", "-S", "-t", "10000", "-n", serverName_, "-d", "dummy", "-r",
+                                 rate, "-p", "256", "-C", "2", "-P", "2"},
         StartedProgram::Environment{}, folder_.path("server"));
   }
 
