@@ -1,0 +1,106 @@
+#include "effects/EffectCatalogue.h"
+
+#include <array>
+#include <cmath>
+#include <mutex>
+#include <utility>
+
+#include "effects/ZRBasicChorus.h"
+#include "effects/ZRBasicDelay.h"
+#include "effects/ZREcoVerb.h"
+#include "render/SafeCast.h"
+
+namespace morv {
+namespace {
+
+struct Recipe {
+  EffectKind kind;
+  std::unique_ptr<ZRDSPEffect> (*make)(float sampleRateHz);
+  // Controls that are plain members; none where all are parameters.
+  std::vector<EffectControl> (*members)(ZRDSPEffect& effect);
+};
+
+template <typename Effect>
+std::unique_ptr<ZRDSPEffect> make(float sampleRateHz) {
+  return std::make_unique<Effect>(sampleRateHz);
+}
+
+constexpr std::array kRecipes = {
+    Recipe{{"basicchorus", "Chorus", "Chorus of one moving line for each side"}, make<ZRBasicChorus>, nullptr},
+    Recipe{{"ecoverb", "Plate Reverb", "Plate reverb of the instrument's chain"}, make<ZREcoVerb>, nullptr},
+    Recipe{{"basicdelay", "Echo", "Stereo echo of the instrument's chain"}, make<ZRBasicDelay>, nullptr},
+};
+
+constexpr auto kKinds = [] {
+  std::array<EffectKind, kRecipes.size()> kinds{};
+  for (std::size_t i = 0; i < kinds.size(); ++i) kinds[i] = kRecipes[i].kind;
+  return kinds;
+}();
+
+const Recipe* recipeOf(std::string_view kind) {
+  for (const Recipe& recipe : kRecipes) {
+    if (recipe.kind.name == kind) return &recipe;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+EffectControl::EffectControl(ZRDSPEffect& effect, const ZRDSPParameter& parameter)
+    : identifier_(parameter.identifier),
+      name_(parameter.name),
+      range_(Range{parameter.minValue, parameter.maxValue}),
+      unit_(parameter.unit),
+      valueStrings_(parameter.valueStrings),
+      effect_(&effect),
+      parameter_(&parameter) {}
+
+EffectControl::EffectControl(std::string identifier, Member member, std::optional<Range> range)
+    : identifier_(std::move(identifier)), name_(identifier_), range_(range), member_(member) {}
+
+bool EffectControl::isSwitch() const noexcept {
+  return unit_ == ZRDSPParameterUnit::boolean || (member_ && std::holds_alternative<bool*>(*member_));
+}
+
+bool EffectControl::isWhole() const noexcept {
+  return isSwitch() || unit_ == ZRDSPParameterUnit::indexed ||
+         (member_ && std::holds_alternative<int*>(*member_));
+}
+
+float EffectControl::value() const noexcept {
+  if (parameter_ != nullptr) return parameter_->value;
+  return std::visit([](const auto* member) { return static_cast<float>(*member); }, *member_);
+}
+
+void EffectControl::set(float value) noexcept {
+  if (parameter_ != nullptr) {
+    effect_->setParameterValueForAddress(parameter_->address, value);
+    return;
+  }
+  if (auto* const* real = std::get_if<float*>(&*member_)) **real = value;
+  if (auto* const* real = std::get_if<double*>(&*member_)) **real = value;
+  if (auto* const* whole = std::get_if<int*>(&*member_)) **whole = truncatedInt(std::round(value));
+  if (auto* const* flag = std::get_if<bool*>(&*member_)) **flag = value >= 0.5F;
+}
+
+std::span<const EffectKind> effectKinds() { return kKinds; }
+
+std::unique_ptr<ZRDSPEffect> makeEffect(std::string_view kind, double sampleRateHz) {
+  static std::mutex construction;
+  const Recipe* recipe = recipeOf(kind);
+  if (recipe == nullptr) return nullptr;
+  const std::scoped_lock lock(construction);
+  return recipe->make(static_cast<float>(sampleRateHz));
+}
+
+std::vector<EffectControl> controlsOf(std::string_view kind, ZRDSPEffect& effect) {
+  std::vector<EffectControl> controls;
+  const Recipe* recipe = recipeOf(kind);
+  if (recipe == nullptr) return controls;
+  for (const ZRDSPParameter* parameter : effect.parameters()) controls.emplace_back(effect, *parameter);
+  if (recipe->members == nullptr) return controls;
+  for (EffectControl& member : recipe->members(effect)) controls.push_back(std::move(member));
+  return controls;
+}
+
+}  // namespace morv
