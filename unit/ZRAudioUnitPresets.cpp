@@ -16,7 +16,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kUserMark = "[USER]";
-constexpr const char* kPackFolder = "Packs";
 constexpr double kMutedSeconds = 0.5;
 constexpr double kRandomTestSeconds = 1.0;
 
