@@ -10,6 +10,7 @@ inline constexpr const char* kPresetStorageLocation = "presetStorageLocation";
 inline constexpr const char* kDidMigrateToCloud = "didMigrateToCloud";
 inline constexpr const char* kProgramChangeTarget = "MIDIprogramChangeTarget";
 inline constexpr const char* kFactoryFolder = "Factory Presets";  // in the resources
+inline constexpr const char* kPackFolder = "Packs";               // there too
 inline constexpr const char* kPresetExtension = ".aupreset";
 inline constexpr int kCloudLocation = 1;
 

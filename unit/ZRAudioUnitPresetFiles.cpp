@@ -116,7 +116,7 @@ std::optional<std::string> ZRAudioUnit::filePathForPreset(const AUAudioUnitPrese
   }
   const std::string& resources = services_.directories.resources;
   const bool isFactory = presetIsFactoryPresett(wanted);
-  if (isFactory && resources.empty()) return std::nullopt;
+  if ((isFactory ? resources : services_.directories.documents).empty()) return std::nullopt;
   const std::string path = isFactory ? resources + "/" + kFactoryFolder + "/" + wanted.name + kPresetExtension
                                      : documentPathOf(wanted.name);
   std::error_code error;

@@ -16,7 +16,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kUserMark = "[USER]";
-constexpr const char* kPackFolder = "Packs";
 constexpr double kMutedSeconds = 0.5;
 constexpr double kRandomTestSeconds = 1.0;
 
@@ -116,15 +115,13 @@ void ZRAudioUnit::readPacks() {
 std::vector<AUAudioUnitPreset> ZRAudioUnit::factoryPresets() {
   if (factoryPresetsInternal) return *factoryPresetsInternal;
   factoryPresetsInternal.emplace();
-  PropertyListDictionary files;
-  if (!didLoadPresetsFromDisk) readPresetFiles(&files);
+  PropertyListDictionary presets;
+  if (!didLoadPresetsFromDisk) readPresetFiles(&presets);
   if (presetSource != kCloudLocation) {
-    for (const auto& [name, state] : files.entries()) waitingPresets_.set(name, *state.dictionary());
+    for (const auto& [name, state] : presets.entries()) waitingPresets_.set(name, *state.dictionary());
     storeWaitingPresets();
-    files = {};
+    presets = storedPresets();
   }
-  PropertyListDictionary presets = storedPresets();
-  for (const auto& [name, state] : files.entries()) presets.set(name, state);
   std::int64_t number = 0;
   for (const auto& [name, state] : presets.entries()) factoryPresetsInternal->push_back({name, number++});
   readPacks();

@@ -4,7 +4,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
+#include <system_error>
 
 namespace morv::cli {
 
@@ -25,6 +27,11 @@ Result<std::vector<std::uint8_t>> readInputFile(const std::string& path) {
     if (std::ferror(file.get()) != 0) return Failure{path + ": cannot be read: " + std::strerror(errno)};
     return bytes;
   }
+}
+
+bool isSameFile(const std::string& one, const std::string& other) {
+  std::error_code error;
+  return !one.empty() && !other.empty() && std::filesystem::equivalent(one, other, error);
 }
 
 }  // namespace morv::cli

@@ -39,7 +39,7 @@ std::vector<std::string> nearestNames(std::string_view misspelt, const std::vect
   std::vector<std::string> nearest;
   for (const auto& [distance, name] : ranked) {
     if (nearest.size() == count) break;
-    nearest.push_back(*name);
+    if (std::find(nearest.begin(), nearest.end(), *name) == nearest.end()) nearest.push_back(*name);
   }
   return nearest;
 }

@@ -11,7 +11,8 @@ namespace morv::cli {
 // letters.
 std::size_t editDistance(std::string_view from, std::string_view to);
 
-// The `count` names nearest to a misspelt one, nearest first, those of one distance in the order given.
+// The `count` names nearest to a misspelt one, each once, nearest first, those of one distance in the order
+// given.
 std::vector<std::string> nearestNames(std::string_view misspelt, const std::vector<std::string>& names,
                                       std::size_t count = 3);
 

@@ -71,6 +71,14 @@ void OfflineUnit::settle() {
   start_ = now + kSettledSeconds;
 }
 
+std::set<std::string> OfflineUnit::storedNames() const {
+  std::set<std::string> names;
+  const auto held = sharedSettings_.valueForKey(kPresets);
+  if (!held || held->dictionary() == nullptr) return names;
+  for (const auto& [name, state] : held->dictionary()->entries()) names.insert(name);
+  return names;
+}
+
 void OfflineUnit::loadPreset(const std::string& name) {
   unit_.setCurrentPresetWithName(name);
   settle();

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "platform/MainQueue.h"
@@ -35,6 +36,10 @@ class OfflineUnit {
   void runQueue(double seconds) { queue_.runDue(start_ + seconds); }
   // Turns the clock on until nothing of a preset's change is left, the mute behind it included.
   void settle();
+
+  // Names of the presets whose states the unit's store holds: those of the factory, the states given above
+  // and those loaded below, but none of packs.
+  std::set<std::string> storedNames() const;
 
   // Makes a preset of the unit's list current, and settles.
   void loadPreset(const std::string& name);

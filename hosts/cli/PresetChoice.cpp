@@ -12,77 +12,92 @@
 namespace morv::cli {
 namespace {
 
+using Source = PresetEntry::Source;
+
 bool isSameWord(const std::string& a, const std::string& b) { return editDistance(a, b) == 0; }
 
-std::vector<std::string> namesIn(OfflineUnit& offline) {
-  std::vector<std::string> names;
-  for (const auto& each : offline.unit().factoryPresets()) names.push_back(each.name);
-  return names;
+const PresetEntry* entryNamed(const std::string& name, const std::vector<PresetEntry>& entries) {
+  const auto found = std::find_if(entries.begin(), entries.end(), [&](const PresetEntry& each) {
+    return !each.isHidden && each.name == name;
+  });
+  return found == entries.end() ? nullptr : &*found;
 }
 
-Result<std::string> loadFile(OfflineUnit& offline, const std::string& path) {
+std::string originOf(const PresetEntry& entry) {
+  if (entry.source == Source::factory) return "the factory's";
+  if (entry.source == Source::user) return "the user's";
+  return "pack '" + std::filesystem::path(entry.file).parent_path().filename().string() + "'";
+}
+
+std::string labelOf(const PresetEntry& entry, const std::vector<PresetEntry>& among) {
+  const auto bearers = std::count_if(among.begin(), among.end(),
+                                     [&](const PresetEntry& each) { return each.name == entry.name; });
+  if (bearers == 1) return entry.name;
+  const std::string file = entry.isHidden ? ", only by its file '" + entry.file + "'" : std::string();
+  return entry.name + " (" + originOf(entry) + file + ")";
+}
+
+Failure ambiguity(const std::string& wanted, const std::vector<PresetEntry>& found) {
+  std::vector<std::string> labels;
+  for (const PresetEntry& each : found) labels.push_back(labelOf(each, found));
+  return {"'" + wanted + "' is the name of several presets: " + joined(labels)};
+}
+
+Result<LoadedPreset> loadFile(OfflineUnit& offline, const std::string& path) {
   const auto state = readPreset(path, offline.unit());
   if (!state) return state.failure();
   std::string name = std::filesystem::path(path).stem().string();
   offline.loadState(name, *state);
-  return name;
+  return LoadedPreset{name, path};
 }
 
 }  // namespace
 
-Result<std::string> choosePreset(const std::string& wanted, const std::vector<std::string>& names,
+Result<PresetEntry> choosePreset(const std::string& wanted, const std::vector<PresetEntry>& entries,
                                  const PresetCategories& categories) {
-  if (std::find(names.begin(), names.end(), wanted) != names.end()) return wanted;
-  std::vector<std::string> found;
-  std::vector<std::string> shortNames;
-  for (const std::string& name : names) {
-    shortNames.push_back(categories.shortNameOf(name));
-    if (isSameWord(name, wanted)) return name;
-    if (isSameWord(shortNames.back(), wanted)) found.push_back(name);
+  if (const PresetEntry* exact = entryNamed(wanted, entries)) return *exact;
+  std::vector<PresetEntry> found;
+  std::vector<std::string> nameable;
+  const bool isFullName = wanted.starts_with("[");
+  for (const PresetEntry& each : entries) {
+    const std::string shortName = categories.shortNameOf(each.name);
+    nameable.push_back(isFullName ? each.name : shortName);
+    if (isSameWord(each.name, wanted) || isSameWord(shortName, wanted)) found.push_back(each);
   }
   if (found.size() == 1) return found.front();
-  if (found.size() > 1) return Failure{"'" + wanted + "' is the name of several presets: " + joined(found)};
-  if (names.empty()) return Failure{"unknown preset '" + wanted + "'; there are none"};
-  const bool isFullName = wanted.starts_with("[");
+  if (found.size() > 1) return ambiguity(wanted, found);
+  if (entries.empty()) return Failure{"unknown preset '" + wanted + "'; there are none"};
   return Failure{"unknown preset '" + wanted + "'; the nearest are " +
-                 joined(nearestNames(wanted, isFullName ? names : shortNames))};
+                 joined(nearestNames(wanted, nameable))};
 }
 
 bool meansPresetFile(const std::string& wanted) {
   return wanted.find('/') != std::string::npos || wanted.ends_with(kPresetFileExtension);
 }
 
-Result<std::string> loadPresetFor(OfflineUnit& offline, const std::string& wanted,
-                                  const std::string& resources, ExitCode* code) {
+Result<LoadedPreset> loadPresetFor(OfflineUnit& offline, const std::string& wanted,
+                                   const std::string& resources, ExitCode* code) {
   const bool meansFile = meansPresetFile(wanted);
   *code = meansFile ? ExitCode::badInput : ExitCode::usage;
   std::error_code error;
   if (meansFile && std::filesystem::exists(wanted, error)) return loadFile(offline, wanted);
 
-  const PresetCategories categories = PresetCategories::of(resources);
-  const auto choose = [&](const std::vector<std::string>& names) -> Result<std::string> {
-    if (!meansFile) return choosePreset(wanted, names, categories);
-    if (std::find(names.begin(), names.end(), wanted) != names.end()) return wanted;
-    return Failure{"unknown preset '" + wanted + "'"};
-  };
-  std::vector<std::string> names = namesIn(offline);
-  if (const auto name = choose(names)) {
-    offline.loadPreset(*name);
-    return *name;
+  const UserPresets kept(offline.unit().groupIdentifier());
+  const std::vector<PresetEntry> entries = presetEntries(offline, kept, resources);
+  if (meansFile && entryNamed(wanted, entries) == nullptr) return loadFile(offline, wanted);
+  const auto chosen = choosePreset(wanted, entries, PresetCategories::of(resources));
+  if (!chosen) return chosen.failure();
+  if (chosen->source != Source::user) {
+    offline.loadPreset(chosen->name);
+    return LoadedPreset{chosen->name, chosen->file};
   }
-  const PropertyListDictionary kept = UserPresets(offline.unit().groupIdentifier()).all();
-  for (const auto& [name, state] : kept.entries()) {
-    if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
-  }
-  auto name = choose(names);
-  if (!name) return meansFile ? loadFile(offline, wanted) : name;
-  const PropertyListValue* state = kept.find(*name);
-  if (state == nullptr || state->dictionary() == nullptr) {
+  const auto state = kept.stateOf(chosen->name, offline.unit());
+  if (!state) {
     *code = ExitCode::badInput;
-    return Failure{"preset '" + *name + "' holds no state"};
+    return state.failure();
   }
-  offline.loadState(*name, *state->dictionary());
-  return name;
+  offline.loadState(chosen->name, *state);
+  return LoadedPreset{chosen->name, chosen->file};
 }
 
 ExitCode failPreset(const std::string& command, const std::string& where, ExitCode code,

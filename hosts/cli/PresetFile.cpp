@@ -37,13 +37,12 @@ std::optional<std::string> faultOfParameters(const PropertyListDictionary& state
 
 }  // namespace
 
-Result<PropertyListDictionary> readPreset(const std::string& path, const ZQ3Unit& unit) {
-  const auto value = readPropertyListFile(path);
-  if (!value) return value.failure();
-  const auto refused = [&path](const std::string& reason) {
-    return Failure{path + ": no preset: " + reason};
+Result<PropertyListDictionary> checkPreset(const std::string& what, const PropertyListValue& value,
+                                           const ZQ3Unit& unit) {
+  const auto refused = [&what](const std::string& reason) {
+    return Failure{what + ": no preset: " + reason};
   };
-  const PropertyListDictionary* state = value.value().dictionary();
+  const PropertyListDictionary* state = value.dictionary();
   if (state == nullptr) return refused("it is no dictionary");
   const AudioComponentDescription& own = unit.componentDescription();
   if (!isOwnCode(*state, "type", own.componentType) || !isOwnCode(*state, "subtype", own.componentSubType)) {
@@ -51,6 +50,12 @@ Result<PropertyListDictionary> readPreset(const std::string& path, const ZQ3Unit
   }
   if (const auto fault = faultOfParameters(*state, unit)) return refused(*fault);
   return *state;
+}
+
+Result<PropertyListDictionary> readPreset(const std::string& path, const ZQ3Unit& unit) {
+  const auto value = readPropertyListFile(path);
+  if (!value) return value.failure();
+  return checkPreset(path, *value, unit);
 }
 
 }  // namespace morv::cli

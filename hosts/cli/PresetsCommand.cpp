@@ -17,10 +17,11 @@ const char* presetsHelp() {
          "Lists presets, shows and renders them, takes them in and writes them.\n"
          "\n"
          "list: name, number, owner, category and file of each, those that the user keeps included, as\n"
-         "tab-separated lines under a header.\n"
+         "tab-separated lines under a header; a tab or the end of a line in a name is shown as \\t or \\n.\n"
          "show: the value of each parameter: group, identifier, value.\n"
          "render-all: plays each preset that comes with the program and writes one WAV file for each into a\n"
          "folder, which is made if need be; tells peak (dBFS), loudness (LUFS, ITU-R BS.1770-4) and length.\n"
+         "What fails for one preset is told and does not hinder the others.\n"
          "import: checks files and keeps them among the user's presets, each under its file's name; prints\n"
          "where.\n"
          "export-state: writes the whole state of the instrument as a preset file. Its name ends in\n"
@@ -40,6 +41,8 @@ const char* presetsHelp() {
          "\n"
          "A name may be given in full (\"[FACTORY]_BS_Name\") or, if only one preset has it, as its last "
          "part.\n"
+         "If packs have several presets of one full name, it means the last pack's; the files lead to the "
+         "others.\n"
          "One with a slash in it or \".aupreset\" at its end means a file, and a preset if there is no such "
          "file.\n";
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "hosts/cli/CommandLine.h"
+#include "hosts/cli/InputFile.h"
 #include "hosts/cli/OfflineUnit.h"
 #include "hosts/cli/ParameterNames.h"
 #include "hosts/cli/PendingFile.h"
@@ -109,6 +110,9 @@ ExitCode presetsExportStateCommand(std::span<const std::string> words) {
     ExitCode code{};
     const auto loaded = loadPresetFor(offline, *wanted, *resources, &code);
     if (!loaded) return failPreset("presets", "option '--preset': ", code, loaded.reason());
+    if (isSameFile(loaded->file, *out)) {
+      return failUsage("presets", "'" + *out + "' is both read and written");
+    }
   }
   for (const std::string& text : line->values("set")) {
     const auto set = RenderOptions::parseSet(text);

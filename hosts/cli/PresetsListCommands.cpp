@@ -13,6 +13,7 @@
 #include "hosts/cli/PresetCategories.h"
 #include "hosts/cli/PresetChoice.h"
 #include "hosts/cli/PresetsCommand.h"
+#include "hosts/cli/TableCell.h"
 #include "hosts/cli/Terminal.h"
 #include "hosts/cli/UserPresets.h"
 #include "platform/AUParameterGroup.h"
@@ -53,8 +54,8 @@ std::vector<Row> rowsOf(const std::string& resources) {
 std::string asTable(const std::vector<Row>& rows) {
   std::string table = "name\tnumber\towner\tcategory\tfile\n";
   for (const Row& row : rows) {
-    table += row.name + '\t' + std::to_string(row.number) + '\t' + row.owner + '\t' + row.category + '\t' +
-             row.file + '\n';
+    table += tableCell(row.name) + '\t' + std::to_string(row.number) + '\t' + row.owner + '\t' +
+             tableCell(row.category) + '\t' + tableCell(row.file) + '\n';
   }
   return table;
 }
@@ -121,10 +122,10 @@ ExitCode presetsShowCommand(std::span<const std::string> words) {
   OfflineUnit offline(*resources);
   offline.keepMidiModeOfStates();
   ExitCode code{};
-  const auto name = loadPresetFor(offline, wanted, *resources, &code);
-  if (!name) return failPreset("presets", "", code, name.reason());
+  const auto loaded = loadPresetFor(offline, wanted, *resources, &code);
+  if (!loaded) return failPreset("presets", "", code, loaded.reason());
   const AUParameterTree& tree = *offline.unit().parameterTree();
-  return print(line->has("json") ? valuesAsJson(*name, tree) : valuesAsTable(tree));
+  return print(line->has("json") ? valuesAsJson(loaded->name, tree) : valuesAsTable(tree));
 }
 
 }  // namespace morv::cli

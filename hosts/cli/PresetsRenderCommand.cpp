@@ -2,12 +2,17 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
+#include <set>
+#include <system_error>
 #include <vector>
 
 #include "hosts/cli/AudioFileWriter.h"
 #include "hosts/cli/CommandLine.h"
+#include "hosts/cli/InputFile.h"
 #include "hosts/cli/Json.h"
 #include "hosts/cli/LevelMeter.h"
 #include "hosts/cli/LoudnessMeter.h"
@@ -16,9 +21,11 @@
 #include "hosts/cli/OctaveSpectrum.h"
 #include "hosts/cli/OfflineUnit.h"
 #include "hosts/cli/PresetCategories.h"
+#include "hosts/cli/PresetEntries.h"
 #include "hosts/cli/PresetsCommand.h"
 #include "hosts/cli/ScorePlayer.h"
 #include "hosts/cli/StandardPhrase.h"
+#include "hosts/cli/TableCell.h"
 #include "hosts/cli/Terminal.h"
 #include "hosts/cli/UserPresets.h"
 #include "platform/AtomicFile.h"
@@ -40,6 +47,7 @@ constexpr int kGreatestRateHz = 192000;
 struct Options {
   std::string folder;
   std::string resources;
+  std::string midiPath;  // empty without a piece
   std::optional<MidiFile> midi;
   int rateHz = kStandardRateHz;
   double tailSeconds = kStandardTailSeconds;
@@ -55,20 +63,28 @@ struct Row {
   OctaveSpectrum::Levels octavesDb{};
 };
 
-std::string fileNameOf(std::string presetName) {
-  std::replace(presetName.begin(), presetName.end(), '/', '-');
-  return presetName + ".wav";
+// One path for each preset, all different: a name that is taken gets "-2" behind it, then "-3" and so on.
+std::vector<std::string> outputFiles(const std::string& folder, const std::vector<std::string>& presetNames) {
+  std::vector<std::string> files;
+  std::set<std::string> taken;
+  for (std::string name : presetNames) {
+    std::replace(name.begin(), name.end(), '/', '-');
+    std::string unique = name;
+    for (int count = 2; !taken.insert(unique).second; ++count) unique = name + "-" + std::to_string(count);
+    files.push_back(folder + "/" + unique + ".wav");
+  }
+  return files;
 }
 
 // Renders one preset through a unit of its own, so that no preset hears another's tail.
-Result<Row> renderPreset(const std::string& name, const Options& options, const PropertyListDictionary& kept,
-                         const PresetCategories& categories) {
+Result<Row> renderPreset(const std::string& name, const std::string& file, const Options& options,
+                         const PropertyListDictionary& kept, const PresetCategories& categories) {
   OfflineUnit offline(options.resources, kept);
   if (const auto ready = offline.allocate(options.rateHz, kBlockFrames); !ready) return ready.failure();
   offline.loadPreset(name);
   Score score(options.midi ? *options.midi : standardPhrase(categories.prefixFor(name)), options.rateHz);
   const std::uint64_t frames = score.lengthInFrames({}, options.tailSeconds, kBlockFrames);
-  Row row{name, options.folder + "/" + fileNameOf(name)};
+  Row row{name, file};
   if (frames > AudioFileWriter::maximumFrames(SampleFormat::f32)) {
     return Failure{row.file + ": is too long for a WAV file"};
   }
@@ -100,8 +116,8 @@ Result<Row> renderPreset(const std::string& name, const Options& options, const 
 std::string asTable(const std::vector<Row>& rows) {
   std::string table = "name\tpeakDb\tloudnessLufs\tseconds\tfile\n";
   for (const Row& row : rows) {
-    table += row.name + '\t' + printFixed(row.peakDb, 2) + '\t' + printFixed(row.loudnessLufs, 2) + '\t' +
-             printFixed(row.seconds, 3) + '\t' + row.file + '\n';
+    table += tableCell(row.name) + '\t' + printFixed(row.peakDb, 2) + '\t' + printFixed(row.loudnessLufs, 2) +
+             '\t' + printFixed(row.seconds, 3) + '\t' + tableCell(row.file) + '\n';
   }
   return table;
 }
@@ -148,22 +164,65 @@ Result<Options> optionsOf(const CommandLine& line) {
   return options;
 }
 
-ExitCode renderAll(const Options& options, bool printsJson) {
-  OfflineUnit lister(options.resources);
+// What the user keeps beside the factory's, as far as it is sound; `code` tells of what is not.
+PropertyListDictionary soundUserPresets(const OfflineUnit& lister, const UserPresets& users, ExitCode* code) {
   PropertyListDictionary kept;
-  if (options.takesUsers) kept = UserPresets(lister.unit().groupIdentifier()).all();
-  const auto list = OfflineUnit(options.resources, kept).unit().factoryPresets();
+  const std::set<std::string> factory = lister.storedNames();
+  for (const std::string& name : users.names()) {
+    if (factory.contains(name)) continue;
+    if (auto state = users.stateOf(name, lister.unit())) {
+      kept.set(name, *state);
+    } else {
+      *code = fail(ExitCode::badInput, state.reason());
+    }
+  }
+  return kept;
+}
+
+// The first output that is an input too, or nothing.
+std::optional<std::string> outputThatIsRead(const std::vector<std::string>& outputs, const Options& options,
+                                            const std::vector<PresetEntry>& presets) {
+  for (const std::string& output : outputs) {
+    std::error_code error;
+    if (!std::filesystem::exists(output, error)) continue;
+    const bool isRead = isSameFile(output, options.midiPath) ||
+                        std::any_of(presets.begin(), presets.end(),
+                                    [&](const PresetEntry& each) { return isSameFile(output, each.file); });
+    if (isRead) return output;
+  }
+  return std::nullopt;
+}
+
+// What fails for one preset is told and does not hinder the others; the first failure gives the code.
+ExitCode renderAll(const Options& options, bool printsJson) {
+  ExitCode code = ExitCode::ok;
+  OfflineUnit lister(options.resources);
+  const UserPresets users(lister.unit().groupIdentifier());
+  PropertyListDictionary kept;
+  if (options.takesUsers) kept = soundUserPresets(lister, users, &code);
+  std::vector<std::string> names;
+  for (const auto& each : OfflineUnit(options.resources, kept).unit().factoryPresets()) {
+    names.push_back(each.name);
+  }
+  const std::vector<std::string> files = outputFiles(options.folder, names);
+  if (const auto read = outputThatIsRead(files, options, presetEntries(lister, users, options.resources))) {
+    return failUsage("presets", "'" + *read + "' is both read and written");
+  }
   if (const Outcome made = makeFolder(options.folder); !made) {
     return fail(ExitCode::outputFailed, made.reason());
   }
   const PresetCategories categories = PresetCategories::of(options.resources);
   std::vector<Row> rows;
-  for (const AUAudioUnitPreset& each : list) {
-    const auto row = renderPreset(each.name, options, kept, categories);
-    if (!row) return fail(ExitCode::outputFailed, row.reason());
-    rows.push_back(*row);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (const auto row = renderPreset(names[i], files[i], options, kept, categories)) {
+      rows.push_back(*row);
+    } else {
+      warn(row.reason());
+      if (code == ExitCode::ok) code = ExitCode::outputFailed;
+    }
   }
-  return print(printsJson ? asJson(rows) : asTable(rows));
+  const ExitCode printed = print(printsJson ? asJson(rows) : asTable(rows));
+  return code == ExitCode::ok ? printed : code;
 }
 
 }  // namespace
@@ -181,6 +240,7 @@ ExitCode presetsRenderAllCommand(std::span<const std::string> words) {
     auto midi = MidiFile::read(*path);
     if (!midi) return fail(ExitCode::badInput, midi.reason());
     options->midi = std::move(*midi);
+    options->midiPath = *path;
   }
   return renderAll(*options, line->has("json"));
 }

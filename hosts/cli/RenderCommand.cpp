@@ -6,14 +6,13 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
 #include <optional>
 #include <set>
-#include <system_error>
 #include <vector>
 
 #include "hosts/cli/AudioFileWriter.h"
 #include "hosts/cli/AutomationFile.h"
+#include "hosts/cli/InputFile.h"
 #include "hosts/cli/LevelMeter.h"
 #include "hosts/cli/MidiFile.h"
 #include "hosts/cli/Numbers.h"
@@ -52,12 +51,13 @@ class RenderRun {
       automation_ = automation->rows();
     }
     for (const std::string& input : {options_.midiPath, options_.automationPath.value_or("")}) {
-      std::error_code error;
-      if (!input.empty() && std::filesystem::equivalent(input, options_.outPath, error)) {
-        return failUsage("render", "'" + options_.outPath + "' is both read and written");
-      }
+      if (isSameFile(input, options_.outPath)) return failReadAndWritten();
     }
     return ExitCode::ok;
+  }
+
+  ExitCode failReadAndWritten() const {
+    return failUsage("render", "'" + options_.outPath + "' is both read and written");
   }
 
   ExitCode prepareUnit() {
@@ -87,6 +87,7 @@ class RenderRun {
       ExitCode code{};
       const auto loaded = loadPresetFor(offline_, *options_.preset, resources_, &code);
       if (!loaded) return failPreset("render", "option '--preset': ", code, loaded.reason());
+      if (isSameFile(loaded->file, options_.outPath)) return failReadAndWritten();
     }
     for (const auto& set : sets_) set.parameter->setValue(set.value);
     return ExitCode::ok;

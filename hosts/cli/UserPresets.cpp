@@ -45,22 +45,51 @@ PropertyListDictionary UserPresets::stored() const {
   return held && held->dictionary() != nullptr ? *held->dictionary() : PropertyListDictionary();
 }
 
-PropertyListDictionary UserPresets::all() {
+std::string UserPresets::storeFileOf(const std::string& name) const {
+  return isInCloud() ? fileOf(name) : std::string();
+}
+
+std::vector<std::string> UserPresets::names() const {
+  std::vector<std::string> names;
+  if (!isInCloud()) {
+    const PropertyListDictionary presets = stored();
+    for (const auto& [name, state] : presets.entries()) names.push_back(name);
+    return names;
+  }
+  const std::string folder = cloudFolder();
+  if (folder.empty()) return names;
+  const auto files = cloud_.list(folder);
+  if (!files) return names;
+  for (const std::string& file : *files) {
+    std::error_code error;
+    const std::filesystem::path path = std::filesystem::path(folder) / file;
+    if (path.extension() != kPresetFileExtension || std::filesystem::is_directory(path, error)) continue;
+    names.push_back(path.stem().string());
+  }
+  return names;
+}
+
+PropertyListDictionary UserPresets::all() const {
   if (!isInCloud()) return stored();
   PropertyListDictionary presets;
-  std::error_code error;
-  for (std::filesystem::directory_iterator it(cloudFolder(), error), end; !error && it != end;
-       it.increment(error)) {
-    std::error_code ignored;
-    if (it->path().extension() != kPresetFileExtension || it->is_directory(ignored)) continue;
-    auto state = readPropertyListFile(it->path().string());
+  for (const std::string& name : names()) {
+    const std::string path = fileOf(name);
+    auto state = readPropertyListFile(path);
     if (state && state.value().dictionary() != nullptr) {
-      presets.set(it->path().stem().string(), std::move(state).value());
+      presets.set(name, std::move(state).value());
     } else {
-      warn(state ? it->path().string() + ": no preset" : state.reason());
+      warn(state ? path + ": no preset" : state.reason());
     }
   }
   return presets;
+}
+
+Result<PropertyListDictionary> UserPresets::stateOf(const std::string& name, const ZQ3Unit& unit) const {
+  if (isInCloud()) return readPreset(fileOf(name), unit);
+  const PropertyListDictionary presets = stored();
+  const PropertyListValue* state = presets.find(name);
+  if (state == nullptr) return Failure{name + ": there is no such preset"};
+  return checkPreset(name, *state, unit);
 }
 
 Outcome UserPresets::addToCloud(const std::string& path, const PropertyListDictionary& state) {
@@ -72,9 +101,7 @@ Outcome UserPresets::addToCloud(const std::string& path, const PropertyListDicti
 }
 
 bool UserPresets::holds(const std::string& name) const {
-  const std::string path = fileOf(name);
-  if (!path.empty() && exists(path)) return true;
-  return !isInCloud() && stored().find(name) != nullptr;
+  return isInCloud() ? exists(fileOf(name)) : stored().find(name) != nullptr;
 }
 
 // The suite is what units read, so it comes last: a preset that is in it is wholly there.

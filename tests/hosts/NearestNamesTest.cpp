@@ -27,6 +27,11 @@ TEST(NearestNames, ListsTheNearestFirstAndTiesInTheirOrder) {
   EXPECT_TRUE(nearestNames("x", {}).empty());
 }
 
+TEST(NearestNames, ListsEachNameOnce) {
+  EXPECT_THAT(nearestNames("deep", {"Deep", "Deep", "Deer", "Deep", "Beer"}),
+              ElementsAre("Deep", "Deer", "Beer"));
+}
+
 TEST(NearestNames, JoinsNamesForAMessage) {
   EXPECT_EQ(joined({"a", "b"}), "a, b");
   EXPECT_EQ(joined({}), "");

@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::Not;
 
-// Import, export and render-all.
+// Import and export.
 class PresetsFilesProgram : public PresetsFixture {};
 
 TEST_F(PresetsFilesProgram, ImportsIntoTheUsersStoreWhereAllCommandsFindIt) {
@@ -200,49 +200,40 @@ TEST_F(PresetsFilesProgram, RefusesToExportUnderANameThatImportWouldNotTake) {
   EXPECT_EQ(folder_.names().size(), before);
 }
 
-TEST_F(PresetsFilesProgram, RendersAllIntoAFolderWithATable) {
-  const std::string out = folder_.path("sounds");
+// A preset that a unit deletes leaves its file in the documents.
+TEST_F(PresetsFilesProgram, ImportsADeletedPresetAgain) {
+  const auto file = userPreset("[USER]_PD_Mine", "1000");
+  ASSERT_EQ(runMorv({"presets", "import", file}).exitCode, 0);
+  writeSettings({{"presets", PropertyListDictionary{}}});
+  userPreset("[USER]_PD_Mine", "2000");
 
-  const auto run = runMorv({"presets", "render-all", "--out", out, "--tail", "1"});
+  const auto run = runMorv({"presets", "import", file});
 
   EXPECT_EQ(run.exitCode, 0) << run.errors;
-  EXPECT_THAT(run.output, testing::StartsWith("name\tpeakDb\tloudnessLufs\tseconds\tfile\n"));
-  EXPECT_THAT(run.output, HasSubstr("\t" + out + "/[FACTORY]_BS_Deep.wav\n"));
-  EXPECT_TRUE(fs::exists(out + "/[FACTORY]_BS_Deep.wav"));
-  EXPECT_TRUE(fs::exists(out + "/[FACTORY]_LD_High.wav"));
+  EXPECT_EQ(cutoffOf("mine"), "2000");
+  EXPECT_EQ(TemporaryFolder::read(documentFile("[USER]_PD_Mine")), TemporaryFolder::read(file));
 }
 
-TEST_F(PresetsFilesProgram, RendersAllWithAPieceOfOnesOwnAsRenderDoes) {
-  const std::string out = folder_.path("sounds");
-  ASSERT_EQ(
-      runMorv({"presets", "render-all", "--out", out, "--midi", midi_, "--tail", "2", "--json"}).exitCode, 0);
+TEST_F(PresetsFilesProgram, WritesNoFileThatItReads) {
+  const std::string file = userPreset("mine", "1000");
+  fs::create_symlink("mine.aupreset", folder_.path("link.aupreset"));
+  const auto before = TemporaryFolder::read(file);
+  const auto factoryBefore = TemporaryFolder::read(factoryFile("[FACTORY]_BS_Deep"));
 
-  const auto expected = soundOf({"--preset", "High"});
-  fs::copy_file(out + "/[FACTORY]_LD_High.wav", out_, fs::copy_options::overwrite_existing);
+  const std::vector<ProgramResult> runs = {
+      exportTo(file, {"--preset", file, "--set", "filterCutoff=777"}),
+      exportTo(folder_.path("link.aupreset"), {"--preset", file, "--set", "filterCutoff=777"}),
+      exportTo(factoryFile("[FACTORY]_BS_Deep"), {"--preset", "Deep", "--set", "filterCutoff=777"}),
+      runMorv({"render", "--midi", midi_, "--preset", file, "--out", file}),
+      runMorv({"render", "--midi", midi_, "--preset", file, "--out", folder_.path("link.aupreset")}),
+      runMorv({"render", "--midi", midi_, "--preset", "Deep", "--out", factoryFile("[FACTORY]_BS_Deep")})};
 
-  EXPECT_EQ(sound(), expected);
-}
-
-TEST_F(PresetsFilesProgram, RendersTheUsersPresetsWhenAsked) {
-  ASSERT_EQ(runMorv({"presets", "import", userPreset("[USER]_PD_Mine", "1000")}).exitCode, 0);
-  const std::string out = folder_.path("sounds");
-
-  const auto without = runMorv({"presets", "render-all", "--out", out, "--midi", midi_, "--tail", "0"});
-  const auto with =
-      runMorv({"presets", "render-all", "--out", out, "--midi", midi_, "--tail", "0", "--user"});
-
-  EXPECT_THAT(without.output, Not(HasSubstr("Mine")));
-  EXPECT_THAT(with.output, HasSubstr("[USER]_PD_Mine"));
-}
-
-TEST_F(PresetsFilesProgram, ReportsBadInputsAndOutputsOfRenderAll) {
-  const std::string blocked = folder_.write("blocked", std::string("a file"));
-
-  EXPECT_EQ(runMorv({"presets", "render-all"}).exitCode, 2);
-  EXPECT_EQ(runMorv({"presets", "render-all", "--out", blocked, "--tail", "x"}).exitCode, 2);
-  EXPECT_EQ(runMorv({"presets", "render-all", "--out", blocked, "--rate", "1"}).exitCode, 2);
-  EXPECT_EQ(runMorv({"presets", "render-all", "--out", blocked, "--midi", blocked}).exitCode, 3);
-  EXPECT_EQ(runMorv({"presets", "render-all", "--out", blocked}).exitCode, 4);
+  for (std::size_t i = 0; i < runs.size(); ++i) {
+    EXPECT_EQ(runs[i].exitCode, 2) << i;
+    EXPECT_THAT(runs[i].errors, HasSubstr("' is both read and written")) << i;
+  }
+  EXPECT_EQ(TemporaryFolder::read(file), before);
+  EXPECT_EQ(TemporaryFolder::read(factoryFile("[FACTORY]_BS_Deep")), factoryBefore);
 }
 
 }  // namespace

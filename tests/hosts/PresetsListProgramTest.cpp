@@ -3,8 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/hosts/PresetsFixture.h"
 
@@ -14,7 +17,12 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class PresetsListProgram : public PresetsFixture {};
+class PresetsListProgram : public PresetsFixture {
+ protected:
+  static PropertyListDictionary state() {
+    return {{"morv", PropertyListDictionary{{"filterCutoff", 500.0}}}};
+  }
+};
 
 TEST_F(PresetsListProgram, ListsNameNumberOwnerCategoryAndFile) {
   const auto run = runMorv({"presets", "list"});
@@ -92,14 +100,110 @@ TEST_F(PresetsListProgram, WarnsOfCategoriesThatCannotBeRead) {
   EXPECT_THAT(runMorv({"presets", "list"}).errors, HasSubstr("the title of 'BS' is no text"));
 }
 
-TEST_F(PresetsListProgram, AKeptNameWithoutAStateIsABadInput) {
-  writeSettings({{"presets", PropertyListDictionary{{"[USER]_Hollow", "no state"}}}});
+TEST_F(PresetsListProgram, WhatTheUserKeepsIsCheckedAsAFileIs) {
+  writeSettings(
+      {{"presets", PropertyListDictionary{
+                       {"[USER]_Hollow", "no state"},
+                       {"[USER]_Foreign", PropertyListDictionary{{"subtype", 7}, {"parameters", state()}}},
+                       {"[USER]_Refused", PropertyListDictionary{{"parameters", "no dictionary"}}}}}});
+  const std::vector<std::pair<std::string, std::string>> reasons = {
+      {"Hollow", "[USER]_Hollow: no preset: it is no dictionary"},
+      {"Foreign", "[USER]_Foreign: no preset: it belongs to another instrument"},
+      {"Refused", "[USER]_Refused: no preset: its parameters are no dictionary"}};
 
-  const auto shown = runMorv({"presets", "show", "hollow"});
+  for (const auto& [name, reason] : reasons) {
+    const auto shown = runMorv({"presets", "show", name});
+    EXPECT_EQ(shown.exitCode, 3) << name;
+    EXPECT_EQ(shown.errors, "morv: " + reason + "\n");
+    const auto rendered = render({"--preset", "[USER]_" + name});
+    EXPECT_EQ(rendered.exitCode, 3) << name;
+    EXPECT_EQ(rendered.errors, "morv: " + reason + "\n");
+    EXPECT_EQ(exportTo(folder_.path("out.aupreset"), {"--preset", name}).exitCode, 3) << name;
+  }
+  EXPECT_TRUE(leftOnlyInputs());
+}
+
+TEST_F(PresetsListProgram, WhatLiesInTheCloudIsCheckedToo) {
+  std::filesystem::create_directories(folder_.path("cloud/Documents/Presets"));
+  writeSettings({{"presetStorageLocation", 1}, {"cloudFolder", folder_.path("cloud")}});
+  folder_.write("cloud/Documents/Presets/[USER]_Half.aupreset", std::string("<?xml version"));
+  folder_.write("cloud/Documents/Presets/[USER]_List.aupreset",
+                std::string("<plist version=\"1.0\"><array/></plist>"));
+
+  EXPECT_EQ(runMorv({"presets", "show", "half"}).exitCode, 3);
+  const auto shown = runMorv({"presets", "show", "list"});
   EXPECT_EQ(shown.exitCode, 3);
-  EXPECT_THAT(shown.errors, HasSubstr("preset '[USER]_Hollow' holds no state"));
-  EXPECT_EQ(render({"--preset", "[USER]_Hollow"}).exitCode, 3);
-  EXPECT_EQ(exportTo(folder_.path("out.aupreset"), {"--preset", "Hollow"}).exitCode, 3);
+  EXPECT_THAT(shown.errors, HasSubstr("[USER]_List.aupreset: no preset: it is no dictionary"));
+}
+
+TEST_F(PresetsListProgram, AShortNameOfAFactoryPresetAndOfTheUsersIsRefused) {
+  ASSERT_EQ(runMorv({"presets", "import", userPreset("[USER]_Deep", "1234")}).exitCode, 0);
+
+  const auto shown = runMorv({"presets", "show", "deep"});
+
+  EXPECT_EQ(shown.exitCode, 2);
+  EXPECT_THAT(shown.errors,
+              HasSubstr("'deep' is the name of several presets: [FACTORY]_BS_Deep, [USER]_Deep"));
+  EXPECT_EQ(cutoffOf("[USER]_Deep"), "1234");
+  EXPECT_EQ(cutoffOf("[FACTORY]_BS_Deep"), "300");
+}
+
+TEST_F(PresetsListProgram, AFullNameOfTheUsersWinsOverAShortNameOfTheFactory) {
+  ASSERT_EQ(runMorv({"presets", "import", userPreset("Deep", "1234")}).exitCode, 0);
+
+  EXPECT_EQ(cutoffOf("Deep"), "1234");
+}
+
+TEST_F(PresetsListProgram, TheUsersPresetWinsOverAPacksAndTheLaterPackOverTheEarlier) {
+  const std::string bows = resources_ + "/Packs/Bows";
+  const std::string strings = resources_ + "/Packs/Strings";
+  std::filesystem::create_directories(bows);
+  std::filesystem::create_directories(strings);
+  std::filesystem::copy_file(userPreset("[USER]_Cello", "100"), bows + "/[USER]_Cello.aupreset");
+  userPreset("[USER]_Cello", "200");
+  std::filesystem::copy_file(folder_.path("[USER]_Cello.aupreset"), strings + "/[USER]_Cello.aupreset");
+
+  EXPECT_EQ(cutoffOf("[USER]_Cello"), "200");
+  const auto refused = runMorv({"presets", "show", "cello"});
+  EXPECT_EQ(refused.exitCode, 2);
+  EXPECT_THAT(refused.errors, HasSubstr("[USER]_Cello (pack 'Strings'), [USER]_Cello (pack 'Bows', only by "
+                                        "its file '" +
+                                        bows + "/[USER]_Cello.aupreset')"));
+  EXPECT_EQ(cutoffOf(bows + "/[USER]_Cello.aupreset"), "100");
+  userPreset("kept", "300");
+  writeSettings({{"presets", PropertyListDictionary{
+                                 {"[USER]_Cello", *readPropertyListFile(folder_.path("kept.aupreset"))}}}});
+
+  EXPECT_EQ(cutoffOf("[USER]_Cello"), "300");
+}
+
+TEST_F(PresetsListProgram, ShowsTabsAndEndsOfLinesInNamesWithoutBreakingTheTable) {
+  std::filesystem::copy_file(factoryFile("[FACTORY]_BS_Deep"), factoryFile("[FACTORY]_BS_A\tB\nC"));
+
+  const auto run = runMorv({"presets", "list"});
+
+  EXPECT_THAT(run.output, HasSubstr("\n[FACTORY]_BS_A\\tB\\nC\t0\tfactory\tBass\t" +
+                                    factoryFile("[FACTORY]_BS_A\\tB\\nC") + "\n"));
+  EXPECT_EQ(std::count(run.output.begin(), run.output.end(), '\n'), 4);
+  EXPECT_EQ(std::count(run.output.begin(), run.output.end(), '\t'), 16);
+}
+
+TEST_F(PresetsListProgram, NumbersTheCloudsPresetsInTheOrderOfTheirNames) {
+  std::filesystem::create_directories(folder_.path("cloud"));
+  writeSettings({{"presetStorageLocation", 1}, {"cloudFolder", folder_.path("cloud")}});
+  for (const char* name : {"[USER]_D", "[USER]_B", "[USER]_A", "[USER]_C"}) {
+    ASSERT_EQ(runMorv({"presets", "import", userPreset(name, "500")}).exitCode, 0);
+  }
+
+  const auto run = runMorv({"presets", "list"});
+
+  const std::string folder = folder_.path("cloud/Documents/Presets/");
+  std::string expected;
+  int number = 0;
+  for (const std::string name : {"[USER]_A", "[USER]_B", "[USER]_C", "[USER]_D"}) {
+    expected += name + "\t" + std::to_string(number++) + "\tuser\t\t" + folder + name + ".aupreset\n";
+  }
+  EXPECT_THAT(run.output, testing::EndsWith(expected));
 }
 
 TEST_F(PresetsListProgram, RefusesAResourcesFolderThatIsNotThere) {

@@ -6,11 +6,13 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
 
 #include "tests/unit/PresetStoreFixture.h"
+#include "tests/unit/StateWatchingUnit.h"
 
 namespace morv {
 namespace {
@@ -236,6 +238,65 @@ TEST_F(PresetChange, NumbersBeyondThePlacesWrap) {
   unit_->presetDown();
 
   EXPECT_FALSE(unit_->currentPreset().has_value());
+}
+
+TEST_F(PresetChange, ANameMeansTheFirstOfEqualOnes) {
+  openWithPresets();
+  unit_->writePresetWithName("[USER]_A", 5);
+  unit_->writePresetWithName("[USER]_A", 6);
+
+  unit_->setCurrentPresetWithName("[USER]_A");
+
+  EXPECT_EQ(unit_->currentPreset()->number, 5);
+}
+
+TEST_F(PresetChange, MutesAheadOfTheState) {
+  openWithPresets();
+  StateWatchingUnit watching(around_.services);
+  ASSERT_FALSE(watching.isMuted());
+
+  watching.setCurrentPresetWithName("[FACTORY]_PL_One");
+
+  EXPECT_THAT(watching.taken, ElementsAre(kStateMuted));
+}
+
+TEST_F(PresetChange, PresetNoneReachesTheStateAndMutes) {
+  openWithPresets();
+  StateWatchingUnit watching(around_.services);
+
+  watching.setCurrentPreset(std::nullopt);
+
+  EXPECT_THAT(watching.taken, ElementsAre(kNoneMuted));
+  EXPECT_TRUE(watching.isMuted());
+}
+
+TEST_F(PresetChange, ANameWithoutAStateReachesTheStateAsNone) {
+  openWithPresets();
+  StateWatchingUnit watching(around_.services);
+
+  watching.setCurrentPreset(AUAudioUnitPreset{"[USER]_Nowhere", 0});
+
+  EXPECT_THAT(watching.taken, ElementsAre(kNoneMuted));
+}
+
+TEST_F(PresetChange, KeepsTheLastNameOnTheDisk) {
+  openWithPresets();
+
+  unit_->setCurrentPresetWithName("[FACTORY]_PL_One");
+
+  const SettingsSuite another(around_.folder.path("config"), "group.org.morv");
+  EXPECT_EQ(another.stringForKey("lastPreset"), "[FACTORY]_PL_One");
+}
+
+TEST_F(PresetChange, UpFromTheLastNumberRaises) {
+  around_.addFactoryPreset("[FACTORY]_PL_One", 0.1);
+  around_.addFactoryPreset("[FACTORY]_BS_Two", 0.2);
+  open();
+  unit_->setCurrentPresetWithIndex(1);
+  ASSERT_EQ(unit_->currentPreset()->number, 1);
+
+  EXPECT_THROW(unit_->presetUp(), std::out_of_range);
+  EXPECT_EQ(unit_->currentPreset()->number, 1);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tests/unit/PresetCloudFixture.h"
+#include "tests/unit/StateWatchingUnit.h"
 
 namespace morv {
 namespace {
@@ -23,6 +24,7 @@ class PresetCloudFailures : public PresetCloudFixture {};
 
 TEST_F(PresetCloudFailures, WithoutAContainerTheLocationChangesAndNothingElse) {
   around_.addFactoryPreset("[FACTORY]_PL_One", 0.1);
+  around_.addPackPreset("Strings", "[FACTORY]_PD_Cello", 0.3);
   open();
 
   EXPECT_FALSE(unit_->iCloudIsAvailable());
@@ -35,6 +37,9 @@ TEST_F(PresetCloudFailures, WithoutAContainerTheLocationChangesAndNothingElse) {
   EXPECT_FALSE(std::filesystem::exists(around_.documentOf("[USER]_Lost")));
   EXPECT_THAT(namesOf(unit_->factoryPresets()), Contains("[USER]_Lost"));
   unit_->setCurrentPresetWithName("[FACTORY]_PL_One");
+  EXPECT_EQ(volume(), 0.9F);
+  unit_->setCurrentPresetWithName("[FACTORY]_PD_Cello");
+  EXPECT_EQ(unit_->currentPreset()->name, "[FACTORY]_PD_Cello");
   EXPECT_EQ(volume(), 0.9F);
   EXPECT_EQ(unit_->filePathForPreset({"[FACTORY]_PL_One", 0}), std::nullopt);
 }
@@ -64,6 +69,35 @@ TEST_F(PresetCloudFailures, ADamagedFileIsLoggedAndLeavesTheSound) {
 
   EXPECT_EQ(volume(), 0.9F);
   EXPECT_THAT(around_.loggedLines(), Contains(HasSubstr("[ZRAU] error: ")));
+}
+
+TEST_F(PresetCloudFailures, AnUnreadableFileReachesTheStateAsNone) {
+  makeCloud();
+  around_.folder.write("damaged", std::string("<?xml version"));
+  StateWatchingUnit unit(around_.services);
+  ASSERT_TRUE(unit.setStorageLocation(1));
+  around_.background.waitUntilIdle();
+  std::filesystem::copy_file(around_.folder.path("damaged"), cloudFile("[USER]_Half"));
+
+  unit.setCurrentPreset(AUAudioUnitPreset{"[USER]_Half", 0});
+  unit.setCurrentPreset(AUAudioUnitPreset{"[USER]_Missing", 0});
+
+  EXPECT_THAT(unit.taken, ElementsAre(kNoneMuted, kNoneMuted));
+}
+
+TEST_F(PresetCloudFailures, AFileThatCannotBeLockedForReadingIsLoggedAndNotApplied) {
+  makeCloud();
+  around_.writeState("cloud/Documents/Presets", "[USER]_A", 0.4);
+  StateWatchingUnit unit(around_.services);
+  ASSERT_TRUE(unit.setStorageLocation(1));
+  around_.background.waitUntilIdle();
+  around_.forgetLog();
+  around_.breakCoordination();
+
+  unit.setCurrentPresetWithName("[USER]_A");
+
+  EXPECT_THAT(unit.taken, IsEmpty());
+  EXPECT_THAT(around_.loggedLines(), ElementsAre(StartsWith("[ZRAU] error: ")));
 }
 
 TEST_F(PresetCloudFailures, AFileThatCannotBeWrittenOrLockedIsLoggedAndItsPresetListed) {

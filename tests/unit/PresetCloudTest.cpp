@@ -3,11 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
 
 #include "tests/unit/PresetCloudFixture.h"
+#include "tests/unit/StateWatchingUnit.h"
 
 namespace morv {
 namespace {
@@ -16,44 +18,83 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::Not;
 
-// Counts how often it was told to take no state.
-class CountingUnit : public PresetUnit {
- public:
-  using PresetUnit::PresetUnit;
-  void setFullState(const PropertyListDictionary* state) override {
-    emptyStates += state == nullptr ? 1 : 0;
-    PresetUnit::setFullState(state);
+class PresetCloud : public PresetCloudFixture {
+ protected:
+  void reload() {
+    around_.notifications.post("presetImportSucesfull");
+    around_.wait(0.0);
   }
-  int emptyStates = 0;
 };
-
-class PresetCloud : public PresetCloudFixture {};
 
 TEST_F(PresetCloud, ListsTheFolderAlone) {
   makeCloud();
   around_.addFactoryPreset("[FACTORY]_PL_One", 0.1);
   around_.addPackPreset("Strings", "[FACTORY]_PD_Cello", 0.3);
   open();
+  unit_->writePresetWithName("[USER]_Mine", -1);
   moveToCloud();
   around_.writeState("cloud/Documents/Presets", "[USER]_From afar", 0.4);
   std::filesystem::remove(cloudFile("[FACTORY]_PL_One"));
+  std::filesystem::remove(cloudFile("[USER]_Mine"));
 
-  unit_.reset();
-  std::filesystem::remove_all(around_.folder.path("resources/Factory Presets"));
-  around_.suite.remove("presets");
+  reload();
+
+  ASSERT_EQ(around_.suite.valueForKey("presets")->dictionary()->size(), 2U);
+  const auto list = unit_->factoryPresets();
+  EXPECT_THAT(namesOf(list), ElementsAre("[FACTORY]_PD_Cello", "[USER]_From afar"));
+  EXPECT_EQ(list[1].number, 0);
+  EXPECT_THAT(unit_->presetFilesPaths(), ElementsAre("[USER]_From afar.aupreset"));
+}
+
+// A preset once came back from the local store, where the migration had found it.
+TEST_F(PresetCloud, ADeletedPresetStaysAwayBehindAReload) {
+  makeCloud();
+  open();
+  unit_->writePresetWithName("[USER]_Mine", -1);
+  moveToCloud();
+  reload();
+  ASSERT_THAT(namesOf(unit_->factoryPresets()), ElementsAre("[USER]_Mine"));
+
+  unit_->deletePresetWithName("[USER]_Mine");
+  reload();
+
+  EXPECT_THAT(unit_->factoryPresets(), testing::IsEmpty());
+  EXPECT_TRUE(unit_->dataForPreset({"[USER]_Mine", 0}).has_value());
+}
+
+TEST_F(PresetCloud, WritesNothingOfTheFolderIntoTheSettings) {
+  makeCloud();
+  around_.writeState("cloud/Documents/Presets", "[USER]_From afar", 0.4);
   open();
 
-  EXPECT_THAT(namesOf(unit_->factoryPresets()), ElementsAre("[FACTORY]_PD_Cello", "[USER]_From afar"));
-  EXPECT_THAT(unit_->presetFilesPaths(), ElementsAre("[USER]_From afar.aupreset"));
+  moveToCloud();
+
+  EXPECT_FALSE(unit_->dataForPreset({"[USER]_From afar", 0}).has_value());
+}
+
+TEST_F(PresetCloud, ListsStatesWhoseFilesHaveNoEndingToo) {
+  makeCloud();
+  around_.writeState("cloud/Documents/Presets", "[USER]_A", 0.4);
+  std::filesystem::rename(around_.folder.path("cloud/Documents/Presets/[USER]_A.aupreset"),
+                          around_.folder.path("cloud/Documents/Presets/[USER]_B.plist"));
+  around_.folder.write("cloud/Documents/Presets/notes.txt", std::string("not a preset"));
+  open();
+
+  moveToCloud();
+
+  EXPECT_THAT(unit_->presetFilesPaths(), ElementsAre("[USER]_B.plist", "notes.txt"));
+  EXPECT_THAT(namesOf(unit_->factoryPresets()), ElementsAre("[USER]_B.plist"));
 }
 
 TEST_F(PresetCloud, WritesAppliesAndDeletesFiles) {
   makeCloud();
+  std::filesystem::create_directories(around_.services.directories.documents);
   open();
   moveToCloud();
   unit_->parameterTree()->parameterForKeyPath("morv.volume")->setValue(0.375F);
   unit_->writePresetWithName("[USER]_Cloudy", -1);
   ASSERT_TRUE(std::filesystem::exists(cloudFile("[USER]_Cloudy")));
+  EXPECT_FALSE(std::filesystem::exists(around_.documentOf("[USER]_Cloudy")));
   EXPECT_EQ(unit_->filePathForPreset({"[USER]_Cloudy", 0}), cloudFile("[USER]_Cloudy"));
 
   unit_->parameterTree()->parameterForKeyPath("morv.volume")->setValue(0.9F);
@@ -63,7 +104,6 @@ TEST_F(PresetCloud, WritesAppliesAndDeletesFiles) {
 
   EXPECT_FALSE(std::filesystem::exists(cloudFile("[USER]_Cloudy")));
   EXPECT_THAT(namesOf(unit_->factoryPresets()), Not(Contains("[USER]_Cloudy")));
-  EXPECT_FALSE(std::filesystem::exists(around_.documentOf("[USER]_Cloudy")));
 }
 
 TEST_F(PresetCloud, APackWinsOverAFileOfItsName) {
@@ -79,18 +119,47 @@ TEST_F(PresetCloud, APackWinsOverAFileOfItsName) {
 }
 
 TEST_F(PresetCloud, PresetNoneReachesTheStateWithAContainerAlone) {
-  CountingUnit without(around_.services);
+  StateWatchingUnit without(around_.services);
   EXPECT_FALSE(without.setStorageLocation(1));
   without.setCurrentPreset(std::nullopt);
-  EXPECT_EQ(without.emptyStates, 0);
+  EXPECT_THAT(without.taken, testing::IsEmpty());
+  EXPECT_TRUE(without.isMuted());
   makeCloud();
-  CountingUnit unit(around_.services);
+  StateWatchingUnit unit(around_.services);
   ASSERT_TRUE(unit.setStorageLocation(1));
   around_.background.waitUntilIdle();
 
   unit.setCurrentPreset(std::nullopt);
 
-  EXPECT_EQ(unit.emptyStates, 1);
+  EXPECT_THAT(unit.taken, ElementsAre(kNoneMuted));
+}
+
+TEST_F(PresetCloud, ReadsAndAppliesWhileNobodyMayWriteTheFile) {
+  makeCloud();
+  around_.writeState("cloud/Documents/Presets", "[USER]_A", 0.4);
+  StateWatchingUnit unit(around_.services);
+  ASSERT_TRUE(unit.setStorageLocation(1));
+  around_.background.waitUntilIdle();
+  const FileCoordinator another(around_.folder.path("locks"), std::chrono::milliseconds(0));
+  bool isHeldBack = false;
+  unit.onTake = [&] {
+    const Outcome done = another.coordinateWriting(cloudFile("[USER]_A"), []() -> Outcome { return Done{}; });
+    isHeldBack = !done.ok() && done.failure().isOfCoordination;
+  };
+
+  unit.setCurrentPresetWithName("[USER]_A");
+
+  EXPECT_THAT(unit.taken, ElementsAre(kStateMuted));
+  EXPECT_TRUE(isHeldBack);
+}
+
+TEST_F(PresetCloud, KnowsWhereAPresetsFileWouldLie) {
+  makeCloud();
+  open();
+  moveToCloud();
+
+  EXPECT_EQ(unit_->filePathForPreset({"[USER]_Nowhere", 0}), cloudFile("[USER]_Nowhere"));
+  EXPECT_EQ(unit_->filePathForPreset({"[FACTORY]_Nowhere", 0}), cloudFile("[FACTORY]_Nowhere"));
 }
 
 TEST_F(PresetCloud, GoingBackLeavesTheFolder) {

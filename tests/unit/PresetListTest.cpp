@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/unit/PresetStoreFixture.h"
+#include "tests/unit/StateWatchingUnit.h"
 
 namespace morv {
 namespace {
@@ -18,7 +19,13 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-class PresetList : public PresetStore {};
+class PresetList : public PresetStore {
+ protected:
+  void rebuild() {
+    around_.notifications.post("presetImportSucesfull");
+    around_.wait(0.0);
+  }
+};
 
 TEST_F(PresetList, ListsFactoryUserAndPackPresetsInNaturalOrder) {
   around_.suite.setValue("presets", PropertyListDictionary{{"[USER]_Pad 10", around_.stateWithVolume(0.4)},
@@ -92,8 +99,7 @@ TEST_F(PresetList, RebuildsTheListWhenAnImportHasSucceeded) {
   openWithPresets();
   around_.addFactoryPreset("[FACTORY]_LD_New", 0.4);
 
-  around_.notifications.post("presetImportSucesfull");
-  around_.wait(0.0);
+  rebuild();
 
   EXPECT_THAT(namesOf(unit_->factoryPresets()), Contains("[FACTORY]_LD_New"));
 }
@@ -107,6 +113,50 @@ TEST_F(PresetList, HasNoFileOfAFactoryPresetThatIsNotThere) {
   open();
 
   EXPECT_EQ(unit_->filePathForPreset({"[FACTORY]_PL_One", 0}), std::nullopt);
+}
+
+TEST_F(PresetList, HasNoFileOfAUserPresetWithoutADocumentsFolder) {
+  around_.services.directories.documents.clear();
+  openWithPresets();
+  // A name that leads from the root of the disk to a file which is there, through a folder named by the mark.
+  around_.writeState("[USER]", "Stray", 0.1);
+  const std::string stray = around_.folder.path("[USER]/Stray").substr(1);
+  ASSERT_TRUE(std::filesystem::exists("/" + stray + ".aupreset"));
+
+  EXPECT_EQ(unit_->filePathForPreset({stray, 0}), std::nullopt);
+}
+
+TEST_F(PresetList, HasNoFileOfAPresetWithoutMarksThoughItsDocumentIsThere) {
+  openWithPresets();
+  unit_->writePresetWithName("Unmarked", -1);
+  ASSERT_TRUE(std::filesystem::exists(around_.documentOf("Unmarked")));
+
+  EXPECT_EQ(unit_->filePathForPreset({"Unmarked", 0}), std::nullopt);
+}
+
+TEST_F(PresetList, ForgetsTheStatesOfPacksAtARebuild) {
+  openWithPresets();
+  StateWatchingUnit watching(around_.services);
+  std::filesystem::remove(around_.folder.path("resources/Packs/Strings/[FACTORY]_PD_Cello.aupreset"));
+  rebuild();
+
+  watching.setCurrentPreset(AUAudioUnitPreset{"[FACTORY]_PD_Cello", 0});
+
+  EXPECT_THAT(watching.taken, ElementsAre(kNoneMuted));
+}
+
+TEST_F(PresetList, TheLaterPackWinsAndBothAreListed) {
+  around_.addPackPreset("Bows", "[FACTORY]_PD_Cello", 0.6);
+  openWithPresets();  // with the pack "Strings"
+
+  unit_->setCurrentPresetWithName("[FACTORY]_PD_Cello");
+
+  EXPECT_EQ(volume(), 0.3F);
+  const auto list = unit_->factoryPresets();
+  EXPECT_THAT(namesOf(list), ElementsAre("[FACTORY]_BS_Two", "[FACTORY]_PD_Cello", "[FACTORY]_PD_Cello",
+                                         "[FACTORY]_PL_One"));
+  EXPECT_EQ(list[1].number, 0);
+  EXPECT_EQ(list[2].number, 1);
 }
 
 TEST_F(PresetList, AnUnreadableFileOfAPackIsLoggedAndLeftOut) {

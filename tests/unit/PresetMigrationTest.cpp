@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -239,6 +240,36 @@ TEST_F(PresetMigration, InLocalModeStaysWithWhatItHas) {
 
   EXPECT_TRUE(std::filesystem::is_empty(around_.folder.path("cloud")));
   EXPECT_THAT(around_.loggedLines(), testing::IsEmpty());
+}
+
+TEST_F(PresetMigration, KeepsTheLocationAndItsOwnEndOnTheDisk) {
+  makeCloud();
+  open();
+  std::promise<void> begin;
+  around_.background.post([&] { begin.get_future().wait(); });
+
+  ASSERT_TRUE(unit_->setStorageLocation(1));
+
+  {
+    const SettingsSuite another(around_.folder.path("config"), "group.org.morv");
+    EXPECT_EQ(another.integerForKey("presetStorageLocation"), 1);
+    EXPECT_FALSE(another.boolForKey("didMigrateToCloud"));
+  }
+  begin.set_value();
+  around_.background.waitUntilIdle();
+  const SettingsSuite another(around_.folder.path("config"), "group.org.morv");
+  EXPECT_TRUE(another.boolForKey("didMigrateToCloud"));
+}
+
+TEST_F(PresetMigration, StopsWithoutAContainer) {
+  around_.suite.setInteger("presetStorageLocation", 1);
+  around_.suite.setValue("presets", PropertyListDictionary{{"[USER]_Mine", around_.stateWithVolume(0.7)}});
+
+  open();
+  around_.background.waitUntilIdle();
+
+  EXPECT_FALSE(around_.suite.has("didMigrateToCloud"));
+  EXPECT_FALSE(std::filesystem::exists("/Documents/Presets/[USER]_Mine.aupreset"));
 }
 
 }  // namespace

@@ -156,5 +156,30 @@ TEST_F(PresetSave, ANameWithASeparatorIsStoredAndItsFileGoesIntoAFolderThatIsThe
   EXPECT_EQ(volume(), 0.5F);
 }
 
+TEST_F(PresetSave, DeletesNoneThatHasTheFactorysMarkAnywhereInItsName) {
+  openWithPresets();
+  unit_->writePresetWithName("[USER]_My [FACTORY] sound", -1);
+
+  unit_->deletePresetWithName("[USER]_My [FACTORY] sound");
+
+  EXPECT_NE(storedVolume("[USER]_My [FACTORY] sound"), std::nullopt);
+  EXPECT_THAT(namesOf(unit_->factoryPresets()), Contains("[USER]_My [FACTORY] sound"));
+}
+
+TEST_F(PresetSave, DeletesTheFirstOfTwoEqualEntriesAndKeepsTheFavouritesAndTheLastName) {
+  openWithPresets();
+  unit_->writePresetWithName("[USER]_A", 5);
+  unit_->writePresetWithName("[USER]_A", 6);
+  around_.suite.setStrings("favs", {"[USER]_A", "[FACTORY]_PL_One"});
+
+  unit_->deletePresetWithName("[USER]_A");
+
+  const auto list = unit_->factoryPresets();
+  ASSERT_EQ(list.size(), 4U);
+  EXPECT_EQ(list.back(), (AUAudioUnitPreset{"[USER]_A", 6}));
+  EXPECT_EQ(around_.suite.stringsForKey("favs"), (std::vector<std::string>{"[USER]_A", "[FACTORY]_PL_One"}));
+  EXPECT_EQ(around_.suite.stringForKey("lastPreset"), "[USER]_A");
+}
+
 }  // namespace
 }  // namespace morv

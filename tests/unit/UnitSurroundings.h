@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <tuple>
 #include <vector>
 
@@ -32,7 +34,8 @@ class HearingMapper : public ZRMidiMapper {
 class OpenUnit : public ZQ3Unit {
  public:
   explicit OpenUnit(UnitSurroundings& surroundings) : ZQ3Unit(surroundings.services) {}
-  explicit OpenUnit(const AudioUnitServices& services) : ZQ3Unit(services) {}
+  explicit OpenUnit(const AudioUnitServices& services, std::optional<std::uint32_t> firstAddress = {})
+      : ZQ3Unit(services, firstAddress) {}
 
   ZQ3DSPKernel& kernel() { return _kernel; }
   ZRDSPInstrument& instrument() { return *_kernel.instrument; }

@@ -128,10 +128,12 @@ TEST_F(ZQ3UnitTree, WritesEffectParametersToTheEffect) {
   EXPECT_EQ(effect_->free.value.load(), 0.7F);
 }
 
-// The last parameter of the first instrument's reverb stands at address 896.
+// The last parameter of the reverb stands at address 896 if the unit's first one stands at 0.
 TEST_F(ZQ3UnitTree, StoresZeroAtEffectAddress896WhateverIsAsked) {
-  AUParameter* highpass = unit_.parameterTree()->parameterForKeyPath("ecoverb.highpass");
-  const auto& reverb = dynamic_cast<const ZREcoVerb&>(*unit_.instrument().effects[1]);
+  UnitSurroundings elsewhere;
+  OpenUnit unit(elsewhere.services, 0);
+  AUParameter* highpass = unit.parameterTree()->parameterForKeyPath("ecoverb.highpass");
+  const auto& reverb = dynamic_cast<const ZREcoVerb&>(*unit.instrument().effects[1]);
   ASSERT_EQ(highpass->address(), 896U);
 
   highpass->setValue(0.7F);
