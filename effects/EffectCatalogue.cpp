@@ -26,7 +26,8 @@ std::unique_ptr<ZRDSPEffect> make(float sampleRateHz) {
 }
 
 constexpr std::array kRecipes = {
-    Recipe{{"basicchorus", "Chorus", "Chorus of one moving line for each side"}, make<ZRBasicChorus>, nullptr},
+    Recipe{
+        {"basicchorus", "Chorus", "Chorus of one moving line for each side"}, make<ZRBasicChorus>, nullptr},
     Recipe{{"ecoverb", "Plate Reverb", "Plate reverb of the instrument's chain"}, make<ZREcoVerb>, nullptr},
     Recipe{{"basicdelay", "Echo", "Stereo echo of the instrument's chain"}, make<ZRBasicDelay>, nullptr},
 };

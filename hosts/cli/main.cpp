@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "hosts/cli/EffectCommand.h"
 #include "hosts/cli/ExitCode.h"
 #include "hosts/cli/NearestNames.h"
 #include "hosts/cli/ParametersCommand.h"
@@ -26,6 +27,7 @@ constexpr const char* kHelp =
     "  render       play a MIDI file and write its sound to a WAV file\n"
     "  parameters   list the instrument's parameters\n"
     "  presets      list, show, render, take in and write presets\n"
+    "  effect       list the effects, and send sound files through them\n"
     "\n"
     "  --help       print this text; 'morv COMMAND --help' tells about a command\n"
     "  --version    print the version\n"
@@ -46,8 +48,10 @@ ExitCode run(std::span<const std::string> words) {
   if (command == "render") return renderCommand(words.subspan(1));
   if (command == "parameters") return parametersCommand(words.subspan(1));
   if (command == "presets") return presetsCommand(words.subspan(1));
+  if (command == "effect") return effectCommand(words.subspan(1));
   if (command.starts_with("-")) return failUsage("", "unknown option '" + command + "'");
-  const auto nearest = nearestNames(command, {"play", "devices", "render", "parameters", "presets"}, 1);
+  const auto nearest =
+      nearestNames(command, {"play", "devices", "render", "parameters", "presets", "effect"}, 1);
   return failUsage("", "unknown command '" + command + "'; the nearest is " + nearest.front());
 }
 

@@ -7,6 +7,8 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <set>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -121,11 +123,17 @@ ExitCode PlayRun::takePreset() {
     if (!state) return cli::fail(ExitCode::badInput, state.reason());
     engine_.loadState(*state);
   } else {
-    std::vector<std::string> names;
-    for (const auto& each : unit.factoryPresets()) names.push_back(each.name);
-    const auto name = cli::choosePreset(wanted, names, cli::PresetCategories::of(resources_));
-    if (!name) return cli::failUsage("play", "option '--preset': " + name.reason());
-    unit.setCurrentPresetWithName(*name);
+    // The unit's list holds the factory's presets and the user's alike, and of one name means the first.
+    std::vector<cli::PresetEntry> entries;
+    std::set<std::string> known;
+    for (const auto& each : unit.factoryPresets()) {
+      using Source = cli::PresetEntry::Source;
+      const Source source = ZRAudioUnit::presetIsFactoryPresett(each) ? Source::factory : Source::user;
+      if (known.insert(each.name).second) entries.push_back({each.name, source, {}, false});
+    }
+    const auto chosen = cli::choosePreset(wanted, entries, cli::PresetCategories::of(resources_));
+    if (!chosen) return cli::failUsage("play", "option '--preset': " + chosen.reason());
+    unit.setCurrentPresetWithName(chosen->name);
   }
   engine_.settle();
   return ExitCode::ok;
