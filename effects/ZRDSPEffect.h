@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 
+#include "platform/Export.h"
 #include "platform/NonBlocking.h"
 #include "render/ZRDSPEntity.h"
 
@@ -11,7 +12,7 @@ namespace morv {
 
 // Base of all effects: an entity that processes stereo blocks. An effect tests `bypass` first and leaves its
 // outputs alone while it is on. Construction and `prepare`: off the render thread; the rest: render thread.
-class ZRDSPEffect : public ZRDSPEntity {
+class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
  public:
   explicit ZRDSPEffect(float sampleRateHz);
   ~ZRDSPEffect() override;

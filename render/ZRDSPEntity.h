@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/Export.h"
 #include "platform/NonBlocking.h"
 #include "render/ZRDSPParameter.h"
 
@@ -14,7 +15,7 @@ namespace morv {
 // keeps a registry from address to the parameter records that its subclass holds as members.
 //
 // Construction and registration: one thread. Setting and reading values: any thread, without a lock.
-class ZRDSPEntity {
+class MORV_EXPORT ZRDSPEntity {
  public:
   explicit ZRDSPEntity(float sampleRateHz);
   ZRDSPEntity(float sampleRateHz, int firstParameterAddress);
