@@ -38,6 +38,9 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponent
   groupIdentifier_ = kGroupIdentifier;
   if (services_.fileCoordinator != nullptr && services_.backgroundQueue != nullptr) {
     cloud_ = std::make_shared<CloudContainer>(defaults(), *services_.fileCoordinator);
+    // The container may live on with the background queue, and its watch would tell a main queue that is
+    // gone.
+    registrations_.add([this] { cloud_->stopWatching(); });
   }
   if (!services_.directories.documents.empty()) removeStaleTemporaryFiles(services_.directories.documents);
   presetSource = static_cast<std::int32_t>(defaults().integerForKey(kPresetStorageLocation));
@@ -67,10 +70,7 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponent
   });
 }
 
-ZRAudioUnit::~ZRAudioUnit() {
-  registrations_.undoAll();
-  if (cloud_ != nullptr) cloud_->stopWatching();
-}
+ZRAudioUnit::~ZRAudioUnit() { registrations_.undoAll(); }
 
 void ZRAudioUnit::useMapperOfProcess() {
   services_.midiMapper = ZRMidiMapper::sharedObject();
@@ -81,6 +81,7 @@ void ZRAudioUnit::useMapperOfProcess() {
   registrations_.add([this, loan] { services_.midiMapper->takeBackServices(loan); });
 }
 
+// The queue is there as long as the unit is, and a call that is under way ends ahead of the removal.
 void ZRAudioUnit::observe(SettingsStore& store) {
   const auto token = store.addObserver(
       [queue = services_.mainQueue, weak = std::weak_ptr<ZRAudioUnit*>(self_)](const std::string&) {
