@@ -37,28 +37,26 @@ class ObserverList {
   ObserverList& operator=(const ObserverList&) = delete;
 
   Token add(Observer observer) {
+    auto entry = std::make_shared<Entry>(std::move(observer));
     const std::scoped_lock lock(mutex_);
-    auto entries = std::make_shared<Entries>(*entries_);
-    entries->push_back(std::make_shared<Entry>(nextToken_, std::move(observer)));
-    entries_ = std::move(entries);
+    entry->token = nextToken_;
+    entries_.push_back(std::move(entry));
     isEmpty_ = false;
     return nextToken_++;
   }
 
-  // A token that is gone is no error.
+  // A token that is gone is no error. Allocates nothing.
   void remove(Token token) {
     std::optional<Observer> dying;  // behind the lock, for its end may use the list
     std::unique_lock lock(mutex_);
-    const std::shared_ptr<Entry> entry = find(*entries_, token);
-    if (entry == nullptr) return;
-    auto entries = std::make_shared<Entries>(*entries_);
-    std::erase(*entries, entry);
-    isEmpty_ = entries->empty();
-    entries_ = std::move(entries);
+    const auto found = firstFrom(token);
+    if (found == entries_.end() || (*found)->token != token) return;
+    const std::shared_ptr<Entry> entry = *found;
+    entries_.erase(found);
+    isEmpty_ = entries_.empty();
     entry->isGone = true;
     entry->isAwaited = true;
-    const auto self = std::this_thread::get_id();
-    const auto isSelf = [self](std::thread::id each) { return each == self; };
+    const auto isSelf = [self = std::this_thread::get_id()](std::thread::id each) { return each == self; };
     callEnded_.wait(lock, [&] { return std::all_of(entry->callers.begin(), entry->callers.end(), isSelf); });
     entry->isAwaited = false;
     if (entry->callers.empty()) dying.swap(entry->observer);
@@ -66,7 +64,7 @@ class ObserverList {
 
   // Removes all.
   void clear() {
-    while (const auto first = firstToken()) remove(*first);
+    while (!isEmpty_) remove(firstToken());
   }
 
   bool isEmpty() const noexcept { return isEmpty_; }
@@ -74,78 +72,80 @@ class ObserverList {
   // Calls `use(token, observer)` for each that is there at the beginning and still there when its turn comes.
   template <typename Use>
   void forEach(const Use& use) const {
-    if (isEmpty_) return;
-    const std::shared_ptr<const Entries> told = entries();
-    for (const std::shared_ptr<Entry>& each : *told) call(*each, use);
+    if (!isEmpty_) forAll(1, nextToken(), use);
   }
 
   // The same for the one of that token, if it is there.
   template <typename Use>
   void forOne(Token token, const Use& use) const {
-    if (const std::shared_ptr<Entry> entry = find(*entries(), token)) call(*entry, use);
+    forAll(token, token + 1, use);
   }
 
  private:
   struct Entry {
-    Entry(Token itsToken, Observer itsObserver) : token(itsToken), observer(std::move(itsObserver)) {}
-    const Token token;
+    explicit Entry(Observer itsObserver) : observer(std::move(itsObserver)) {}
+    Token token = 0;
     std::optional<Observer> observer;      // until it dies
     std::vector<std::thread::id> callers;  // one for each call that is under way
     bool isGone = false;
     bool isAwaited = false;  // by a removal, which lets the observer die itself
   };
-  using Entries = std::vector<std::shared_ptr<Entry>>;
 
-  // One call of an observer, ended even if the observer breaks the rule and throws.
+  // A call of the first observer whose token lies in a range, if there is one. It ends even if the observer
+  // breaks the rule and throws.
   class Call {
    public:
-    Call(const ObserverList& list, Entry& entry) : list_(list), entry_(entry) {
+    Call(const ObserverList& list, Token from, Token end) : list_(list) {
       const std::scoped_lock lock(list_.mutex_);
-      if (entry_.isGone) return;
-      entry_.callers.push_back(std::this_thread::get_id());
-      isOn_ = true;
+      const auto found = list_.firstFrom(from);
+      if (found == list_.entries_.end() || (*found)->token >= end) return;
+      (*found)->callers.push_back(std::this_thread::get_id());
+      entry_ = *found;
     }
     ~Call() {
-      if (!isOn_) return;
+      if (entry_ == nullptr) return;
       std::optional<Observer> dying;
       const std::scoped_lock lock(list_.mutex_);
-      std::vector<std::thread::id>& callers = entry_.callers;
+      std::vector<std::thread::id>& callers = entry_->callers;
       callers.erase(std::find(callers.begin(), callers.end(), std::this_thread::get_id()));
-      if (entry_.isGone && !entry_.isAwaited && callers.empty()) dying.swap(entry_.observer);
+      if (entry_->isGone && !entry_->isAwaited && callers.empty()) dying.swap(entry_->observer);
       list_.callEnded_.notify_all();
     }
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
-    bool isOn() const noexcept { return isOn_; }
+    const Entry* entry() const noexcept { return entry_.get(); }
 
    private:
     const ObserverList& list_;
-    Entry& entry_;
-    bool isOn_ = false;
+    std::shared_ptr<Entry> entry_;
   };
 
   template <typename Use>
-  void call(Entry& entry, const Use& use) const {
-    const Call call(*this, entry);
-    if (call.isOn()) use(entry.token, std::as_const(*entry.observer));
+  void forAll(Token from, Token end, const Use& use) const {
+    for (;;) {
+      const Call call(*this, from, end);
+      if (call.entry() == nullptr) return;
+      use(call.entry()->token, *call.entry()->observer);
+      from = call.entry()->token + 1;
+    }
   }
-  std::shared_ptr<const Entries> entries() const {
+  // Under the lock.
+  auto firstFrom(Token token) const {
+    return std::find_if(entries_.begin(), entries_.end(),
+                        [token](const auto& each) { return each->token >= token; });
+  }
+  Token firstToken() const {
     const std::scoped_lock lock(mutex_);
-    return entries_;
+    return entries_.empty() ? 0 : entries_.front()->token;
   }
-  std::optional<Token> firstToken() const {
-    const auto all = entries();
-    return all->empty() ? std::nullopt : std::optional(all->front()->token);
-  }
-  static std::shared_ptr<Entry> find(const Entries& entries, Token token) {
-    const auto found = std::find_if(entries.begin(), entries.end(),
-                                    [token](const auto& each) { return each->token == token; });
-    return found != entries.end() ? *found : nullptr;
+  Token nextToken() const {
+    const std::scoped_lock lock(mutex_);
+    return nextToken_;
   }
 
   mutable std::mutex mutex_;
   mutable std::condition_variable callEnded_;
-  std::shared_ptr<const Entries> entries_ = std::make_shared<const Entries>();  // replaced, never changed
+  std::vector<std::shared_ptr<Entry>> entries_;  // by token
   std::atomic<bool> isEmpty_{true};
   Token nextToken_ = 1;
 };
