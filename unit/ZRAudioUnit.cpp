@@ -58,6 +58,7 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponent
   observe(standardDefaults());
   observe(defaults());
   if (services_.midiMapper == nullptr) useMapperOfProcess();
+  registrations_.add([this] { midiMapper()->takeBackParameterTree(mappedTree_.lock()); });
   // Last: what comes from a render thread finds a whole unit.
   voiceTriggeredKind_ = handleFromRender([this](std::int32_t note) {
     if (ZRAudioUnitDelegate* told = delegate()) told->audioUnitDidTriggerVoiceForNote(this, note);
@@ -140,6 +141,13 @@ MainQueue::Token ZRAudioUnit::performAfter(double seconds, std::function<void()>
   return mainQueue().postAfter(seconds, [weak = std::weak_ptr<ZRAudioUnit*>(self_), work = std::move(work)] {
     if (weak.lock()) work();
   });
+}
+
+void ZRAudioUnit::handTreeToMapper() {
+  const auto before = mappedTree_.lock();
+  mappedTree_ = parameterTree_;
+  midiMapper()->setParameterTree(parameterTree_);
+  if (before != parameterTree_) midiMapper()->takeBackParameterTree(before);
 }
 
 ZRDSPModMatrix* ZRAudioUnit::getModMatrix() const { return nullptr; }

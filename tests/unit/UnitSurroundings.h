@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <tuple>
 #include <vector>
 
@@ -37,6 +38,7 @@ class OpenUnit : public ZQ3Unit {
   ZQ3DSPKernel& kernel() { return _kernel; }
   ZRDSPInstrument& instrument() { return *_kernel.instrument; }
   BufferedOutputBus& output() { return _outputBuffer; }
+  std::shared_ptr<AUParameterTree> tree() const { return sharedParameterTree(); }
 };
 
 }  // namespace morv
