@@ -11,33 +11,16 @@ AUParameterObserverToken AUParameterObservers::add(ParameterObserver observer) {
 }
 
 AUParameterObserverToken AUParameterObservers::add(AutomationObserver observer) {
-  const std::scoped_lock lock(mutex_);
-  auto entries = std::make_shared<Entries>(*entries_);
-  entries->push_back({nextToken_, std::move(observer)});
-  entries_ = std::move(entries);
-  isObserved_ = true;
-  return nextToken_++;
+  return observers_.add(std::move(observer));
 }
 
-void AUParameterObservers::remove(AUParameterObserverToken token) {
-  const std::scoped_lock lock(mutex_);
-  auto entries = std::make_shared<Entries>(*entries_);
-  std::erase_if(*entries, [token](const Entry& each) { return each.token == token; });
-  isObserved_ = !entries->empty();
-  entries_ = std::move(entries);
-}
+void AUParameterObservers::remove(AUParameterObserverToken token) { observers_.remove(token); }
 
 void AUParameterObservers::tell(const AUParameterAutomationEvent& event,
                                 AUParameterObserverToken originator) const {
-  if (!isObserved_) return;
-  std::shared_ptr<const Entries> entries;
-  {
-    const std::scoped_lock lock(mutex_);
-    entries = entries_;
-  }
-  for (const Entry& each : *entries) {
-    if (each.token != originator) each.observer(event);
-  }
+  observers_.forEach([&](AUParameterObserverToken token, const AutomationObserver& observer) {
+    if (token != originator) observer(event);
+  });
 }
 
 }  // namespace morv

@@ -1,14 +1,11 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
-#include <memory>
-#include <mutex>
-#include <vector>
 
 #include "platform/AURenderEvent.h"
 #include "platform/Export.h"
+#include "platform/ObserverList.h"
 
 namespace morv {
 
@@ -27,8 +24,8 @@ struct AUParameterAutomationEvent {
 };
 
 // The observers of a tree's parameters. They are called on the thread that sets a value, behind the engine,
-// in the order in which they came, with no lock held; so they may set values and come and go meanwhile. One
-// that is removed may still be inside a call on another thread. Observers do not throw.
+// in the order in which they came, with no lock held; so they may set values and come and go meanwhile.
+// Observers do not throw.
 //
 // Any thread but the render thread once there is an observer; without one, `tell` is free of locks.
 class MORV_EXPORT AUParameterObservers {
@@ -38,22 +35,14 @@ class MORV_EXPORT AUParameterObservers {
 
   AUParameterObserverToken add(ParameterObserver observer);
   AUParameterObserverToken add(AutomationObserver observer);
-  // A token that is gone is no error.
+  // Returns when every call of the observer on other threads has ended; ObserverList.h says what that asks of
+  // the caller. A token that is gone is no error.
   void remove(AUParameterObserverToken token);
   // Tells all but the originator.
   void tell(const AUParameterAutomationEvent& event, AUParameterObserverToken originator) const;
 
  private:
-  struct Entry {
-    AUParameterObserverToken token;
-    AutomationObserver observer;
-  };
-  using Entries = std::vector<Entry>;
-
-  mutable std::mutex mutex_;
-  std::shared_ptr<const Entries> entries_ = std::make_shared<const Entries>();  // replaced, never changed
-  std::atomic<bool> isObserved_{false};
-  AUParameterObserverToken nextToken_ = 1;
+  ObserverList<AutomationObserver> observers_;
 };
 
 }  // namespace morv

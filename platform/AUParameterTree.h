@@ -27,6 +27,7 @@ class MORV_EXPORT AUParameterTree {
   AUParameterObserverToken tokenByAddingParameterObserver(AUParameterObservers::ParameterObserver observer);
   AUParameterObserverToken tokenByAddingParameterAutomationObserver(
       AUParameterObservers::AutomationObserver observer);
+  // Waits for its calls on other threads.
   void removeParameterObserver(AUParameterObserverToken token);
   // The first parameter with that address, none when there is none.
   AUParameter* parameterWithAddress(AUParameterAddress address) const noexcept;

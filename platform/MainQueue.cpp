@@ -18,11 +18,12 @@ MainQueue::Token MainQueue::add(double seconds, Task task) {
 }
 
 bool MainQueue::cancel(Token token) {
+  decltype(tasks_)::node_type dropped;  // ends behind the lock, for what it owns may use the queue
   const std::lock_guard lock(mutex_);
   const auto found = std::find_if(tasks_.begin(), tasks_.end(),
                                   [token](const auto& entry) { return entry.first.second == token; });
   if (found == tasks_.end()) return false;
-  tasks_.erase(found);
+  dropped = tasks_.extract(found);
   noteNextDue();
   return true;
 }
@@ -90,8 +91,9 @@ std::int32_t MainQueue::addRenderHandler(std::function<void(std::int32_t value)>
 }
 
 void MainQueue::removeRenderHandler(std::int32_t kind) {
+  decltype(renderHandlers_)::node_type removed;  // ends behind the lock
   const std::lock_guard lock(mutex_);
-  renderHandlers_.erase(kind);
+  removed = renderHandlers_.extract(kind);
 }
 
 bool MainQueue::postFromRender(std::int32_t kind, std::int32_t value) noexcept {

@@ -2,13 +2,12 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "platform/Export.h"
 #include "platform/MainQueue.h"
+#include "platform/ObserverList.h"
 
 namespace morv {
 
@@ -23,15 +22,17 @@ class MORV_EXPORT NotificationCenter {
   using Token = std::uint64_t;
 
   NotificationCenter();
+  // Removes all observers.
   ~NotificationCenter();
   NotificationCenter(const NotificationCenter&) = delete;
   NotificationCenter& operator=(const NotificationCenter&) = delete;
 
   Token addObserver(const std::string& name, Observer observer);
-  // The queue outlives the last notification of the name.
+  // The queue outlives the observer.
   Token addObserver(const std::string& name, MainQueue& queue, Observer observer);
-  // From now on no call begins, not even one that waits in a queue. Does not wait for one that is under way
-  // on another thread. A token that is gone is no error.
+  // From now on no call begins, not even one that waits in a queue, and nothing is posted to the queue any
+  // more. Returns when every call of the observer on other threads has ended; ObserverList.h says what that
+  // asks of the caller. A token that is gone is no error.
   void removeObserver(Token token);
 
   void post(const std::string& name);
@@ -42,16 +43,9 @@ class MORV_EXPORT NotificationCenter {
     Observer observer;
     MainQueue* queue = nullptr;
   };
-  // Outlives the centre while calls wait in a queue.
-  struct Registry {
-    std::mutex mutex;
-    std::map<Token, Entry> entries;
-    Token next = 1;
-  };
-  Token add(Entry entry);
-  static void call(Registry& registry, Token token);
+  using Entries = ObserverList<Entry>;
 
-  std::shared_ptr<Registry> registry_;
+  const std::shared_ptr<Entries> entries_;  // outlives the centre while calls wait in a queue
 };
 
 }  // namespace morv

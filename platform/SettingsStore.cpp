@@ -60,13 +60,8 @@ Outcome SettingsStore::update(const std::string& key, const Change& change) {
 }
 
 void SettingsStore::tellObservers(const std::vector<std::string>& keys) {
-  std::vector<std::function<void(const std::string&)>> called;
-  {
-    const std::lock_guard lock(mutex_);
-    for (const auto& [token, observer] : observers_) called.push_back(observer);
-  }
   for (const std::string& key : keys) {
-    for (const auto& observer : called) observer(key);
+    observers_.forEach([&key](ObserverToken, const auto& observer) { observer(key); });
   }
 }
 
@@ -156,14 +151,9 @@ std::vector<std::string> SettingsStore::adopt(const Value::Dictionary& values) {
 
 SettingsStore::ObserverToken SettingsStore::addObserver(
     std::function<void(const std::string& key)> observer) {
-  const std::lock_guard lock(mutex_);
-  observers_.emplace(nextToken_, std::move(observer));
-  return nextToken_++;
+  return observers_.add(std::move(observer));
 }
 
-void SettingsStore::removeObserver(ObserverToken token) {
-  const std::lock_guard lock(mutex_);
-  observers_.erase(token);
-}
+void SettingsStore::removeObserver(ObserverToken token) { observers_.remove(token); }
 
 }  // namespace morv

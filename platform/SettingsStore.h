@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/Export.h"
+#include "platform/ObserverList.h"
 #include "platform/PropertyListValue.h"
 #include "platform/Result.h"
 
@@ -65,9 +66,10 @@ class MORV_EXPORT SettingsStore {
   // Takes up what others have set, and no more.
   virtual Outcome refresh() { return Done{}; }
 
-  // Calls `observer` with the key behind each change, until removed. A removal does not wait for a call that
-  // is under way on another thread.
+  // Calls `observer` with the key behind each change, until removed.
   ObserverToken addObserver(std::function<void(const std::string& key)> observer);
+  // Returns when every call of the observer on other threads has ended; ObserverList.h says what that asks of
+  // the caller. A token that is gone is no error.
   void removeObserver(ObserverToken token);
 
  protected:
@@ -90,8 +92,7 @@ class MORV_EXPORT SettingsStore {
   mutable std::mutex mutex_;
   Values values_;
   std::set<std::string> changed_;
-  std::map<ObserverToken, std::function<void(const std::string& key)>> observers_;
-  ObserverToken nextToken_ = 1;
+  ObserverList<std::function<void(const std::string& key)>> observers_;
 };
 
 }  // namespace morv

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <mutex>
 #include <sstream>
+#include <utility>
 
 #include "effects/ZRBasicChorus.h"
 #include "effects/ZRBasicDelay.h"
@@ -25,6 +26,21 @@ std::mutex& constructionMutex() {
   static std::mutex mutex;
   return mutex;
 }
+
+// Lets a construction draw its addresses from a number of its own. If it comes to its end, the counter stands
+// where it was, or behind the last address if that lies further on; if it fails, where it was.
+class AddressesFrom {
+ public:
+  explicit AddressesFrom(std::uint32_t first) : next_(ZRDSPEntity::addr) { ZRDSPEntity::addr = first; }
+  ~AddressesFrom() { ZRDSPEntity::addr = isDone_ ? std::max(ZRDSPEntity::addr, next_) : next_; }
+  AddressesFrom(const AddressesFrom&) = delete;
+  AddressesFrom& operator=(const AddressesFrom&) = delete;
+  void done() noexcept { isDone_ = true; }
+
+ private:
+  const std::uint32_t next_;
+  bool isDone_ = false;
+};
 
 }  // namespace
 
@@ -52,27 +68,26 @@ int ZQ3DSPKernel::voicesForDevice(const std::string& device, int voices) {
 }
 
 std::uint32_t ZQ3DSPKernel::init(int channels, double sampleRateHz, int maximumFrames, int voices,
-                        std::optional<std::uint32_t> firstAddress) {
+                                 std::optional<std::uint32_t> firstAddress) {
   const std::scoped_lock lock(constructionMutex());
-  const std::uint32_t nextAddress = ZRDSPEntity::addr;
-  const std::uint32_t first = firstAddress.value_or(nextAddress);
-  ZRDSPEntity::addr = first;
+  const std::uint32_t first = firstAddress.value_or(ZRDSPEntity::addr);
+  AddressesFrom addresses(first);
   const int numberOfVoices = voicesForDevice(deviceName(), voices);
   maxFrames = maximumFrames;
   channelCount = channels;
   sampleRate = static_cast<float>(sampleRateHz);
   tempo = 120.0F;
-  instrument = std::make_shared<ZRDSPInstrument>(sampleRate);
-  instrument->identifier = "morv";
-  instrument->name = "MORV";
-  instrument->initWithNumberOfVoices<ZRTurboVoice>(numberOfVoices, sampleRate, maximumFrames,
-                                                   kInstrumentFlags);
+  auto built = std::make_shared<ZRDSPInstrument>(sampleRate);
+  built->identifier = "morv";
+  built->name = "MORV";
+  built->initWithNumberOfVoices<ZRTurboVoice>(numberOfVoices, sampleRate, maximumFrames, kInstrumentFlags);
   constexpr int kInsert = 0;
-  instrument->addEffect<ZRBasicChorus>(sampleRate, kInsert);
-  instrument->addEffect<ZREcoVerb>(sampleRate, kInsert);
-  instrument->addEffect<ZRBasicDelay>(sampleRate, kInsert);
-  instrument->voiceNumber = static_cast<float>(numberOfVoices);
-  ZRDSPEntity::addr = std::max(ZRDSPEntity::addr, nextAddress);
+  built->addEffect<ZRBasicChorus>(sampleRate, kInsert);
+  built->addEffect<ZREcoVerb>(sampleRate, kInsert);
+  built->addEffect<ZRBasicDelay>(sampleRate, kInsert);
+  built->voiceNumber = static_cast<float>(numberOfVoices);
+  instrument = std::move(built);
+  addresses.done();
   return first;
 }
 

@@ -17,8 +17,9 @@ class ZQ3DSPKernel : public ZRDSPInstrumentKernel {
   // `maximumFrames`. Once. Several kernels may be initialised at the same time; they take turns.
   // Addresses come from the process's counter; with a first address given they begin there, and the counter
   // stays where it is unless they reach beyond it. Gives the number from which the addresses were drawn.
+  // Without enough memory throws std::bad_alloc, and the counter stays where it is.
   std::uint32_t init(int channels, double sampleRateHz, int maximumFrames, int voices,
-            std::optional<std::uint32_t> firstAddress = {});
+                     std::optional<std::uint32_t> firstAddress = {});
   // Hands the host's rate and largest block to the instrument. May run many times.
   void prepare(double sampleRateHz, int maximumFrames);
   void reset() noexcept MORV_NONBLOCKING {}

@@ -41,7 +41,7 @@ class MORV_EXPORT ZRDSPEntity {
   // Stores value and quotient, without clamping. An unknown address posts a diagnostic and changes nothing.
   // Any thread.
   virtual void setParameterValueForAddress(int address, float value) noexcept MORV_NONBLOCKING;
-  // The record's value. Throws std::out_of_range for an unknown address. Not for the render thread.
+  // The record's value. Here: throws std::out_of_range for an unknown address, so not for the render thread.
   virtual float parameterValueForAddress(int address);
 
   // Fills the record; a negative address takes the process's next one. Unregistered records keep their value

@@ -83,7 +83,7 @@ int ZRDSPInstrument::addressForIdentifier(const std::string& wanted) {
 
 ZRDSPParameter* ZRDSPInstrument::parameterForAddress(int /*address*/) { return nullptr; }
 
-float ZRDSPInstrument::parameterValueForAddress(int address) {
+float ZRDSPInstrument::parameterValueForAddress(int address) noexcept {
   if (const ZRDSPParameter* own = listedParameter(address)) return own->value;
   if (voices.empty()) return 0.0F;
   const ZRDSPParameter* voiceParameter = voices.front()->listedParameter(address);

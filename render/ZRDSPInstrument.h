@@ -85,7 +85,7 @@ class ZRDSPInstrument : public ZRDSPEntity {
   // notes.
   void setParameterValueForAddress(int address, float value) noexcept MORV_NONBLOCKING override;
   // A global's value, else the first voice's, else 0.
-  float parameterValueForAddress(int address) override;
+  float parameterValueForAddress(int address) noexcept MORV_NONBLOCKING override;
 
   // Hands rate (Hz) and block size (frames) to voices and effects and works out the followers.
   virtual void prepare(float sampleRateHz, int blockSizeFrames);

@@ -27,7 +27,7 @@ void ZRDSPInstrumentKernel::setParameter(std::uint64_t address, float value, int
   instrument->setParameterValueForAddress(static_cast<std::int32_t>(address), value);
 }
 
-float ZRDSPInstrumentKernel::getParameter(std::uint64_t address, int /*unused*/) const {
+float ZRDSPInstrumentKernel::getParameter(std::uint64_t address, int /*unused*/) const noexcept {
   return instrument->parameterValueForAddress(static_cast<std::int32_t>(address));
 }
 

@@ -17,9 +17,11 @@ class ZRMidiMapper;
 
 // What a unit asks of its surroundings: a set of its own for each unit, or objects that several share. The
 // objects belong to whoever makes the unit. They end in this order: the units, then the background queue,
-// then all others. For what a unit has left with the background queue uses its settings, its file coordinator
-// and its log, and the queue runs all of it before its destructor returns. A host that holds everything in
-// one object declares the queue behind the others and the unit behind the queue.
+// then all others. Nothing of a unit is under way in shared settings or notifications once the unit is gone,
+// so a main queue of its own may end right behind it. For what a unit has left with the background queue uses
+// its settings, its file coordinator and its log, and the queue runs all of it before its destructor returns.
+// A host that holds everything in one object declares the queue behind the others and the unit behind the
+// queue.
 //
 // The MIDI mapper is the process's own, and outlives every set: a unit lends it its standard settings,
 // notifications, folders and log, and takes them back when it goes. Units of different sets may come and go

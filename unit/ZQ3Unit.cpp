@@ -75,7 +75,7 @@ void ZQ3Unit::buildParameterTree() {
   keyValueObservers().willChangeValueForKey(kParameterTree);
   setParameterTree(ZQ3Unit::generateParameterTree());
   keyValueObservers().didChangeValueForKey(kParameterTree);
-  midiMapper()->setParameterTree(sharedParameterTree());
+  handTreeToMapper();
   outputVolumeParameter_ = parameterTree()->parameterForKeyPath("morv.volume");
 }
 

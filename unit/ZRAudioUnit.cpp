@@ -38,6 +38,9 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponent
   groupIdentifier_ = kGroupIdentifier;
   if (services_.fileCoordinator != nullptr && services_.backgroundQueue != nullptr) {
     cloud_ = std::make_shared<CloudContainer>(defaults(), *services_.fileCoordinator);
+    // The container may live on with the background queue, and its watch would tell a main queue that is
+    // gone.
+    registrations_.add([this] { cloud_->stopWatching(); });
   }
   if (!services_.directories.documents.empty()) removeStaleTemporaryFiles(services_.directories.documents);
   presetSource = static_cast<std::int32_t>(defaults().integerForKey(kPresetStorageLocation));
@@ -55,6 +58,7 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponent
   observe(standardDefaults());
   observe(defaults());
   if (services_.midiMapper == nullptr) useMapperOfProcess();
+  registrations_.add([this] { midiMapper()->takeBackParameterTree(mappedTree_.lock()); });
   // Last: what comes from a render thread finds a whole unit.
   voiceTriggeredKind_ = handleFromRender([this](std::int32_t note) {
     if (ZRAudioUnitDelegate* told = delegate()) told->audioUnitDidTriggerVoiceForNote(this, note);
@@ -67,10 +71,7 @@ ZRAudioUnit::ZRAudioUnit(const AudioUnitServices& services, const AudioComponent
   });
 }
 
-ZRAudioUnit::~ZRAudioUnit() {
-  registrations_.undoAll();
-  if (cloud_ != nullptr) cloud_->stopWatching();
-}
+ZRAudioUnit::~ZRAudioUnit() { registrations_.undoAll(); }
 
 void ZRAudioUnit::useMapperOfProcess() {
   services_.midiMapper = ZRMidiMapper::sharedObject();
@@ -81,6 +82,7 @@ void ZRAudioUnit::useMapperOfProcess() {
   registrations_.add([this, loan] { services_.midiMapper->takeBackServices(loan); });
 }
 
+// The queue is there as long as the unit is, and a call that is under way ends ahead of the removal.
 void ZRAudioUnit::observe(SettingsStore& store) {
   const auto token = store.addObserver(
       [queue = services_.mainQueue, weak = std::weak_ptr<ZRAudioUnit*>(self_)](const std::string&) {
@@ -139,6 +141,13 @@ MainQueue::Token ZRAudioUnit::performAfter(double seconds, std::function<void()>
   return mainQueue().postAfter(seconds, [weak = std::weak_ptr<ZRAudioUnit*>(self_), work = std::move(work)] {
     if (weak.lock()) work();
   });
+}
+
+void ZRAudioUnit::handTreeToMapper() {
+  const auto before = mappedTree_.lock();
+  mappedTree_ = parameterTree_;
+  midiMapper()->setParameterTree(parameterTree_);
+  if (before != parameterTree_) midiMapper()->takeBackParameterTree(before);
 }
 
 ZRDSPModMatrix* ZRAudioUnit::getModMatrix() const { return nullptr; }

@@ -75,7 +75,8 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   void setFullState(const PropertyListDictionary* state) override;
   // The two halves of `setFullState`, for hosts that take a state over between two blocks. The first reads
   // and checks, and sets nothing; it throws std::invalid_argument if the platform's form refuses the state.
-  // The second stores the numbers: render thread, or any other while no observer of the tree minds.
+  // The second stores the numbers: render thread as long as nobody observes the tree, or any other thread.
+  // It may run beside the render block and beside those who set and read values.
   ZRStateChange prepareFullState(const PropertyListDictionary& state);
   void applyFullState(const ZRStateChange& change) noexcept MORV_NONBLOCKING;
   // Drives the present state into the engine once more.
@@ -189,6 +190,8 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
  protected:
   void setParameterTree(std::shared_ptr<AUParameterTree> tree) { parameterTree_ = std::move(tree); }
   const std::shared_ptr<AUParameterTree>& sharedParameterTree() const { return parameterTree_; }
+  // Controllers reach the unit's present tree from now on, and none of its trees once the unit is gone.
+  void handTreeToMapper();
   using Log = std::function<void(const std::string& line)>;
   // Makes a folder of the cloud, with all above it; true if it was missing and is there now. Any thread.
   static bool _createFolderIfNecesarry(const CloudContainer& cloud, const std::string& folder,
@@ -248,6 +251,7 @@ class MORV_EXPORT ZRAudioUnit : public AUAudioUnit {
   Random random_{1};
   std::string groupIdentifier_;
   std::shared_ptr<AUParameterTree> parameterTree_;
+  std::weak_ptr<AUParameterTree> mappedTree_;  // the one that the mapper has
   std::vector<std::shared_ptr<AUParameterGroup>> parameterGroups_;
   MIDIMonitorBlock midiMonitorBlock_;
   std::atomic<ZRAudioUnitDelegate*> delegate_{nullptr};

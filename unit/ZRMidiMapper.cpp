@@ -49,8 +49,22 @@ ZRMidiMapper::~ZRMidiMapper() = default;
 
 void ZRMidiMapper::setParameterTree(const std::shared_ptr<AUParameterTree>& tree) {
   const std::scoped_lock lock(mutex_);
-  parameterTree_ = tree;
+  std::erase_if(trees_, [&tree](const auto& each) { return each.expired() || each.lock() == tree; });
+  if (tree == nullptr) trees_.clear();
+  if (tree != nullptr) trees_.push_back(tree);
   _loadMappingOrCreateDefaultIfNecesarry();
+}
+
+void ZRMidiMapper::takeBackParameterTree(const std::shared_ptr<AUParameterTree>& tree) {
+  const std::scoped_lock lock(mutex_);
+  std::erase_if(trees_, [&tree](const auto& each) { return each.expired() || each.lock() == tree; });
+}
+
+std::shared_ptr<AUParameterTree> ZRMidiMapper::parameterTree() const {
+  for (auto each = trees_.rbegin(); each != trees_.rend(); ++each) {
+    if (auto tree = each->lock()) return tree;
+  }
+  return nullptr;
 }
 
 void ZRMidiMapper::initiateMappingForParameter(std::uint64_t address) {
@@ -60,12 +74,12 @@ void ZRMidiMapper::initiateMappingForParameter(std::uint64_t address) {
 }
 
 bool ZRMidiMapper::learn(int controller) {
-  if (!mapping_) mapping_.emplace();
+  if (!storage_.mapping) storage_.mapping.emplace();
   const auto address = static_cast<std::int64_t>(currentMappingParameter_);
-  const auto former = std::find_if(mapping_->rbegin(), mapping_->rend(),
+  const auto former = std::find_if(storage_.mapping->rbegin(), storage_.mapping->rend(),
                                    [address](const auto& entry) { return entry.second == address; });
-  if (former != mapping_->rend()) former->second = kMappedToNothing;
-  (*mapping_)[controller] = address;
+  if (former != storage_.mapping->rend()) former->second = kMappedToNothing;
+  (*storage_.mapping)[controller] = address;
   isWaitingForMapping_ = false;
   _persistMapping();
   if (services().notifications != nullptr) services().notifications->post(kMappingChanged);
@@ -82,7 +96,7 @@ bool ZRMidiMapper::handleMidiCC(int controller, int withData, int onChannel) {
     readChannel(-1);
     if (onChannel != midiCHannel_ && midiCHannel_ >= 0) return false;
     if (isWaitingForMapping_) return learn(controller);
-    tree = parameterTree_.lock();
+    tree = parameterTree();
     if (tree == nullptr) return false;
     parameter = tree->parameterWithAddress(static_cast<AUParameterAddress>(mappingForControl(controller)));
   }
@@ -113,45 +127,45 @@ std::uint64_t ZRMidiMapper::currentMappingParameter() const {
 
 std::optional<ZRMidiMapper::Mapping> ZRMidiMapper::mapping() const {
   const std::scoped_lock lock(mutex_);
-  return mapping_;
+  return storage_.mapping;
 }
 
 std::shared_ptr<SettingsStore> ZRMidiMapper::defaults() const {
   const std::scoped_lock lock(mutex_);
-  return defaults_;
+  return storage_.defaults;
 }
 
 std::string ZRMidiMapper::basePath() const {
   const std::scoped_lock lock(mutex_);
-  return basePath_;
+  return storage_.basePath;
 }
 
 void ZRMidiMapper::setMapping(int controller, std::uint64_t forParameter) {
   const std::scoped_lock lock(mutex_);
-  if (!mapping_) mapping_.emplace();
+  if (!storage_.mapping) storage_.mapping.emplace();
   const auto address = static_cast<std::int64_t>(forParameter);
-  std::erase_if(*mapping_,
+  std::erase_if(*storage_.mapping,
                 [address](const auto& entry) { return lowHalf(entry.second) == lowHalf(address); });
-  (*mapping_)[controller] = address;
+  (*storage_.mapping)[controller] = address;
   _persistMapping();
 }
 
 std::int64_t ZRMidiMapper::mappingForControl(int controller) const {
   const std::scoped_lock lock(mutex_);
-  if (!mapping_) return kMappedToNothing;
-  const auto entry = mapping_->find(controller);
-  return entry != mapping_->end() ? entry->second : kMappedToNothing;
+  if (!storage_.mapping) return kMappedToNothing;
+  const auto entry = storage_.mapping->find(controller);
+  return entry != storage_.mapping->end() ? entry->second : kMappedToNothing;
 }
 
 // The first search compares the low halves of what is held, the second whole numbers; what passes only the
 // first is found at no key and reads as 0.
 int ZRMidiMapper::controlForMapping(std::uint64_t address) const {
   const std::scoped_lock lock(mutex_);
-  if (!mapping_) return -1;
+  if (!storage_.mapping) return -1;
   const auto wanted = static_cast<std::int64_t>(address);
   const auto holdsLow = [wanted](const auto& entry) { return lowHalf(entry.second) == wanted; };
-  if (std::none_of(mapping_->begin(), mapping_->end(), holdsLow)) return -1;
-  for (const auto& [controller, held] : *mapping_) {
+  if (std::none_of(storage_.mapping->begin(), storage_.mapping->end(), holdsLow)) return -1;
+  for (const auto& [controller, held] : *storage_.mapping) {
     if (held >= 0 && held == wanted) return controller;
   }
   return 0;

@@ -55,14 +55,17 @@ class MORV_EXPORT ZRMidiMapper {
   ZRMidiMapper& operator=(const ZRMidiMapper&) = delete;
 
   // Works with these services until they are taken back or others are lent; then again with the last ones
-  // still lent, or its own. With another data folder comes the table of that folder. The services may end
-  // when `takeBackServices` has returned, which waits for their use on other threads.
+  // still lent, or its own. With another folder comes the table of that folder, and with none a table in
+  // memory. The services may end when `takeBackServices` has returned, which waits for their use on other
+  // threads. What throws on the way in leaves the mapper as it was, with nothing lent.
   Loan lendServices(const MidiMapperServices& services);
   void takeBackServices(Loan loan);
 
-  // The parameters that controllers reach; loads the table or makes the default one again. A tree that goes
-  // takes its parameters along.
+  // The parameters that controllers reach; loads the table or makes the default one again. They reach the
+  // tree that was set last among those that are still there and were not taken back; null forgets them all.
   void setParameterTree(const std::shared_ptr<AUParameterTree>& tree);
+  // A tree that was never set is no error. The table stays as it is.
+  void takeBackParameterTree(const std::shared_ptr<AUParameterTree>& tree);
   // Controller and value 0 to 127, channel 1 to 16 or 0 for a message without one. True if the message was
   // used. The setting "midiChannel" N admits channel N - 1, 0 admits all. In learn mode the controller goes
   // to the waiting parameter, which loses its former one, and "midiMappingChanged" is posted; otherwise its
@@ -97,11 +100,19 @@ class MORV_EXPORT ZRMidiMapper {
     Loan loan;
     MidiMapperServices services;
   };
+  // What comes and goes with the folders of the services.
+  struct Storage {
+    Directories directories{};
+    std::string basePath{};
+    std::shared_ptr<SettingsStore> defaults{};
+    std::optional<Mapping> mapping{};
+  };
   void _initStorage();
   void _loadMappingOrCreateDefaultIfNecesarry();
   std::optional<Mapping> _makeDefaultMapping() const;
   std::optional<Mapping> loadMapping() const;
   void _persistMapping() const;
+  std::shared_ptr<AUParameterTree> parameterTree() const;
   const MidiMapperServices& services() const;
   void takeUpServices();
   void readChannel(int offset);
@@ -115,14 +126,11 @@ class MORV_EXPORT ZRMidiMapper {
   std::vector<Lent> lent_;
   Loan nextLoan_ = 1;
   const std::string groupIdentifier_;
-  std::weak_ptr<AUParameterTree> parameterTree_;
-  std::optional<Mapping> mapping_;
+  std::vector<std::weak_ptr<AUParameterTree>> trees_;  // in the order in which they were set
   std::uint64_t currentMappingParameter_ = 0;
   bool isWaitingForMapping_ = false;
   int midiCHannel_ = 0;
-  Directories directories_{};  // those that the storage lies in
-  std::string basePath_;
-  std::shared_ptr<SettingsStore> defaults_;
+  Storage storage_;
 };
 
 }  // namespace morv

@@ -20,21 +20,30 @@ constexpr const char* kFileName = "default.midimap";
 
 ZRMidiMapper::Loan ZRMidiMapper::lendServices(const MidiMapperServices& services) {
   const std::scoped_lock lock(mutex_);
+  Storage before = storage_;
   lent_.push_back({nextLoan_, services});
-  takeUpServices();
+  try {
+    takeUpServices();
+  } catch (...) {
+    lent_.pop_back();
+    storage_ = std::move(before);
+    throw;
+  }
   return nextLoan_++;
 }
 
 void ZRMidiMapper::takeBackServices(Loan loan) {
   const std::scoped_lock lock(mutex_);
   std::erase_if(lent_, [loan](const Lent& each) { return each.loan == loan; });
-  if (!lent_.empty()) takeUpServices();
+  takeUpServices();
 }
 
-// The table stays with its folder, and in the same folder as it is.
+// The table goes with its folder: in the same folder it stays as it is, another one brings its own, and
+// without a folder a new one begins.
 void ZRMidiMapper::takeUpServices() {
   const Directories& wanted = services().directories;
-  if (wanted.data != directories_.data || wanted.configuration != directories_.configuration) {
+  const Directories& present = storage_.directories;
+  if (wanted.data != present.data || wanted.configuration != present.configuration) {
     _initStorage();
     _loadMappingOrCreateDefaultIfNecesarry();
   }
@@ -60,25 +69,26 @@ void ZRMidiMapper::log(const std::string& line) const {
 }
 
 void ZRMidiMapper::_initStorage() {
-  directories_ = services().directories;
-  basePath_.clear();
-  if (!directories_.data.empty()) {
-    basePath_ = directories_.data + "/" + kFolder;
+  Directories& directories = storage_.directories;
+  directories = services().directories;
+  storage_.basePath.clear();
+  if (!directories.data.empty()) {
+    storage_.basePath = directories.data + "/" + kFolder;
     std::error_code error;
-    std::filesystem::create_directories(basePath_, error);
+    std::filesystem::create_directories(storage_.basePath, error);
     if (error) log("ERROR: " + error.message());
   }
-  if (directories_.configuration.empty()) {
-    defaults_ = std::make_shared<SettingsStore>();
+  if (directories.configuration.empty()) {
+    storage_.defaults = std::make_shared<SettingsStore>();
   } else {
-    defaults_ = std::make_shared<SettingsSuite>(directories_.configuration, groupIdentifier_);
+    storage_.defaults = std::make_shared<SettingsSuite>(directories.configuration, groupIdentifier_);
   }
 }
 
-std::string ZRMidiMapper::filePath() const { return basePath_ + "/" + kFileName; }
+std::string ZRMidiMapper::filePath() const { return storage_.basePath + "/" + kFileName; }
 
 std::optional<ZRMidiMapper::Mapping> ZRMidiMapper::loadMapping() const {
-  if (basePath_.empty()) return std::nullopt;
+  if (storage_.basePath.empty()) return std::nullopt;
   const auto file = readPropertyListFile(filePath());
   if (!file || file.value().dictionary() == nullptr) return std::nullopt;
   Mapping table;
@@ -95,13 +105,13 @@ std::optional<ZRMidiMapper::Mapping> ZRMidiMapper::loadMapping() const {
 }
 
 void ZRMidiMapper::_loadMappingOrCreateDefaultIfNecesarry() {
-  mapping_ = loadMapping();
-  if (!mapping_) mapping_ = _makeDefaultMapping();
+  storage_.mapping = loadMapping();
+  if (!storage_.mapping) storage_.mapping = _makeDefaultMapping();
 }
 
 // One key behind each parameter's address. They drive nothing, and make the search by address find nothing.
 std::optional<ZRMidiMapper::Mapping> ZRMidiMapper::_makeDefaultMapping() const {
-  const auto tree = parameterTree_.lock();
+  const auto tree = parameterTree();
   if (tree == nullptr) return std::nullopt;
   Mapping table;
   for (const AUParameter* each : tree->allParameters()) {
@@ -111,9 +121,9 @@ std::optional<ZRMidiMapper::Mapping> ZRMidiMapper::_makeDefaultMapping() const {
 }
 
 void ZRMidiMapper::_persistMapping() const {
-  if (basePath_.empty() || !mapping_) return;
+  if (storage_.basePath.empty() || !storage_.mapping) return;
   PropertyListDictionary table;
-  for (const auto& [controller, address] : *mapping_) table.set(std::to_string(controller), address);
+  for (const auto& [controller, address] : *storage_.mapping) table.set(std::to_string(controller), address);
   if (!writePropertyListFile(filePath(), table).ok()) log("error unable to write mapping file");
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "hosts/HostBlockCutter.h"
+#include "modulation/ZRDSPModMatrix.h"
 #include "platform/Random.h"
 #include "tests/realtime/RenderTrap.h"
 #include "tests/unit/UnitSurroundings.h"
@@ -72,6 +73,34 @@ TEST(UnitRender, NeitherAllocatesNorLocksNorWaitsOnTheWayFromTheHostToTheEngine)
   EXPECT_GT(mapper->heard.size(), 1000U);
   EXPECT_GT(programChanges, 1000);
   EXPECT_EQ(unit.told.size(), static_cast<std::size_t>(programChanges));
+}
+
+TEST(UnitRender, NeitherAllocatesNorLocksNorWaitsToTakeAStateOver) {
+  UnitSurroundings around;
+  OpenUnit unit(around);
+  AUParameter& cutoff = *unit.parameterTree()->parameterForKeyPath("morv.filterCutoff");
+  AUParameter& channel = *unit.parameterTree()->parameterForKeyPath("morv.midiChannel");
+  modMatrixRow* row = unit.getModMatrix()->getRowAtIndex(unit.getModMatrix()->rowCount - 1);
+  cutoff.setValue(440.0F);
+  row->modAmount = 0.75F;
+  row->modSource = 4;
+  around.standard.setInteger("midiChannel", 3);
+  const ZRStateChange change = unit.prepareFullState(unit.fullState());
+  cutoff.setValue(8000.0F);
+  row->modAmount = 0.0F;
+  row->modSource = 0;
+
+  const long before = RenderTrap::caught();
+  {
+    const RenderTrap trap;
+    unit.applyFullState(change);
+  }
+
+  EXPECT_EQ(RenderTrap::caught(), before) << RenderTrap::lastCaught();
+  EXPECT_EQ(cutoff.value(), 440.0F);
+  EXPECT_EQ(row->modAmount.load(), 0.75F);
+  EXPECT_EQ(row->modSource.load(), 4);
+  EXPECT_EQ(channel.value(), 3.0F);
 }
 
 // Nobody turns the main queue, so that its ring fills up and everything further is lost.

@@ -34,7 +34,7 @@ class LoggingInstrument : public ZRDSPInstrument {
   void setParameterValueForAddress(int address, float value) noexcept override {
     calls.push_back(text("set %i %g", address, static_cast<double>(value)));
   }
-  float parameterValueForAddress(int address) override { return static_cast<float>(address) + 0.5F; }
+  float parameterValueForAddress(int address) noexcept override { return static_cast<float>(address) + 0.5F; }
 
   Calls calls;
   float* lastLeft = nullptr;

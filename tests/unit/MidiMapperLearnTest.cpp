@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <memory>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -158,96 +157,6 @@ TEST_F(MidiMapperUnits, AnIndexedParameterBelowZeroBeginsAtZero) {
 
     EXPECT_EQ(parameter.value(), index) << data;
   }
-}
-
-// Services as a unit lends them.
-class MidiMapperOfTheProcess : public MidiMapper {
- protected:
-  const std::shared_ptr<ZRMidiMapper> shared_ = ZRMidiMapper::sharedObject();
-};
-
-TEST_F(MidiMapperOfTheProcess, IsOneObjectAsLongAsTheProcessLives) {
-  const ZRMidiMapper* before = nullptr;
-  {
-    const auto held = ZRMidiMapper::sharedObject();
-    held->initiateMappingForParameter(77);
-    before = held.get();
-  }
-
-  EXPECT_EQ(ZRMidiMapper::sharedObject().get(), before);
-  EXPECT_EQ(ZRMidiMapper::sharedObject()->currentMappingParameter(), 77U);
-  EXPECT_TRUE(ZRMidiMapper::sharedObject()->isWaitingForMapping());
-  shared_->setMidiCHannel(-1);
-  EXPECT_TRUE(shared_->handleMidiCC(1, 0, 1));
-  EXPECT_FALSE(shared_->isWaitingForMapping());
-}
-
-TEST_F(MidiMapperOfTheProcess, WorksInMemoryWithoutServices) {
-  EXPECT_TRUE(shared_->basePath().empty());
-  shared_->setMidiCHannel(-1);
-  shared_->setParameterTree(tree_);
-  shared_->setMapping(30, 12);
-
-  EXPECT_TRUE(shared_->handleMidiCC(30, 127, 9));
-
-  EXPECT_EQ(value("other"), 1.0F);
-}
-
-TEST_F(MidiMapperOfTheProcess, WorksWithTheServicesLentLast) {
-  TemporaryFolder elsewhere;
-  SettingsStore otherSettings;
-  std::vector<std::string> otherLog;
-  settings_.setInteger("midiChannel", 3);
-  otherSettings.setInteger("midiChannel", 9);
-  const auto first = shared_->lendServices(services_);
-  EXPECT_EQ(shared_->midiCHannel(), 3);
-
-  const auto second =
-      shared_->lendServices({.standardSettings = &otherSettings,
-                             .directories = Directories::under(elsewhere.path("user")),
-                             .log = [&](const std::string& line) { otherLog.push_back(line); }});
-
-  EXPECT_EQ(shared_->midiCHannel(), 9);
-  EXPECT_EQ(shared_->basePath(), elsewhere.path("user/data/MIDIMappings"));
-  shared_->initiateMappingForParameter(12);
-  EXPECT_FALSE(shared_->handleMidiCC(5, 0, 2));
-  EXPECT_TRUE(shared_->handleMidiCC(5, 0, 8));
-  EXPECT_EQ(otherLog.size(), 1U);
-  EXPECT_EQ(changes_, 0);
-  EXPECT_THAT(log_, IsEmpty());
-
-  shared_->takeBackServices(second);
-  EXPECT_EQ(shared_->basePath(), services_.directories.data + "/MIDIMappings");
-  shared_->initiateMappingForParameter(12);
-  EXPECT_FALSE(shared_->handleMidiCC(6, 0, 8));
-  EXPECT_TRUE(shared_->handleMidiCC(6, 0, 2));
-  EXPECT_EQ(changes_, 1);
-  shared_->takeBackServices(first);
-}
-
-TEST_F(MidiMapperOfTheProcess, UsesNoServicesThatWereTakenBack) {
-  settings_.setInteger("midiChannel", 3);
-  shared_->takeBackServices(shared_->lendServices(services_));
-  settings_.setInteger("midiChannel", 5);
-
-  shared_->initiateMappingForParameter(12);
-  shared_->handleMidiCC(6, 0, 3);
-
-  EXPECT_EQ(shared_->midiCHannel(), 3);
-  EXPECT_EQ(shared_->controlForMapping(12), 6);
-  EXPECT_EQ(changes_, 0);
-  EXPECT_THAT(log_, IsEmpty());
-}
-
-TEST_F(MidiMapperOfTheProcess, KeepsATableThatUnitsOfOneFolderShare) {
-  const auto first = shared_->lendServices(services_);
-  shared_->setMapping(30, 12);
-
-  const auto second = shared_->lendServices(services_);
-  shared_->takeBackServices(first);
-
-  EXPECT_EQ(shared_->controlForMapping(12), 30);
-  shared_->takeBackServices(second);
 }
 
 }  // namespace

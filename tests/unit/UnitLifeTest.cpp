@@ -81,33 +81,6 @@ TEST(UnitLife, AUnitIsMadeFromItsDescription) {
   EXPECT_EQ(error, "none");
 }
 
-// Settings that fail as the disk does when nobody expected it.
-class FailingStore : public SettingsStore {
- public:
-  Outcome update(const std::string& key, const Change& change) override {
-    if (isFailing) throw std::runtime_error("out of everything");
-    return SettingsStore::update(key, change);
-  }
-  bool isFailing = true;
-};
-
-TEST(UnitLife, AUnitThatFailsHalfWayIsNotKnownAnywhere) {
-  PresetSurroundings around;
-  around.addFactoryPreset("[FACTORY]_PL_A", 0.5);
-  FailingStore failing;
-  around.services.sharedSettings = &failing;
-  const std::int32_t kind = around.queue.addRenderHandler([](std::int32_t) {});
-
-  EXPECT_THROW(const PresetUnit unit(around.services), std::runtime_error);
-
-  EXPECT_EQ(around.queue.addRenderHandler([](std::int32_t) {}), kind + 1);
-  failing.setDouble("midiMPEBendRange", 3.0);
-  around.standard.setInteger("midiChannel", 3);
-  around.notifications.post("presetImportSucesfull");
-  around.wait(10.0);
-  EXPECT_FALSE(around.standard.has("didInitAUPrefs"));
-}
-
 // The base stands already when the derived part fails.
 class BrokenUnit : public TellingUnit {
  public:

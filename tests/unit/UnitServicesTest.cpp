@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -94,6 +95,51 @@ TEST(UnitServices, ReadTheChannelOfTheLatestUnitThatIsThere) {
   mapper->handleMidiCC(1, 0, 1);
 
   EXPECT_EQ(mapper->midiCHannel(), 3);
+}
+
+TEST(UnitServices, ControllersMoveTheUnitThatIsLeftWhenTheLatestIsGoneOrHasFailed) {
+  TemporaryFolder folder;
+  UnitInstance first(folder.path("user"));
+  UnitInstance second(folder.path("user"));
+  first.standard.setInteger("midiChannel", 0);
+  second.standard.setInteger("midiChannel", 0);
+  first.open();
+  second.open();
+  first.unit->midiMapper()->setMapping(74, first.cutoff().address());
+  // Whoever keeps the tree keeps the engine, but no controllers.
+  const auto kept = second.unit->tree();
+  const AUParameter& keptCutoff = *kept->parameterForKeyPath("morv.filterCutoff");
+  const float before = keptCutoff.value();
+
+  second.unit.reset();
+
+  first.sendController(74, 127);
+  EXPECT_EQ(first.cutoff().value(), first.cutoff().maxValue());
+  EXPECT_EQ(keptCutoff.value(), before);
+
+  class BrokenUnit : public OpenUnit {
+   public:
+    explicit BrokenUnit(const AudioUnitServices& services) : OpenUnit(services) {
+      throw std::runtime_error("not today");
+    }
+  };
+  EXPECT_THROW(const BrokenUnit broken(second.services), std::runtime_error);
+  first.sendController(74, 0);
+  EXPECT_EQ(first.cutoff().value(), first.cutoff().minValue());
+}
+
+TEST(UnitServices, TheMapperIsOnItsOwnBehindTheLastUnit) {
+  TemporaryFolder folder;
+  UnitInstance instance(folder.path("user"));
+  const auto mapper = ZRMidiMapper::sharedObject();
+  instance.open();
+  EXPECT_EQ(mapper->basePath(), instance.services.directories.data + "/MIDIMappings");
+  mapper->setMapping(74, instance.cutoff().address());
+
+  instance.unit.reset();
+
+  EXPECT_TRUE(mapper->basePath().empty());
+  EXPECT_EQ(mapper->mappingForControl(74), -1);
 }
 
 TEST(UnitServices, WithoutABackgroundQueueThereIsNoCloud) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <tuple>
 #include <vector>
@@ -40,6 +41,7 @@ class OpenUnit : public ZQ3Unit {
   ZQ3DSPKernel& kernel() { return _kernel; }
   ZRDSPInstrument& instrument() { return *_kernel.instrument; }
   BufferedOutputBus& output() { return _outputBuffer; }
+  std::shared_ptr<AUParameterTree> tree() const { return sharedParameterTree(); }
 };
 
 }  // namespace morv

@@ -14,7 +14,6 @@
 #include "platform/PropertyList.h"
 #include "platform/Random.h"
 #include "tests/unit/PresetSurroundings.h"
-#include "tests/unit/UnitInstance.h"
 
 namespace morv {
 namespace {
@@ -156,22 +155,45 @@ TEST(UnitThreads, RenderingSettingLoadingAndReadingDoNotDisturbOneAnother) {
   EXPECT_GT(moved.load(), 10);  // by controllers
 }
 
-TEST(UnitThreads, UnitsComeAndGoOnSeveralThreadsWhileControllersMove) {
-  TemporaryFolder folder;
-  const auto live = [&folder] {
-    for (int i = 0; i < 3; ++i) {
-      UnitInstance instance(folder.path("user"));
-      instance.open();
-      instance.unit->midiMapper()->setMapping(20, instance.cutoff().address());
-      for (std::uint8_t value = 0; value < 100; ++value) instance.sendController(20, value);
+TEST(UnitThreads, AStateMayBeAppliedBesideSettersReadersAndTheRenderBlock) {
+  UnitSurroundings around;
+  OpenUnit unit(around);
+  unit.overridesMIDISettingParametersWithPrefs = false;
+  ASSERT_TRUE(unit.allocateRenderResources(nullptr));
+  const ZRStateChange change = unit.prepareFullState(unit.fullState());
+  AUParameter& volume = *unit.outputVolumeParameter();
+  const float applied = volume.value();
+  const float set = volume.minValue();
+  std::atomic<bool> isEnding{false};
+  std::atomic<long> bad{0};
+  std::atomic<long> sets{0};
+  std::atomic<long> reads{0};
+  std::thread renderer([&] { bad += renderUntil(isEnding, unit); });
+  std::thread setter([&] {
+    while (!isEnding) {
+      volume.setValue(set);
+      ++sets;
     }
-  };
+  });
+  std::thread reader([&] {
+    while (!isEnding) {
+      const float seen = volume.value();
+      if (seen != set && seen != applied) ++bad;
+      if (unit.fullState().find("modMatrixDict") != nullptr) ++reads;
+    }
+  });
 
-  std::thread other(live);
-  live();
-  other.join();
+  for (int i = 0; i < 200 || sets < 100 || reads < 10; ++i) unit.applyFullState(change);
+  isEnding = true;
+  renderer.join();
+  setter.join();
+  reader.join();
+  unit.applyFullState(change);
 
-  EXPECT_GE(ZRMidiMapper::sharedObject()->mappingForControl(20), 0);
+  EXPECT_EQ(bad.load(), 0);
+  EXPECT_EQ(volume.value(), applied);
+  EXPECT_GE(sets.load(), 100);
+  EXPECT_GE(reads.load(), 10);
 }
 
 }  // namespace

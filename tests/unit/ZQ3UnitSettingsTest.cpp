@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
 #include <map>
 #include <string>
 #include <thread>
@@ -177,6 +179,23 @@ TEST(ZQ3UnitSettings, AMissingBendRangeGivesZeroUntilTheNoticeOfItsDefault) {
   around.queue.runDue(2);
 
   EXPECT_EQ(unit.instrument().mpeBendRange.load(), 48.0F);
+}
+
+TEST(ZQ3UnitSettings, ABendRangeThatIsNoFiniteNumberCountsAsMissing) {
+  UnitSurroundings around;
+  OpenUnit unit(around);
+  around.queue.runDue(0);
+  for (const double stored : {std::numeric_limits<double>::infinity(),
+                              -std::numeric_limits<double>::infinity(), std::nan(""), 1e300}) {
+    around.shared.setDouble("midiMPEBendRange", stored);
+
+    unit.prefsChanged();
+
+    EXPECT_EQ(unit.instrument().mpeBendRange.load(), 0.0F) << stored;
+    EXPECT_EQ(around.shared.doubleForKey("midiMPEBendRange"), 48.0) << stored;
+    around.queue.runDue(0);
+    EXPECT_EQ(unit.instrument().mpeBendRange.load(), 48.0F) << stored;
+  }
 }
 
 TEST(ZQ3UnitSettings, TellsWhatItIs) {

@@ -237,5 +237,18 @@ TEST_F(ZQ3UnitTree, CanTakeTheAddressesOfAUnitThatItReplaces) {
   EXPECT_EQ(ZRDSPEntity::addr, next);
 }
 
+TEST_F(ZQ3UnitTree, AddressesBeyondTheCounterTakeItAlong) {
+  UnitSurroundings elsewhere;
+  const std::uint32_t before = ZRDSPEntity::addr;
+  { const ZQ3Unit measured(elsewhere.services); }
+  const std::uint32_t drawn = ZRDSPEntity::addr - before;
+  const std::uint32_t first = ZRDSPEntity::addr - 10;
+
+  const ZQ3Unit unit(elsewhere.services, first);
+
+  EXPECT_EQ(unit.firstAddress(), first);
+  EXPECT_EQ(ZRDSPEntity::addr, first + drawn);
+}
+
 }  // namespace
 }  // namespace morv

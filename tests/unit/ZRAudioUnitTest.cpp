@@ -141,6 +141,19 @@ TEST(ZRAudioUnit, AnswersChangedSettingsOfBothStoresOnTheMainQueue) {
   EXPECT_EQ(unit.notices, 2);
 }
 
+TEST(ZRAudioUnit, SavesNoRowsWithoutAMatrix) {
+  UnitSurroundings around;
+  ShellOnly unit(around);
+  const PropertyListDictionary state{{"modMatrixDict", PropertyListDictionary{{"row", 1}}}, {"other", 2}};
+  EXPECT_EQ(unit.fullState().find("modMatrixDict"), nullptr);
+
+  unit.setFullState(&state);
+
+  EXPECT_EQ(unit.fullState().find("modMatrixDict"), nullptr);
+  EXPECT_EQ(unit.fullState().find("other")->integer(), 2);
+  EXPECT_NE(OpenUnit(around).fullState().find("modMatrixDict"), nullptr);
+}
+
 TEST(ZRAudioUnit, UnmutesByClearingTheMuteFlag) {
   UnitSurroundings around;
   ShellOnly unit(around);
