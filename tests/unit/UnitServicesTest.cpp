@@ -105,6 +105,7 @@ TEST(UnitServices, ControllersMoveTheUnitThatIsLeftWhenTheLatestIsGoneOrHasFaile
   second.standard.setInteger("midiChannel", 0);
   first.open();
   second.open();
+  first.sendController(1, 0);  // ends a learn mode that another test may have left on
   first.unit->midiMapper()->setMapping(74, first.cutoff().address());
   // Whoever keeps the tree keeps the engine, but no controllers.
   const auto kept = second.unit->tree();
