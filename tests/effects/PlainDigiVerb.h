@@ -160,9 +160,10 @@ class PlainDigiVerb : public DigiVerbControls {
       const float c = kTimes[k + 1];
       const float dL = mL + c * tL;
       const float dR = mR + c * tR;
-      left += runLPFBComb(&side_[0].combs[k], mode == 4 ? 1 : 2, *L, dL, std::pow(0.001F, dL / T), 1 - damping, r);
-      right += runLPFBComb(&side_[1].combs[k], mode == 4 ? 1 : 2, *R, dR,
-                           std::pow(0.001F, (mL + c * tR) / T), 1 - damping, r);
+      left += runLPFBComb(&side_[0].combs[k], mode == 4 ? 1 : 2, *L, dL, std::pow(0.001F, dL / T),
+                          1 - damping, r);
+      right += runLPFBComb(&side_[1].combs[k], mode == 4 ? 1 : 2, *R, dR, std::pow(0.001F, (mL + c * tR) / T),
+                           1 - damping, r);
     }
     *L = left;
     *R = right;
@@ -172,10 +173,10 @@ class PlainDigiVerb : public DigiVerbControls {
     const float g = 0.1F + 0.8F * diffusion;
     const float r = mode == 4 ? rate / 2 : rate;
     for (int k = 0; k < count; ++k) {
-      *L = runUniComb(&side_[0].allpass[k], *L, kTimes2[k] + 0.0001F * std::sin(phase2 - spread_ * kPi), g, -g,
-                      1, r);
-      *R = runUniComb(&side_[1].allpass[k], *R, kTimes2[k] + 0.0001F * std::sin(phase2 + spread_ * kPi), g, -g,
-                      1, r);
+      *L = runUniComb(&side_[0].allpass[k], *L, kTimes2[k] + 0.0001F * std::sin(phase2 - spread_ * kPi), g,
+                      -g, 1, r);
+      *R = runUniComb(&side_[1].allpass[k], *R, kTimes2[k] + 0.0001F * std::sin(phase2 + spread_ * kPi), g,
+                      -g, 1, r);
     }
   }
 
@@ -210,7 +211,9 @@ class PlainDigiVerb : public DigiVerbControls {
   float tap(int line, float samples) const {
     return allpassGetSampleWithTimeDelay(&loopAP[line - 1], samples / rate * (0.1F + 2 * size_), rate);
   }
-  float leftTaps() const { return 0.6F * (tap(3, 266) + tap(3, 2974) + tap(4, 1996) - tap(1, 1990) - tap(2, 1066)); }
+  float leftTaps() const {
+    return 0.6F * (tap(3, 266) + tap(3, 2974) + tap(4, 1996) - tap(1, 1990) - tap(2, 1066));
+  }
 
   void tank(float* L, float* R, float g, float apSwing, float dSwing, float cutoff) {
     const float s1 = std::sin(phase - spread_ * kPi);

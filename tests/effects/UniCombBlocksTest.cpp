@@ -78,7 +78,8 @@ TEST(UniCombBlocks, OneDelayIsTheSameDelayForEachFrame) {
 TEST(UniCombBlocks, ADelayThatIsNoNumberReadsSomeElement) {
   Lines lines(0);
   float x[kDelayBlock] = {1.0F};
-  for (const float delay : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(), -3e8F}) {
+  for (const float delay :
+       {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(), -3e8F}) {
     runUniCombBlock(&lines.inBlocks, x, delay, 0.5F, 0.5F, 0.5F, kRate, x, kDelayBlock);
     for (const float v : x) ASSERT_TRUE(std::isfinite(v));
   }

@@ -12,8 +12,8 @@ namespace {
 
 constexpr float kRate = 44100.0F;
 
-// Positions in a line of two seconds are floats, rounded to 1/128 of a sample; where the sines of the two forms
-// differ by their last bits, some reads of white noise fall to the other side.
+// Positions in a line of two seconds are floats, rounded to 1/128 of a sample; where the sines of the two
+// forms differ by their last bits, some reads of white noise fall to the other side.
 constexpr double kPlainFormDb = -78.0;
 // A sample that lies between two steps of the quantiser may fall to either side: 0.0002 each time.
 constexpr double kQuantisedFormDb = -60.0;
