@@ -8,7 +8,6 @@
 #include "effects/UniCombBlocks.h"
 #include "effects/ZRDigiVerb.h"
 #include "effects/ZRDigiVerbModes.h"
-#include "render/SafeCast.h"
 #include "voice/VoiceKernels.h"
 
 namespace morv {
@@ -40,43 +39,12 @@ constexpr std::array kCombSeconds = {0.08F,  0.05F,  0.056F, 0.061F, 0.068F,
                                      0.072F, 0.078F, 0.087F, 0.091F, 0.007F};
 constexpr std::array kAllpassSeconds = {0.0025F, 0.0076F, 0.0087F, 0.0103F, 0.0211F, 0.0377F};
 
-struct Reflection {
-  float distance;  // samples behind the one before, at a fifth of full size
-  float gain;
-};
-constexpr std::array<Reflection, 18> kReflections = {{{190, 0.841F},
-                                                      {759, 0.504F},
-                                                      {44, 0.49F},
-                                                      {190, 0.379F},
-                                                      {9, 0.38F},
-                                                      {123, 0.346F},
-                                                      {706, 0.289F},
-                                                      {119, 0.272F},
-                                                      {384, 0.192F},
-                                                      {66, 0.193F},
-                                                      {35, 0.217F},
-                                                      {75, 0.181F},
-                                                      {419, 0.18F},
-                                                      {4, 0.181F},
-                                                      {79, 0.176F},
-                                                      {66, 0.142F},
-                                                      {53, 0.167F},
-                                                      {194, 0.134F}}};
-
 // The next phase within a turn; one that runs backwards stays within one too.
 float stepped(float phase, float step) noexcept {
   phase += step;
   if (phase >= kTwoPi) phase -= kTwoPi;
   if (phase <= -kTwoPi) phase += kTwoPi;
   return phase;
-}
-
-// Seconds of one sample, rounded down: a line read a hair more than a sample back would lose that sample once
-// in each lap, where the interpolation leaves out the line's end.
-float sampleSeconds(float sampleRateHz) noexcept {
-  const float seconds = 1.0F / sampleRateHz;
-  const bool isMore = static_cast<double>(seconds) * static_cast<double>(sampleRateHz) > 1.0;
-  return isMore ? std::nextafter(seconds, 0.0F) : seconds;
 }
 
 }  // namespace
@@ -307,42 +275,6 @@ void ZRDigiVerb::doNoise(const Modulation& m, float* L, float* R, int frames) no
     const float hiss = kNoiseLevel * m.white[static_cast<std::size_t>(i)];
     L[i] += hiss;
     R[i] += hiss;
-  }
-}
-
-float ZRDigiVerb::doSpringHF(float x) noexcept {
-  const float sample = sampleSeconds(sampleRate);
-  const float g = -0.95F * held_.diffusion;
-  for (ap& stage : springHF) x = runAP(&stage, x, sample, g, sampleRate);
-  return x;
-}
-
-float ZRDigiVerb::doSpringLF(float x) noexcept {
-  const float delaySamples = 0.15F * springFrequency;
-  const float g = 0.95F * held_.diffusion;
-  for (ap& stage : springLF) x = runSIAP(&stage, x, delaySamples, g);
-  return x;
-}
-
-void ZRDigiVerb::doEarlyReflections(const Modulation& m, const float* x, float* L, float* R,
-                                    int frames) noexcept {
-  const auto length = static_cast<int>(earlyBuffer.size());
-  for (int i = 0; i < frames; ++i) {
-    const float scale = m.size[static_cast<std::size_t>(i)];
-    const auto most = static_cast<float>(kReflections.size());
-    const int count = truncatedInt(std::min(1.0F + 17.0F * scale, most));
-    earlyBuffer[static_cast<std::size_t>(earlyIndex)] = x[i];
-    int read = earlyIndex;
-    float sum = 0;
-    for (int k = 0; k < count; ++k) {
-      const Reflection& tap = kReflections[static_cast<std::size_t>(k)];
-      read = (read - truncatedInt(tap.distance * 5.0F * scale)) % length;
-      if (read < 0) read += length;
-      sum += tap.gain * earlyBuffer[static_cast<std::size_t>(read)];
-    }
-    earlyIndex = earlyIndex + 1 < length ? earlyIndex + 1 : 0;
-    L[i] = sum;
-    R[i] = sum;
   }
 }
 
