@@ -205,7 +205,7 @@ void ZRDigiVerb::_runMode(Stretch* s, int frames) noexcept {
 }
 
 void ZRDigiVerb::_mixOutputs(const Stretch& s, float* outL, float* outR, int frames) noexcept {
-  const auto gain = [](float told) { return heldSetting(told, -kHeldMagnitude, kHeldMagnitude); };
+  const auto gain = [](float control) { return heldSetting(control, -kHeldMagnitude, kHeldMagnitude); };
   const float dry = gain(dryGain);
   const float early = gain(earlyGain);
   const float late = gain(lateGain);

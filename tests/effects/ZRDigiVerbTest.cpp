@@ -197,7 +197,7 @@ TEST(ZRDigiVerb, TheEarlySignalOfThePlateIsHalfItsInput) {
   }
 }
 
-TEST(ZRDigiVerb, AnOutputAboveItsRangeIsHeldAndTold) {
+TEST(ZRDigiVerb, AnOutputAboveItsRangeIsHeldAndReported) {
   ZRDigiVerb verb(kRate);
   verb.dryGain = 4.0F;
   verb.outputGain = 0.5F;
@@ -215,7 +215,7 @@ TEST(ZRDigiVerb, AnOutputAboveItsRangeIsHeldAndTold) {
   EXPECT_EQ(out.left[3], 0.5F);  // 1 itself is in the range
   EXPECT_EQ(out.right[2], -0.5F);
   EXPECT_EQ(out.right[3], 0.5F);
-  EXPECT_EQ(messages(), 2);  // the negative ones go untold
+  EXPECT_EQ(messages(), 2);  // the negative ones go unreported
 }
 
 TEST(ZRDigiVerb, TheMessageBearsTheSampleAndThePreDelay) {
