@@ -8,6 +8,7 @@
 
 #include "effects/ZRBasicChorus.h"
 #include "effects/ZRBasicDelay.h"
+#include "effects/ZRDigiVerb.h"
 #include "effects/ZREcoVerb.h"
 #include "platform/Random.h"
 #include "platform/ScopedFlushDenormals.h"
@@ -97,6 +98,19 @@ BENCHMARK(chorusNoise)->Arg(64)->Arg(512);
 BENCHMARK(reverb)->Arg(64)->Arg(512);
 BENCHMARK(echo)->Arg(64)->Arg(512);
 BENCHMARK(allThree)->Arg(64)->Arg(512);
+
+// The second argument is the mode.
+void digiVerb(benchmark::State& state) {
+  Chain chain;
+  add<ZRDigiVerb>(&chain);
+  auto& unit = static_cast<ZRDigiVerb&>(*chain.back());
+  unit.mode = static_cast<int>(state.range(1));
+  unit.mix = 0.5F;
+  unit.dryGain = 1.0F;
+  unit.decay = unit.diffusion = unit.modDepth = unit.spread = 0.5F;
+  run(state, chain);
+}
+BENCHMARK(digiVerb)->ArgsProduct({{64, 512}, benchmark::CreateDenseRange(0, ZRDigiVerb::kModes - 1, 1)});
 
 }  // namespace
 }  // namespace morv

@@ -12,15 +12,26 @@ namespace morv {
 //   B8x    674   8 x 44.1 kHz     1.00601  0.058114  0.061887   -95.6 dB
 //   B8x2   763   8 x 48 kHz       1.00424  0.053462  0.056864   -95.9 dB
 //
+// And two for what runs at half the rate and repeats its samples: down before a quarter of the rate, from
+// where images stand; their pass bands ripple by 1.5 and 1 dB.
+//
+//   table    taps  rate it is for  sum      -3 dB     -60 dB  stop band
+//   BSpring  49    44.1 kHz        0.91320  0.220710  none    -55.3 dB
+//   BLoFi    113   44.1 kHz        0.94230  0.237285  none    -54.4 dB
+//
 // The data is written by design_fir_tables.py. Any thread may read it.
 inline constexpr int BL2x = 169;
 inline constexpr int BL4x = 301;
 inline constexpr int BL8x = 674;
 inline constexpr int BL8x2 = 763;
+inline constexpr int BLSpring = 49;
+inline constexpr int BLLoFi = 113;
 
 extern const float B2x[BL2x];
 extern const float B4x[BL4x];
 extern const float B8x[BL8x];
 extern const float B8x2[BL8x2];
+extern const float BSpring[BLSpring];
+extern const float BLoFi[BLLoFi];
 
 }  // namespace morv

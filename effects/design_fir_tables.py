@@ -2,9 +2,10 @@
 """Designs the low-pass tables of the oversampling filters and writes effects/FIRTables.cpp.
 
 Each table is an equiripple linear-phase design: the Remez exchange of Parks and McClellan (1972) over a fixed
-grid, with barycentric interpolation through the extremal points. The pass band ends at 20 kHz and the stop
-band begins at 22 kHz of a rate that is a multiple of 44.1 or 48 kHz, so the tables are good for any rate in
-that ratio. Where the sum of a table is not 1, that is the pass-band ripple at 0 Hz.
+grid, with barycentric interpolation through the extremal points. The pass band of the oversampling filters
+ends at 20 kHz and the stop band begins at 22 kHz of a rate that is a multiple of 44.1 or 48 kHz, so the tables
+are good for any rate in that ratio. The filters behind a unit that runs at half the rate stop what a quarter
+of the rate mirrors. Where the sum of a table is not 1, that is the pass-band ripple at 0 Hz.
 
     design_fir_tables.py           writes FIRTables.cpp beside this script
     design_fir_tables.py --check   exits with 1 if that file differs from what would be written
@@ -28,6 +29,8 @@ class Design(NamedTuple):
     weight: float  # of an error in the stop band, against 1 in the pass band
     density: int  # grid points per extremal point, about
     purpose: str
+    pass_edge: float = 20000.0  # Hz
+    stop_edge: float = 22000.0
 
 
 DESIGNS = (
@@ -35,9 +38,9 @@ DESIGNS = (
     Design("4x", 301, 4 * 44100.0, 1.0, 20, "4 x 44.1 kHz"),
     Design("8x", 674, 8 * 44100.0, STEEP_WEIGHT, 20, "8 x 44.1 kHz"),
     Design("8x2", 763, 8 * 48000.0, 264.98, 16, "8 x 48 kHz"),
+    Design("Spring", 49, 44100.0, 50.76, 20, "a spring that runs at half of 44.1 kHz", 9400.0, 11025.0),
+    Design("LoFi", 113, 44100.0, 30.48, 20, "a reverb that runs at half of 44.1 kHz", 10300.0, 11025.0),
 )
-PASS_EDGE_HZ = 20000.0
-STOP_EDGE_HZ = 22000.0
 
 MOST_EXCHANGES = 50
 RIPPLE_TOLERANCE = 1e-10  # relative spread of the extremal errors at which the exchange has settled
@@ -56,7 +59,8 @@ def make_grid(design, unknowns):
     even = design.length % 2 == 0
     step = 0.5 / (design.density * unknowns)
     grid = Grid([], [], [], [])
-    bands = ((0.0, PASS_EDGE_HZ / design.rate, 1.0, 1.0), (STOP_EDGE_HZ / design.rate, 0.5, 0.0, design.weight))
+    edges = (design.pass_edge / design.rate, design.stop_edge / design.rate)
+    bands = ((0.0, edges[0], 1.0, 1.0), (edges[1], 0.5, 0.0, design.weight))
     for low, high, wanted, weight in bands:
         points = []
         while low + step * len(points) <= high:

@@ -7,27 +7,30 @@ void DiagnosticRing::push(const Line& line) noexcept {
 }
 
 void DiagnosticRing::post(const char* format) noexcept {
-  push({format, {}, 0, Line::Arguments::integers, nullptr});
+  push({format, {}, 0, 0, Line::Arguments::integers, nullptr});
 }
 void DiagnosticRing::post(const char* format, std::int32_t a) noexcept {
-  push({format, {a}, 0, Line::Arguments::integers, nullptr});
+  push({format, {a}, 0, 0, Line::Arguments::integers, nullptr});
 }
 void DiagnosticRing::post(const char* format, std::int32_t a, std::int32_t b) noexcept {
-  push({format, {a, b}, 0, Line::Arguments::integers, nullptr});
+  push({format, {a, b}, 0, 0, Line::Arguments::integers, nullptr});
 }
 void DiagnosticRing::post(const char* format, std::int32_t a, std::int32_t b, std::int32_t c,
                           std::int32_t d) noexcept {
-  push({format, {a, b, c, d}, 0, Line::Arguments::integers, nullptr});
+  push({format, {a, b, c, d}, 0, 0, Line::Arguments::integers, nullptr});
 }
 void DiagnosticRing::postReal(const char* format, double a) noexcept {
-  push({format, {}, a, Line::Arguments::real, nullptr});
+  push({format, {}, a, 0, Line::Arguments::real, nullptr});
+}
+void DiagnosticRing::postReals(const char* format, double a, double b) noexcept {
+  push({format, {}, a, b, Line::Arguments::twoReals, nullptr});
 }
 void DiagnosticRing::postIntegerReal(const char* format, std::int32_t a, double b) noexcept {
-  push({format, {a}, b, Line::Arguments::integerThenReal, nullptr});
+  push({format, {a}, b, 0, Line::Arguments::integerThenReal, nullptr});
 }
 void DiagnosticRing::postIntegersWord(const char* format, std::int32_t a, std::int32_t b,
                                       const char* word) noexcept {
-  push({format, {a, b}, 0, Line::Arguments::twoIntegersThenWord, word});
+  push({format, {a, b}, 0, 0, Line::Arguments::twoIntegersThenWord, word});
 }
 
 void DiagnosticRing::drain(std::FILE* sink) {
@@ -48,6 +51,9 @@ void DiagnosticRing::drain(std::FILE* sink) {
         break;
       case Line::Arguments::real:
         std::fprintf(sink, line.format, line.real);
+        break;
+      case Line::Arguments::twoReals:
+        std::fprintf(sink, line.format, line.real, line.secondReal);
         break;
       case Line::Arguments::twoIntegersThenWord:
         std::fprintf(sink, line.format, line.integers[0], line.integers[1], line.word);

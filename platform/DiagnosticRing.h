@@ -18,15 +18,17 @@ namespace morv {
 class MORV_EXPORT DiagnosticRing {
  public:
   struct Line {
-    // printf form with static lifetime: up to four %i, or %i and %f, or %f, or two %i and %s, as `arguments`
-    // says.
+    // printf form with static lifetime: up to four %i, or %i and %f, or one or two %f, or two %i and %s, as
+    // `arguments` says.
     const char* format = nullptr;
     std::array<std::int32_t, 4> integers{};
     double real = 0;
+    double secondReal = 0;
     enum class Arguments : std::uint8_t {
       integers,
       integerThenReal,
       real,
+      twoReals,
       twoIntegersThenWord
     } arguments = Arguments::integers;
     const char* word = nullptr;  // with static lifetime
@@ -41,6 +43,7 @@ class MORV_EXPORT DiagnosticRing {
   void post(const char* format, std::int32_t a, std::int32_t b, std::int32_t c,
             std::int32_t d) noexcept MORV_NONBLOCKING;
   void postReal(const char* format, double a) noexcept MORV_NONBLOCKING;
+  void postReals(const char* format, double a, double b) noexcept MORV_NONBLOCKING;
   void postIntegerReal(const char* format, std::int32_t a, double b) noexcept MORV_NONBLOCKING;
   // `word` must outlive the ring too.
   void postIntegersWord(const char* format, std::int32_t a, std::int32_t b,

@@ -29,11 +29,13 @@ TEST(DiagnosticRing, PrintsEachLineInItsOwnFormAndOrder) {
   ring->post("voice#: %i channel:%i gate:%i note:%i\n", 1, 2, 3, 4);
   ring->postIntegerReal("%i %f\n", 5, 0.5);
   ring->postReal("poly pressure:%f\n", 1.25);
+  ring->postReals("%f %f\n", 1.5, -2.0);
   ring->postIntegersWord("[ARP] %i tick note: %i - Direction: %s\n", 6, 64, "Down");
 
-  EXPECT_EQ(drained(*ring),
-            "buffer too large\nError: no parameter with address 999voice#: 1 channel:2 gate:3 note:4\n"
-            "5 0.500000\npoly pressure:1.250000\n[ARP] 6 tick note: 64 - Direction: Down\n");
+  EXPECT_EQ(
+      drained(*ring),
+      "buffer too large\nError: no parameter with address 999voice#: 1 channel:2 gate:3 note:4\n"
+      "5 0.500000\npoly pressure:1.250000\n1.500000 -2.000000\n[ARP] 6 tick note: 64 - Direction: Down\n");
 }
 
 TEST(DiagnosticRing, DropsAndCountsLinesThatFindItFull) {
