@@ -9,6 +9,7 @@
 #include "effects/ZRBasicChorus.h"
 #include "effects/ZRBasicDelay.h"
 #include "effects/ZREcoVerb.h"
+#include "effects/ZRVADelay.h"
 #include "platform/Random.h"
 #include "platform/ScopedFlushDenormals.h"
 
@@ -92,11 +93,35 @@ void allThree(benchmark::State& state) {
   run(state, chain);
 }
 
+void tapeEcho(benchmark::State& state) {
+  Chain chain;
+  add<ZRVADelay>(&chain);
+  run(state, chain);
+}
+
+void tapeEchoCrusher(benchmark::State& state) {
+  Chain chain;
+  add<ZRVADelay>(&chain);
+  static_cast<ZRVADelay&>(*chain.back()).program = 3.0F;
+  run(state, chain);
+}
+
+// Prepared ahead of the switch, so that it runs at eight times the rate.
+void tapeEchoOversampled(benchmark::State& state) {
+  Chain chain;
+  add<ZRVADelay>(&chain);
+  chain.back()->setParameterValueForAddress(static_cast<ZRVADelay&>(*chain.back()).oversample.address, 1.0F);
+  run(state, chain);
+}
+
 BENCHMARK(chorusSine)->Arg(64)->Arg(512);
 BENCHMARK(chorusNoise)->Arg(64)->Arg(512);
 BENCHMARK(reverb)->Arg(64)->Arg(512);
 BENCHMARK(echo)->Arg(64)->Arg(512);
 BENCHMARK(allThree)->Arg(64)->Arg(512);
+BENCHMARK(tapeEcho)->Arg(64)->Arg(512);
+BENCHMARK(tapeEchoCrusher)->Arg(64)->Arg(512);
+BENCHMARK(tapeEchoOversampled)->Arg(64)->Arg(512);
 
 }  // namespace
 }  // namespace morv
