@@ -9,6 +9,7 @@
 #include "effects/ZRBasicChorus.h"
 #include "effects/ZRBasicDelay.h"
 #include "effects/ZREcoVerb.h"
+#include "effects/ZRSpectrumAnalyzer.h"
 #include "effects/ZRVADelay.h"
 #include "platform/Random.h"
 #include "platform/ScopedFlushDenormals.h"
@@ -114,6 +115,12 @@ void tapeEchoOversampled(benchmark::State& state) {
   run(state, chain);
 }
 
+void spectrum(benchmark::State& state) {
+  Chain chain;
+  chain.push_back(std::make_unique<ZRSpectrumAnalyzer>(kRate, 2048, static_cast<int>(sizeof(float))));
+  run(state, chain);
+}
+
 BENCHMARK(chorusSine)->Arg(64)->Arg(512);
 BENCHMARK(chorusNoise)->Arg(64)->Arg(512);
 BENCHMARK(reverb)->Arg(64)->Arg(512);
@@ -122,6 +129,7 @@ BENCHMARK(allThree)->Arg(64)->Arg(512);
 BENCHMARK(tapeEcho)->Arg(64)->Arg(512);
 BENCHMARK(tapeEchoCrusher)->Arg(64)->Arg(512);
 BENCHMARK(tapeEchoOversampled)->Arg(64)->Arg(512);
+BENCHMARK(spectrum)->Arg(64)->Arg(512);
 
 }  // namespace
 }  // namespace morv
