@@ -10,6 +10,8 @@
 #include "effects/ZRBasicDelay.h"
 #include "effects/ZRDigiVerb.h"
 #include "effects/ZREcoVerb.h"
+#include "effects/ZRSpectrumAnalyzer.h"
+#include "effects/ZRVADelay.h"
 #include "platform/Random.h"
 #include "platform/ScopedFlushDenormals.h"
 
@@ -93,11 +95,42 @@ void allThree(benchmark::State& state) {
   run(state, chain);
 }
 
+void tapeEcho(benchmark::State& state) {
+  Chain chain;
+  add<ZRVADelay>(&chain);
+  run(state, chain);
+}
+
+void tapeEchoCrusher(benchmark::State& state) {
+  Chain chain;
+  add<ZRVADelay>(&chain);
+  static_cast<ZRVADelay&>(*chain.back()).program = 3.0F;
+  run(state, chain);
+}
+
+// Prepared ahead of the switch, so that it runs at eight times the rate.
+void tapeEchoOversampled(benchmark::State& state) {
+  Chain chain;
+  add<ZRVADelay>(&chain);
+  chain.back()->setParameterValueForAddress(static_cast<ZRVADelay&>(*chain.back()).oversample.address, 1.0F);
+  run(state, chain);
+}
+
+void spectrum(benchmark::State& state) {
+  Chain chain;
+  chain.push_back(std::make_unique<ZRSpectrumAnalyzer>(kRate, 2048, static_cast<int>(sizeof(float))));
+  run(state, chain);
+}
+
 BENCHMARK(chorusSine)->Arg(64)->Arg(512);
 BENCHMARK(chorusNoise)->Arg(64)->Arg(512);
 BENCHMARK(reverb)->Arg(64)->Arg(512);
 BENCHMARK(echo)->Arg(64)->Arg(512);
 BENCHMARK(allThree)->Arg(64)->Arg(512);
+BENCHMARK(tapeEcho)->Arg(64)->Arg(512);
+BENCHMARK(tapeEchoCrusher)->Arg(64)->Arg(512);
+BENCHMARK(tapeEchoOversampled)->Arg(64)->Arg(512);
+BENCHMARK(spectrum)->Arg(64)->Arg(512);
 
 // The second argument is the mode.
 void digiVerb(benchmark::State& state) {
