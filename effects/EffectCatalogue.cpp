@@ -7,7 +7,10 @@
 
 #include "effects/ZRBasicChorus.h"
 #include "effects/ZRBasicDelay.h"
+#include "effects/ZRDigiVerb.h"
 #include "effects/ZREcoVerb.h"
+#include "effects/ZRSpectrumAnalyzer.h"
+#include "effects/ZRVADelay.h"
 #include "render/SafeCast.h"
 
 namespace morv {
@@ -25,11 +28,50 @@ std::unique_ptr<ZRDSPEffect> make(float sampleRateHz) {
   return std::make_unique<Effect>(sampleRateHz);
 }
 
+// What an owner sets on a reverb that declares no parameters, within what is of use.
+std::vector<EffectControl> digiVerbControls(ZRDSPEffect& effect) {
+  using Range = EffectControl::Range;
+  auto& verb = static_cast<ZRDigiVerb&>(effect);
+  constexpr Range kFraction = {0, 1};
+  constexpr Range kGain = {0, 2};
+  constexpr Range kDecibels = {-12, 12};
+  return {{"mode", &verb.mode, Range{0, ZRDigiVerb::kModes - 1}},
+          {"highShelfFrequency", &verb.highShelfFrequency, Range{20, 20000}},
+          {"diffusion", &verb.diffusion, kFraction},
+          {"decay", &verb.decay, kFraction},
+          {"preDelay", &verb.preDelay, Range{0, 500}},
+          {"damping", &verb.damping, kFraction},
+          {"size", &verb.size, kFraction},
+          {"mix", &verb.mix, kFraction},
+          {"spread", &verb.spread, kFraction},
+          {"modDepth", &verb.modDepth, kFraction},
+          {"lfoRate", &verb.lfoRate, Range{0, 10}},
+          {"earlyGain", &verb.earlyGain, kGain},
+          {"lateGain", &verb.lateGain, kGain},
+          {"dryGain", &verb.dryGain, kGain},
+          {"lowShelfGain", &verb.lowShelfGain, kDecibels},
+          {"highShelfGain", &verb.highShelfGain, kDecibels},
+          {"inputGain", &verb.inputGain, kGain},
+          {"outputGain", &verb.outputGain, kGain}};
+}
+
+std::unique_ptr<ZRDSPEffect> makeAnalyzer(float sampleRateHz) {
+  constexpr int kWindow = 2048;
+  return std::make_unique<ZRSpectrumAnalyzer>(sampleRateHz, kWindow, static_cast<int>(sizeof(float)));
+}
+
 constexpr std::array kRecipes = {
     Recipe{
         {"basicchorus", "Chorus", "Chorus of one moving line for each side"}, make<ZRBasicChorus>, nullptr},
     Recipe{{"ecoverb", "Plate Reverb", "Plate reverb of the instrument's chain"}, make<ZREcoVerb>, nullptr},
     Recipe{{"basicdelay", "Echo", "Stereo echo of the instrument's chain"}, make<ZRBasicDelay>, nullptr},
+    Recipe{{"digiverb", "Digital Reverb", "Reverb in nine modes, from plate and halls to a spring"},
+           make<ZRDigiVerb>,
+           digiVerbControls},
+    Recipe{{"vadelay", "Tape Echo", "Tape echo with hum, hiss, wow and flutter"}, make<ZRVADelay>, nullptr},
+    Recipe{{"spectrum", "Spectrum Analyser", "Passes the sound and measures its left side"},
+           makeAnalyzer,
+           nullptr},
 };
 
 constexpr auto kKinds = [] {
