@@ -3,15 +3,12 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <set>
 
 #include "hosts/cli/OfflineUnit.h"
 #include "hosts/lv2/ControlPort.h"
 #include "hosts/lv2/PluginUris.h"
 #include "hosts/lv2/StateEnvelope.h"
-#include "tests/lv2/Figures.h"
 #include "tests/lv2/Lv2Fixture.h"
 
 namespace morv::lv2 {
@@ -19,7 +16,6 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::UnorderedElementsAre;
@@ -30,16 +26,6 @@ const std::string kProps = "http://lv2plug.in/ns/ext/port-props#";
 const std::string kUnits = "http://lv2plug.in/ns/extensions/units#";
 const std::string kAtom = "http://lv2plug.in/ns/ext/atom#";
 const std::string kRdfs = "http://www.w3.org/2000/01/rdf-schema#";
-
-std::string outputOf(const std::string& command) {
-  std::FILE* pipe = popen(command.c_str(), "r");
-  EXPECT_NE(pipe, nullptr);
-  std::string text;
-  std::array<char, 4096> piece{};
-  while (std::fgets(piece.data(), piece.size(), pipe) != nullptr) text += piece.data();
-  text += "\nexit " + std::to_string(pclose(pipe));
-  return text;
-}
 
 class Lv2Bundle : public Lv2Fixture {
  protected:
@@ -65,15 +51,6 @@ class Lv2Bundle : public Lv2Fixture {
   cli::OfflineUnit offline_{""};
   const std::vector<ControlPort> ports_ = controlPorts(*offline_.unit().parameterTree());
 };
-
-TEST_F(Lv2Bundle, IsFlawlessToTheValidators) {
-  const std::string folder = MORV_LV2_BUNDLES;
-  const std::string told =
-      outputOf("lv2_validate " + folder + "/morv.lv2/*.ttl " + folder + "/morv-presets.lv2/*.ttl 2>&1");
-  EXPECT_THAT(told, HasSubstr("Found 0 errors"));
-  EXPECT_THAT(told, HasSubstr("exit 0"));
-  EXPECT_THAT(told, Not(HasSubstr("warning")));
-}
 
 TEST_F(Lv2Bundle, IsAnInstrumentThatAsksForTheMapAlone) {
   EXPECT_EQ(lilv_node_as_uri(lilv_plugin_class_get_uri(lilv_plugin_get_class(world_.plugin()))),
@@ -268,32 +245,6 @@ TEST_F(Lv2Bundle, HasADefaultStateThatIsTheFreshOne) {
   EXPECT_EQ(again.value().unit, StateEnvelope::fromText(fresh).value().unit);
   lilv_state_free(state);
   lilv_node_free(uri);
-}
-
-TEST_F(Lv2Bundle, IsKnownToTheToolsOfOthers) {
-  const std::string path = std::string("LV2_PATH=") + MORV_LV2_PATH + " ";
-  const std::string told = outputOf(path + "lv2info " + kPluginUri + " 2>&1");
-  EXPECT_THAT(told, HasSubstr("exit 0"));
-  EXPECT_THAT(told, HasSubstr("Group:       " + std::string(kNamespace) + "panel_filter"));
-  EXPECT_THAT(told, HasSubstr("         Far Lantern\n"));
-  EXPECT_THAT(told, HasSubstr("Class:             Instrument"));
-  EXPECT_THAT(outputOf(path + "lv2ls 2>&1"), HasSubstr(kPluginUri));
-  const std::string run = outputOf(path + "lv2bench " + kPluginUri + " 2>&1");
-  EXPECT_THAT(run, HasSubstr("exit 0"));
-  EXPECT_THAT(run, HasSubstr(kPluginUri));
-  tellFigure("lv2bench, seconds", std::stod(run));
-}
-
-TEST_F(Lv2Bundle, ShowsTheHostNothingButItsDescriptor) {
-  const std::string binary = std::string(MORV_LV2_BUNDLES) + "/morv.lv2/morv.so";
-  EXPECT_THAT(outputOf("nm -D --defined-only " + binary + " | awk '{print $3}'"),
-              HasSubstr("lv2_descriptor\n\nexit 0"));
-  EXPECT_EQ(outputOf("nm -D --defined-only " + binary + " | wc -l"), "1\n\nexit 0");
-  EXPECT_EQ(outputOf("ldd -r " + binary + " 2>&1 | grep -c 'not found\\|undefined'"), "0\n\nexit 256");
-  EXPECT_EQ(outputOf("ldd " + binary + " 2>&1 | grep -ciE 'libX|libGL|libQt|libxcb'"), "0\n\nexit 256");
-  EXPECT_THAT(outputOf("readelf -d " + binary + " | grep -E 'RUNPATH|RPATH'"), HasSubstr("[$ORIGIN]"));
-  EXPECT_THAT(outputOf("ldd " + binary + " | grep MORVFramework"),
-              HasSubstr("morv.lv2/libMORVFramework.so.0"));
 }
 
 }  // namespace

@@ -21,6 +21,11 @@ void* operator new(std::size_t bytes) {
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
+// The library sorts in memory that it asks for so; all of a kind come from one place.
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  return std::malloc(bytes == 0 ? 1 : bytes);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
