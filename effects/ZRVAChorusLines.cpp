@@ -40,7 +40,7 @@ int ZRVAChorus::_stages() const noexcept {
 // d = minimum + |depth m|, with m the sine or the noise times the amount.
 void ZRVAChorus::_delays(const Stretch& s, const Motion& motion, std::size_t channel, std::size_t stage,
                          float* delays) const noexcept {
-  const float minimum = heldSetting(minDelay.value, -kHeldMagnitude, kHeldMagnitude) / kMinDelayPerSecond;
+  const float minimum = heldValue(minDelay) / kMinDelayPerSecond;
   const auto count = static_cast<std::size_t>(s.count);
   const int which = modShape.intValue();
   if (which == kSine) {
@@ -120,12 +120,12 @@ void ZRVAChorus::doDigital(Stretch* s) noexcept {
 // the animation. One frame at a time.
 void ZRVAChorus::doAnalog2(Stretch* s) noexcept {
   constexpr Motion kMotion = {0.003F, 1.0F, false, true, {0.0F, 0.0F}, false};
-  const float back = heldSetting(feedback.value, -kHeldMagnitude, kHeldMagnitude);
+  const float back = heldValue(feedback);
   _runStages(kMotion, s, [&](std::size_t channel, std::size_t stage, float in, float delaySeconds) {
     return runBBDLine(&lines[channel][stage], in, delaySeconds, 0.0F, back, 1.0F, sampleRate);
   });
-  const float amount = heldSetting(animate.value, -kHeldMagnitude, kHeldMagnitude);
-  const float crossed = heldSetting(shape.value, -kHeldMagnitude, kHeldMagnitude);
+  const float amount = heldValue(animate);
+  const float crossed = heldValue(shape);
   const float cutoffHz = std::max(50.0F + (1.0F - amount) * 10000.0F, 0.0F);
   for (std::size_t i = 0; i < static_cast<std::size_t>(s->count); ++i) {
     setHeldTPTCutoff(&animateLeft, cutoffHz, sampleRate);

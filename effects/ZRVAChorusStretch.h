@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <numbers>
 
+#include "effects/HeldSettings.h"
 #include "effects/ZRVAChorus.h"
 
 namespace morv {
@@ -16,12 +17,21 @@ struct ZRVAChorus::Stretch {
 
   Samples dryL, dryR;
   Samples left, right;                          // the wet signal
-  std::array<Samples, kStages> phaseA, phaseB;  // turns of pi
+  std::array<Samples, kStages> phaseA, phaseB;  // half turns
   Samples noiseL, noiseR;                       // between -1 and 1
   Samples spread, depth, mix;                   // fractions
   int count = 0;
 };
 
 inline constexpr float kChorusPi = std::numbers::pi_v<float>;
+
+// Settings at or inside the bounds where all stays finite.
+inline float heldValue(const ZRDSPParameter& parameter) noexcept MORV_NONBLOCKING {
+  return heldSetting(parameter.value, -kHeldMagnitude, kHeldMagnitude);
+}
+
+inline float heldFraction(const ZRDSPParameter& parameter) noexcept MORV_NONBLOCKING {
+  return heldSetting(parameter.normalizedValue(), -kHeldMagnitude, kHeldMagnitude);
+}
 
 }  // namespace morv
