@@ -11,6 +11,7 @@
 #include "effects/ZRDigiVerb.h"
 #include "effects/ZREcoVerb.h"
 #include "effects/ZRSpectrumAnalyzer.h"
+#include "effects/ZRVAChorus.h"
 #include "effects/ZRVADelay.h"
 #include "platform/Random.h"
 #include "platform/ScopedFlushDenormals.h"
@@ -144,6 +145,19 @@ void digiVerb(benchmark::State& state) {
   run(state, chain);
 }
 BENCHMARK(digiVerb)->ArgsProduct({{64, 512}, benchmark::CreateDenseRange(0, ZRDigiVerb::kModes - 1, 1)});
+
+// The second argument is the program, the third the routing; all three stages.
+void analogueChorus(benchmark::State& state) {
+  Chain chain;
+  add<ZRVAChorus>(&chain);
+  auto& unit = static_cast<ZRVAChorus&>(*chain.back());
+  unit.program = static_cast<float>(state.range(1));
+  unit.modRouting = static_cast<float>(state.range(2));
+  unit.numStages = 2.0F;
+  unit.animate = 1.0F;
+  run(state, chain);
+}
+BENCHMARK(analogueChorus)->ArgsProduct({{64, 512}, benchmark::CreateDenseRange(0, 3, 1), {0, 1}});
 
 }  // namespace
 }  // namespace morv

@@ -19,6 +19,11 @@ namespace morv {
 //   BSpring  49    44.1 kHz        0.91320  0.220710  none    -55.3 dB
 //   BLoFi    113   44.1 kHz        0.94230  0.237285  none    -54.4 dB
 //
+// And one that takes the upper half of a band off, at the slope of B4x and with its ripple:
+//
+//   table    taps  sum      -3 dB     -60 dB    stop band
+//   BChorus  113   0.99914  0.230883  0.249369  -61.3 dB
+//
 // The data is written by design_fir_tables.py. Any thread may read it.
 inline constexpr int BL2x = 169;
 inline constexpr int BL4x = 301;
@@ -26,6 +31,7 @@ inline constexpr int BL8x = 674;
 inline constexpr int BL8x2 = 763;
 inline constexpr int BLSpring = 49;
 inline constexpr int BLLoFi = 113;
+inline constexpr int BLChorus = 113;
 
 extern const float B2x[BL2x];
 extern const float B4x[BL4x];
@@ -33,5 +39,6 @@ extern const float B8x[BL8x];
 extern const float B8x2[BL8x2];
 extern const float BSpring[BLSpring];
 extern const float BLoFi[BLLoFi];
+extern const float BChorus[BLChorus];
 
 }  // namespace morv

@@ -40,6 +40,8 @@ DESIGNS = (
     Design("8x2", 763, 8 * 48000.0, 264.98, 16, "8 x 48 kHz"),
     Design("Spring", 49, 44100.0, 50.76, 20, "a spring that runs at half of 44.1 kHz", 9400.0, 11025.0),
     Design("LoFi", 113, 44100.0, 30.48, 20, "a reverb that runs at half of 44.1 kHz", 10300.0, 11025.0),
+    # The slope of the filter for oversampling by 4, at twice the frequency.
+    Design("Chorus", 113, 44100.0, 1.0, 20, "a chorus that loses the upper half of its band", 9670.0, 11000.0),
 )
 
 MOST_EXCHANGES = 50
