@@ -41,8 +41,8 @@ constexpr int kAllpassSections = 50;
 constexpr float kSpareAllpassHz = 1000.0F;
 constexpr int kSpareAllpassSections = 100;
 
-// Far above any signal, and the chain's sums stay finite numbers.
-constexpr float kLoudest = 1e30F;
+// Far above any signal; a hundred all-passes that ring on it stay finite numbers.
+constexpr float kLoudest = 1e6F;
 
 float finite(float in) noexcept MORV_NONBLOCKING { return heldSetting(in, -kLoudest, kLoudest); }
 

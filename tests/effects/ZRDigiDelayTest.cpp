@@ -343,6 +343,10 @@ TEST(ZRDigiDelay, ATimeThatIsNoNumberIsToldAndChangesNothing) {
   runInBlocks(d, stereoNoise(10, 1), 4);
 
   EXPECT_EQ(messagesOf("NAN TL\n"), 10);
+  d.time = 2.0F;
+  d.syncTempo = true;
+  EXPECT_TRUE(isFinite(runInBlocks(d, stereoNoise(10, 1), 4, kNaN)));
+  EXPECT_EQ(messagesOf("NAN TL\n"), 10);
   EXPECT_EQ(d.delayLeft, 0.1F);
   EXPECT_EQ(d.delayRight, 0.1F);
 }
