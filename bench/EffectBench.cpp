@@ -8,9 +8,12 @@
 
 #include "effects/ZRBasicChorus.h"
 #include "effects/ZRBasicDelay.h"
+#include "effects/ZRDigiDelay.h"
+#include "effects/ZRDigiPhaser.h"
 #include "effects/ZRDigiVerb.h"
 #include "effects/ZREcoVerb.h"
 #include "effects/ZRSpectrumAnalyzer.h"
+#include "effects/ZRSpringVerb.h"
 #include "effects/ZRVAChorus.h"
 #include "effects/ZRVADelay.h"
 #include "platform/Random.h"
@@ -158,6 +161,32 @@ void analogueChorus(benchmark::State& state) {
   run(state, chain);
 }
 BENCHMARK(analogueChorus)->ArgsProduct({{64, 512}, benchmark::CreateDenseRange(0, 3, 1), {0, 1}});
+// The second argument is the modulation's type.
+void digiDelay(benchmark::State& state) {
+  Chain chain;
+  add<ZRDigiDelay>(&chain);
+  auto& unit = static_cast<ZRDigiDelay&>(*chain.back());
+  unit.time = 250.0F;
+  unit.modType = static_cast<int>(state.range(1));
+  unit.modAmount = 0.5F;
+  run(state, chain);
+}
+BENCHMARK(digiDelay)->ArgsProduct({{64, 512}, benchmark::CreateDenseRange(0, ZRDigiDelay::kModTypes - 1, 1)});
+
+void digiPhaser(benchmark::State& state) {
+  Chain chain;
+  add<ZRDigiPhaser>(&chain);
+  static_cast<ZRDigiPhaser&>(*chain.back()).depth = 0.5F;
+  run(state, chain);
+}
+BENCHMARK(digiPhaser)->Arg(64)->Arg(512);
+
+void springVerb(benchmark::State& state) {
+  Chain chain;
+  add<ZRSpringVerb>(&chain);
+  run(state, chain);
+}
+BENCHMARK(springVerb)->Arg(64)->Arg(512);
 
 }  // namespace
 }  // namespace morv

@@ -7,9 +7,13 @@
 
 #include "effects/ZRBasicChorus.h"
 #include "effects/ZRBasicDelay.h"
+#include "effects/ZRDigiDelay.h"
+#include "effects/ZRDigiPhaser.h"
 #include "effects/ZRDigiVerb.h"
 #include "effects/ZREcoVerb.h"
 #include "effects/ZRSpectrumAnalyzer.h"
+#include "effects/ZRSpringVerb.h"
+#include "effects/ZRVAChorus.h"
 #include "effects/ZRVADelay.h"
 #include "render/SafeCast.h"
 
@@ -55,6 +59,39 @@ std::vector<EffectControl> digiVerbControls(ZRDSPEffect& effect) {
           {"outputGain", &verb.outputGain, kGain}};
 }
 
+std::vector<EffectControl> digiDelayControls(ZRDSPEffect& effect) {
+  using Range = EffectControl::Range;
+  auto& delay = static_cast<ZRDigiDelay&>(effect);
+  constexpr Range kFraction = {0, 1};
+  constexpr Range kSwitch = {0, 1};
+  return {{"time", &delay.time, Range{0, 5000}},
+          {"feedback", &delay.feedback, kFraction},
+          {"mix", &delay.mix, kFraction},
+          {"spread", &delay.spread, kFraction},
+          {"modAmount", &delay.modAmount, kFraction},
+          {"modRate", &delay.modRate, Range{0, 10}},
+          {"modFeedback", &delay.modFeedback, Range{-1, 1}},
+          {"modType", &delay.modType, Range{0, ZRDigiDelay::kModTypes - 1}},
+          {"modPosition", &delay.modPosition, Range{0, 2}},
+          {"syncTempo", &delay.syncTempo, kSwitch},
+          {"syncType", &delay.syncType, Range{0, 2}},
+          {"delayBypass", &delay.delayBypass, kSwitch},
+          {"lowpass", &delay.lowpass, Range{20, 20000}},
+          {"highpass", &delay.highpass, Range{10, 20000}},
+          {"modBase", &delay.modBase, Range{0, 0.1F}},
+          {"modDepth", &delay.modDepth, Range{0, 0.1F}}};
+}
+
+std::vector<EffectControl> digiPhaserControls(ZRDSPEffect& effect) {
+  using Range = EffectControl::Range;
+  auto& phaser = static_cast<ZRDigiPhaser&>(effect);
+  constexpr Range kFraction = {0, 1};
+  return {{"mix", &phaser.mix, kFraction},
+          {"feedback", &phaser.feedback, kFraction},
+          {"depth", &phaser.depth, kFraction},
+          {"rate", &phaser.rate, Range{0, 10}}};
+}
+
 std::unique_ptr<ZRDSPEffect> makeAnalyzer(float sampleRateHz) {
   constexpr int kWindow = 2048;
   return std::make_unique<ZRSpectrumAnalyzer>(sampleRateHz, kWindow, static_cast<int>(sizeof(float)));
@@ -68,7 +105,15 @@ constexpr std::array kRecipes = {
     Recipe{{"digiverb", "Digital Reverb", "Reverb in nine modes, from plate and halls to a spring"},
            make<ZRDigiVerb>,
            digiVerbControls},
+    Recipe{{"vachorus", "Analogue Chorus", "Chorus of up to three bucket-brigade or digital lines"},
+           make<ZRVAChorus>,
+           nullptr},
     Recipe{{"vadelay", "Tape Echo", "Tape echo with hum, hiss, wow and flutter"}, make<ZRVADelay>, nullptr},
+    Recipe{{"digidelay", "Digital Delay", "Stereo delay with a stage of modulation before or behind it"},
+           make<ZRDigiDelay>,
+           digiDelayControls},
+    Recipe{{"digiphaser", "Phaser", "Phaser of four stages a side"}, make<ZRDigiPhaser>, digiPhaserControls},
+    Recipe{{"springverb", "Spring Reverb", "Tank of dispersive springs"}, make<ZRSpringVerb>, nullptr},
     Recipe{{"spectrum", "Spectrum Analyser", "Passes the sound and measures its left side"},
            makeAnalyzer,
            nullptr},

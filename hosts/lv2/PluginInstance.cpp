@@ -12,6 +12,12 @@
 #include "unit/ZRMidiMapper.h"
 
 namespace morv::lv2 {
+namespace {
+
+// How long a host may take to set the ports of a session whose state it has restored.
+constexpr double kPortsFollowSeconds = 2.0;
+
+}  // namespace
 
 PluginInstance::PluginInstance(double sampleRateHz, const HostFeatures& host)
     : log_(std::make_shared<InstanceLog>(host)),
@@ -59,6 +65,8 @@ void PluginInstance::makeSounding(std::optional<std::uint32_t> firstAddress) {
   ZQ3Unit& unit = sounding_->unit;
   // The session's MIDI mode and channel are ports, so they are the session's.
   unit.overridesMIDISettingParametersWithPrefs = false;
+  // The user's bend range and note priority count from the start, and not only when a setting changes.
+  unit.prefsChanged();
   unit.setDelegate(this);
   unit.midiOutputEventBlock = [this](AUEventSampleTime, std::uint8_t, std::size_t length,
                                      const std::uint8_t* bytes) {
@@ -114,6 +122,8 @@ void PluginInstance::activate() {
     queue_.runDue(queue_.now());
     allocate();
   }
+  sounding_->cycle.addTempo(0, tempo_);
+  turner_.forget();
   isActive_ = true;
 }
 
@@ -130,23 +140,32 @@ void PluginInstance::turnQueue() {
     presetRequestsWaiting_.fetch_sub(1);
     sounding_->unit.setCurrentPresetWithName(name.data());
   }
+  if (hasUnsentName_) sendPresetName();
   queue_.runDue(static_cast<double>(playedFrames_.load()) / sampleRateHz_);
 }
 
 void PluginInstance::run(std::uint32_t frames) noexcept {
   takeOver(pending_.exchange(nullptr));
   takePorts();
+  if (expectingFrames_ > 0 && (expectingFrames_ -= frames) <= 0) watch_.endExpectation();
+  if (isPresetWanted_) requestPreset();
   output_.begin(notify_);
   writeNotices();
   HostCycle& cycle = sounding_->cycle;
   const bool hasOutputs = left_ != nullptr && right_ != nullptr;
+  if (!hasOutputs) {
+    for (float* connected : {left_, right_}) {
+      if (connected != nullptr) std::fill_n(connected, frames, 0.0F);
+    }
+  }
   cycle.begin(hasOutputs ? frames : 0, left_, right_);
   if (control_ != nullptr) readControl();
   cycle.end();
   output_.end();
   const std::uint64_t played = playedFrames_.load() + frames;
   playedFrames_.store(played);
-  if (presetRequestsWaiting_.load() > 0 || queue_.hasDue(static_cast<double>(played) / sampleRateHz_)) {
+  if (presetRequestsWaiting_.load() > 0 || hasUnsentName_ ||
+      queue_.hasDue(static_cast<double>(played) / sampleRateHz_)) {
     turner_.request();
   }
 }
@@ -179,7 +198,10 @@ void PluginInstance::readObject(std::uint32_t frame, const LV2_Atom_Object& obje
     const LV2_Atom* tempo = nullptr;
     lv2_atom_object_get(&object, urids_.timeBeatsPerMinute, &tempo, 0);
     if (tempo == nullptr) return;
-    if (const auto beatsPerMinute = numberOf(*tempo)) sounding_->cycle.addTempo(frame, *beatsPerMinute);
+    if (const auto beatsPerMinute = numberOf(*tempo)) {
+      sounding_->cycle.addTempo(frame, *beatsPerMinute);
+      tempo_ = *beatsPerMinute;
+    }
   } else if (object.body.otype == urids_.patchSet) {
     readSet(frame, object);
   } else if (object.body.otype == urids_.patchGet) {
@@ -194,11 +216,11 @@ void PluginInstance::readSet(std::uint32_t frame, const LV2_Atom_Object& object)
   if (property == nullptr || value == nullptr || property->type != urids_.atomUrid) return;
   const LV2_URID asked = reinterpret_cast<const LV2_Atom_URID*>(property)->body;
   if (asked == urids_.preset) {
-    PresetName name{};
-    if (value->type != urids_.atomString || value->size > name.size()) return;
-    std::memcpy(name.data(), LV2_ATOM_BODY_CONST(value), value->size);
-    name.back() = '\0';
-    if (presetRequests_.push(name)) presetRequestsWaiting_.fetch_add(1);
+    if (value->type != urids_.atomString || value->size > wantedPreset_.size()) return;
+    wantedPreset_.fill('\0');
+    std::memcpy(wantedPreset_.data(), LV2_ATOM_BODY_CONST(value), value->size);
+    wantedPreset_.back() = '\0';
+    requestPreset();
     return;
   }
   const ControlPort* port = portWithProperty(asked);
@@ -208,6 +230,13 @@ void PluginInstance::readSet(std::uint32_t frame, const LV2_Atom_Object& object)
   changes_.beginChange();
   port->parameter->setValue(port->held(*number));
   changes_.endChange();
+  stateHasChanged_ = true;
+}
+
+// When the main queue is behind, the wish stays with the render thread, where a later one takes its place.
+void PluginInstance::requestPreset() noexcept {
+  isPresetWanted_ = !presetRequests_.push(wantedPreset_);
+  if (!isPresetWanted_) presetRequestsWaiting_.fetch_add(1);
 }
 
 void PluginInstance::readGet(std::uint32_t frame, const LV2_Atom_Object& object) noexcept {
@@ -230,8 +259,9 @@ void PluginInstance::readGet(std::uint32_t frame, const LV2_Atom_Object& object)
 void PluginInstance::writeNotices() noexcept {
   MidiOut message;
   while (midiOut_.take(&message)) output_.midi(0, {message.bytes.data(), message.length});
-  while (presetNames_.take(&presetName_)) output_.setString(0, urids_.preset, presetName_.data());
-  if (stateHasChanged_.exchange(false)) output_.stateChanged(0);
+  while (presetNames_.take(&presetName_)) isNameTold_ = false;
+  if (!isNameTold_) isNameTold_ = output_.setString(0, urids_.preset, presetName_.data());
+  if (stateHasChanged_.exchange(false) && !output_.stateChanged(0)) stateHasChanged_ = true;
 }
 
 const ControlPort* PluginInstance::portWithProperty(LV2_URID property) const noexcept {
@@ -262,6 +292,7 @@ void PluginInstance::takeOver(PendingState* pending) noexcept {
   sounding_->unit.applyFullState(pending->change);
   watch_.expect(pending->ports);
   changes_.endChange();
+  expectingFrames_ = static_cast<std::int64_t>(kPortsFollowSeconds * sampleRateHz_);
   pending->takenBefore = takenOver_.load();
   while (!takenOver_.compare_exchange_weak(pending->takenBefore, pending)) {
   }
@@ -282,9 +313,14 @@ void PluginInstance::audioUnitDidChangePreset(ZRAudioUnit*, const AUAudioUnitPre
 
 void PluginInstance::setPresetName(const std::string& name) {
   currentPreset_ = name;
+  sendPresetName();
+}
+
+// When the render thread is behind, it asks for another turn.
+void PluginInstance::sendPresetName() {
   PresetName shown{};
-  std::copy_n(name.begin(), std::min(name.size(), shown.size() - 1), shown.begin());
-  presetNames_.push(shown);
+  std::copy_n(currentPreset_.begin(), std::min(currentPreset_.size(), shown.size() - 1), shown.begin());
+  hasUnsentName_ = !presetNames_.push(shown);
 }
 
 std::string PluginInstance::stateText() const {

@@ -26,6 +26,7 @@
 #include "hosts/lv2/Urids.h"
 #include "platform/LockFreeRing.h"
 #include "platform/MainQueue.h"
+#include "platform/Relaxed.h"
 #include "unit/ZQ3Unit.h"
 #include "unit/ZRAudioUnitDelegate.h"
 #include "unit/ZRMidiMapper.h"
@@ -92,6 +93,8 @@ class PluginInstance final : private ZRAudioUnitDelegate {
   std::optional<float> numberOf(const LV2_Atom& atom) const noexcept MORV_NONBLOCKING;
   void audioUnitDidChangePreset(ZRAudioUnit* unit, const AUAudioUnitPreset* preset) override;
   void setPresetName(const std::string& name);
+  void sendPresetName();
+  void requestPreset() noexcept MORV_NONBLOCKING;
 
   const std::shared_ptr<InstanceLog> log_;
   const Urids urids_;
@@ -108,20 +111,26 @@ class PluginInstance final : private ZRAudioUnitDelegate {
   AtomOutput output_;
   SnapshotGuard changes_;
   bool isActive_ = false;
-  std::string currentPreset_;  // its name; perhaps none
-  std::string restoredText_;   // of the state that is pending, or was last
+  std::string currentPreset_;               // its name; perhaps none
+  std::atomic<bool> hasUnsentName_{false};  // of it, to the render thread
+  std::string restoredText_;                // of the state that is pending, or was last
 
   std::atomic<PendingState*> pending_{nullptr};
   std::atomic<PendingState*> takenOver_{nullptr};  // the last of a chain, for a thread that may free
   std::atomic<std::uint64_t> playedFrames_{0};     // since construction
   std::atomic<bool> stateHasChanged_{false};
   std::atomic<int> presetRequestsWaiting_{0};
+  Relaxed<double> tempo_{0.0};                  // told last; 0 for none
   LockFreeRing<PresetName, 4> presetRequests_;  // from the render thread
   LockFreeRing<PresetName, 4> presetNames_;     // to it
   LockFreeRing<MidiOut, 128> midiOut_;          // to it
 
   // The render thread's own.
   PresetName presetName_{};
+  bool isNameTold_ = true;     // to the host
+  PresetName wantedPreset_{};  // by the host, on its way to the main queue
+  bool isPresetWanted_ = false;
+  std::int64_t expectingFrames_ = 0;  // for which ports may still be set to the restored session's values
   const LV2_Atom_Sequence* control_ = nullptr;
   LV2_Atom_Sequence* notify_ = nullptr;
   float* left_ = nullptr;

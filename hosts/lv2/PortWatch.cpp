@@ -26,11 +26,15 @@ std::optional<float> PortWatch::move(std::size_t port, float raw) noexcept {
 }
 
 void PortWatch::expect(std::span<const std::pair<std::uint32_t, float>> values) noexcept {
-  for (auto& each : expected_) each.reset();
+  endExpectation();
   for (const auto& [port, value] : values) {
     const float held = ports_[port].held(value);
     if (held != seen_[port]) expected_[port] = held;
   }
+}
+
+void PortWatch::endExpectation() noexcept {
+  for (auto& each : expected_) each.reset();
 }
 
 }  // namespace morv::lv2

@@ -39,6 +39,9 @@ class PortWatch {
   // Takes note that a state has come that was saved with the ports at these values.
   void expect(std::span<const std::pair<std::uint32_t, float>> values) noexcept MORV_NONBLOCKING;
 
+  // From now on every move is one: the host has had its time to set the ports of that session.
+  void endExpectation() noexcept MORV_NONBLOCKING;
+
   // What the host has set last, by port.
   float value(std::size_t port) const noexcept { return seen_[port]; }
 

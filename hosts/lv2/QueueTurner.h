@@ -23,6 +23,8 @@ class QueueTurner {
 
   // Render thread. Asking again before the work has begun changes nothing.
   void request() noexcept MORV_NONBLOCKING;
+  // Asks anew if need be: a host may have dropped what it was asked for. Not while rendering.
+  void forget() noexcept { isRequested_ = false; }
   // What the host's worker calls.
   void runRequested();
 

@@ -15,7 +15,7 @@ constexpr double kSecondsBetweenTries = 1.0;
 constexpr const char* kTextType = "text/plain";
 constexpr const char* kIntegerType = "http://www.w3.org/2001/XMLSchema#int";
 constexpr const char* kPortGroup = "main";
-constexpr const char* kIconName = "org.morv.MORV";
+constexpr const char* kIconName = "org.morv.morv";
 
 }  // namespace
 

@@ -34,6 +34,7 @@ constexpr int kTurnMilliseconds = 10;
 constexpr double kSecondsBetweenRefreshes = 1.0;
 // For the last notes to reach the driver and for the mute to come down, against a click at the end.
 constexpr double kSecondsToEnd = 0.05;
+constexpr double kLongestCycleSeconds = 1.0;
 
 double clockSeconds() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -235,6 +236,9 @@ void PlayRun::endNotes() {
   if (driver_ == nullptr || !driver_->isRunning()) return;
   engine_.unit().setIsMuted(true);
   engine_.allNotesOff();
+  // The next cycle carries it out, which on a long one comes late; behind it the mute has its time.
+  for (const double end = seconds() + kLongestCycleSeconds; !engine_.areNotesOff() && seconds() < end;)
+    pause();
   for (const double end = seconds() + kSecondsToEnd; seconds() < end;) pause();
 }
 

@@ -22,6 +22,8 @@ AudioUnitServices servicesOf(HostSurroundings& surroundings, MainQueue& queue,
 
 PlayerEngine::PlayerEngine(HostSurroundings& surroundings, std::shared_ptr<ZRMidiMapper> mapper, Log log)
     : log_(std::move(log)), unit_(servicesOf(surroundings, queue_, std::move(mapper))), cycle_(unit_) {
+  // The user's bend range and note priority count from the start, and not only when a setting changes.
+  unit_.prefsChanged();
   unit_.midiOutputEventBlock = [this](AUEventSampleTime, std::uint8_t, std::size_t length,
                                       const std::uint8_t* bytes) {
     MidiMessage message;

@@ -217,7 +217,7 @@ void Lv2Host::layOutEvents() {
   }
   events_.clear();
   auto* notify = reinterpret_cast<LV2_Atom*>(notify_.data());
-  *notify = {static_cast<std::uint32_t>(notify_.size() * sizeof(std::uint64_t) - sizeof(LV2_Atom)), 0};
+  *notify = {noticeBytes_, 0};
 }
 
 void Lv2Host::run(std::uint32_t frames) {

@@ -70,6 +70,10 @@ class Lv2Host {
   // Makes ready for `runBare`: puts the queued events into the port.
   void layOutEvents();
   void work();
+  // Forgets what the plug-in wants done.
+  void dropWork() { workRequests_ = 0; }
+  // Bytes that the plug-in may use for messages from now on.
+  void leaveRoomForNotices(std::uint32_t bytes) { noticeBytes_ = bytes; }
   void reserve(std::uint32_t frames);
 
   // The saved text, by the plug-in's own interface; none if it saved nothing.
@@ -115,6 +119,7 @@ class Lv2Host {
   std::vector<float> bufferRight_;
   std::map<std::string, float> controls_;
   int workRequests_ = 0;
+  std::uint32_t noticeBytes_ = 16000;
   bool isActive_ = false;
 };
 

@@ -257,6 +257,36 @@ TEST_F(Lv2Render, TakesTheTempoFromPositionsAndKeepsIt) {
   EXPECT_NEAR(stepsIn(60, 0), 16, 1) << "a stopped song has its tempo too";
 }
 
+TEST_F(Lv2Render, KeepsTheTempoOverAnActivation) {
+  Lv2Host host(world_);
+  host.port("arpEnabled") = 1;
+  host.port("midiMode") = 0;
+  host.port("arpClockDivision") = 6;  // sixteenths
+  host.port("env1Attack") = 0.001F;
+  host.port("env1Decay") = 0;
+  host.port("env1Sustain") = 0;
+  host.port("env1Release") = 0;
+  host.activate();
+  host.position(0, 60, 1);
+  host.runFor(4800, 512);
+  host.deactivate();
+  host.activate();
+  host.left.clear();
+  host.noteOn(0, 60);
+  host.runFor(48000 * 4, 512);
+  int onsets = 0;
+  int quiet = 480;
+  for (const float sample : host.left) {
+    if (std::abs(sample) < 1e-4F) {
+      ++quiet;
+    } else {
+      if (quiet >= 480) ++onsets;
+      quiet = 0;
+    }
+  }
+  EXPECT_NEAR(onsets, 16, 1);
+}
+
 TEST_F(Lv2Render, BoundsWhatAHostPutsIntoItsPorts) {
   constexpr float kInfinity = std::numeric_limits<float>::infinity();
   constexpr float kNotANumber = std::numeric_limits<float>::quiet_NaN();

@@ -26,7 +26,7 @@ class JackClientTest : public PlayerFixture {
     options_.details = [](const std::string&) {};
   }
 
-  std::unique_ptr<StartedProgram> server_ = startServer();
+  std::unique_ptr<StartedProgram> server_ = startServer(true);
   std::vector<std::string> log_;
   HostSurroundings surroundings_{Directories::under(folder_.path("user")),
                                  [this](const std::string& line) { log_.push_back(line); }};

@@ -156,7 +156,7 @@ TEST_F(JackLife, ComesBackWithItsServerAndSoundsAgain) {
   ASSERT_TRUE(server_->status(kPatienceSeconds).has_value());
   EXPECT_TRUE(tells(*player, "morv: the JACK server is gone; waiting for it\n"));
   listener.reset();
-  server_ = startServer("44100");
+  server_ = startServer(false, "44100");
   listener = std::make_unique<JackListener>();
   ASSERT_TRUE(listener->isOpen());
 

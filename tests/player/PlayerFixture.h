@@ -37,12 +37,13 @@ class PlayerFixture : public testing::Test {
     for (auto& [name, value] : more) environment[name] = value;
     return std::make_unique<StartedProgram>(all, environment, folder_.path("messages"));
   }
-  // It waits for its clients in each cycle; otherwise a busy machine would skip some, with all that was sent.
-  std::unique_ptr<StartedProgram> startServer(const std::string& rate = "48000") const {
-    return std::make_unique<StartedProgram>(
-        std::vector<std::string>{"jackd", "-r", "-S", "-t", "10000", "-n", serverName_, "-d", "dummy", "-r",
-                                 rate, "-p", "256", "-C", "2", "-P", "2"},
-        StartedProgram::Environment{}, folder_.path("server"));
+  // One that waits for its clients in each cycle loses none on a busy machine, with all that was sent in it;
+  // but it also waits for those that were killed.
+  std::unique_ptr<StartedProgram> startServer(bool waits = false, const std::string& rate = "48000") const {
+    std::vector<std::string> words = {"jackd", "-r", "-t", "10000", "-n", serverName_};
+    if (waits) words.emplace_back("-S");
+    words.insert(words.end(), {"-d", "dummy", "-r", rate, "-p", "256", "-C", "2", "-P", "2"});
+    return std::make_unique<StartedProgram>(words, StartedProgram::Environment{}, folder_.path("server"));
   }
 
   const TemporaryFolder folder_;

@@ -190,7 +190,7 @@ class SameSound : public PlayerFixture {
 
 #ifdef MORV_LV2_PATH  // what a sanitizer has built cannot be loaded by others
 TEST_F(SameSound, OfThePlugInInAnotherProgramsHostAndOfTheCommandLine) {
-  const auto server = startServer();
+  const auto server = startServer(true);
   Performer performer(piece());
   ASSERT_TRUE(performer.isOpen()) << server->messages();
   const StartedProgram host({"jalv", "-n", "host", "https://morv.org/lv2/morv"},
@@ -205,7 +205,7 @@ TEST_F(SameSound, OfThePlugInInAnotherProgramsHostAndOfTheCommandLine) {
 #endif
 
 TEST_F(SameSound, OfThePlayerAndOfTheCommandLine) {
-  const auto server = startServer();
+  const auto server = startServer(true);
   Performer performer(piece());
   ASSERT_TRUE(performer.isOpen()) << server->messages();
   const auto player = start({"play", "--no-connect", "--client-name", "player"});
