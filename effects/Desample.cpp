@@ -1,5 +1,7 @@
 #include "effects/Desample.h"
 
+#include <cstddef>
+
 namespace morv {
 namespace {
 
@@ -22,7 +24,8 @@ float sumOfProducts(const float* a, const float* b, int count) noexcept MORV_NON
 
 void desample(const float* in, int factor, const float* coefficients, int length, float* out,
               int frames) noexcept {
-  for (int n = 0; n < frames; ++n) out[n] = sumOfProducts(coefficients, in + n * factor, length);
+  for (int n = 0; n < frames; ++n)
+    out[n] = sumOfProducts(coefficients, in + static_cast<std::ptrdiff_t>(n) * factor, length);
 }
 
 }  // namespace morv

@@ -157,7 +157,10 @@ bool EffectControl::isWhole() const noexcept {
 
 float EffectControl::value() const noexcept {
   if (parameter_ != nullptr) return parameter_->value;
-  return std::visit([](const auto* member) { return static_cast<float>(*member); }, *member_);
+  if (auto* const* real = std::get_if<float*>(&*member_)) return **real;
+  if (auto* const* whole = std::get_if<int*>(&*member_)) return static_cast<float>(**whole);
+  auto* const* flag = std::get_if<bool*>(&*member_);
+  return flag != nullptr && **flag ? 1.0F : 0.0F;
 }
 
 void EffectControl::set(float value) noexcept {
@@ -166,7 +169,6 @@ void EffectControl::set(float value) noexcept {
     return;
   }
   if (auto* const* real = std::get_if<float*>(&*member_)) **real = value;
-  if (auto* const* real = std::get_if<double*>(&*member_)) **real = value;
   if (auto* const* whole = std::get_if<int*>(&*member_)) **whole = truncatedInt(std::round(value));
   if (auto* const* flag = std::get_if<bool*>(&*member_)) **flag = value >= 0.5F;
 }

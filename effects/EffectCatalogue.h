@@ -22,7 +22,7 @@ class MORV_EXPORT EffectControl {
     float least = 0;
     float greatest = 0;
   };
-  using Member = std::variant<float*, double*, int*, bool*>;
+  using Member = std::variant<float*, int*, bool*>;
 
   // Both outlive the control.
   EffectControl(ZRDSPEffect& effect, const ZRDSPParameter& parameter);

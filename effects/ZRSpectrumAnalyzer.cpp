@@ -123,8 +123,9 @@ void ZRSpectrumAnalyzer::transformWindowed() noexcept {
   float* windowed = windowedBuffer.data();
   float* magnitudes = outputBuffer.data();
   for (int k = 0; k < halfSize; ++k) {
-    re[k] = windowed[2 * k];
-    im[k] = windowed[2 * k + 1];
+    const float* pair = windowed + std::ptrdiff_t{2} * k;
+    re[k] = pair[0];
+    im[k] = pair[1];
   }
   const int size = 1 << log2Size;
   const kiss_fft_cpx* bins = transform_->bins.data();
@@ -139,8 +140,9 @@ void ZRSpectrumAnalyzer::transformWindowed() noexcept {
   magnitudes[0] = 0.0F;
   magnitudes[halfSize - 1] = 0.0F;
   for (int k = 0; k < halfSize; ++k) {
-    windowed[2 * k] = re[k];
-    windowed[2 * k + 1] = im[k];
+    float* pair = windowed + std::ptrdiff_t{2} * k;
+    pair[0] = re[k];
+    pair[1] = im[k];
   }
 }
 

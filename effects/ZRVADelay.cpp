@@ -50,7 +50,7 @@ float follower(double milliseconds, float rateHz) noexcept MORV_NONBLOCKING {
 
 // Each frame `factor` times.
 void hold(const float* in, int frames, int factor, float* out) noexcept MORV_NONBLOCKING {
-  for (int i = 0; i < frames; ++i) std::fill_n(out + i * factor, factor, in[i]);
+  for (int i = 0; i < frames; ++i) std::fill_n(out + static_cast<std::ptrdiff_t>(i) * factor, factor, in[i]);
 }
 
 // out = (1 - mix) dry + mix wet.
@@ -86,7 +86,7 @@ ZRVADelay::ZRVADelay(float sampleRateHz) : ZRDSPEffect(sampleRateHz), random_(kD
   constexpr std::size_t kBlock = static_cast<std::size_t>(kMaxBlockFrames) * kOversampling;
   decimatorLeft = ZeroedFloats(kHistory + kBlock);
   decimatorRight = ZeroedFloats(kHistory + kBlock);
-  reset();
+  ZRVADelay::reset();
 }
 
 ZRVADelay::~ZRVADelay() = default;

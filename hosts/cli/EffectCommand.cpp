@@ -58,11 +58,13 @@ std::string listing(bool isJson) {
     const std::string title(kind.title);
     const std::string description(kind.description);
     if (isJson) {
-      text += separator + ("{\"name\": " + jsonQuoted(name) + ", \"title\": " + jsonQuoted(title) +
-                           ", \"description\": " + jsonQuoted(description) + "}");
+      text += separator;
+      text.append("{\"name\": ").append(jsonQuoted(name));
+      text.append(", \"title\": ").append(jsonQuoted(title));
+      text.append(", \"description\": ").append(jsonQuoted(description)).append("}");
       separator = ",\n";
     } else {
-      text += name + '\t' + title + '\t' + description + '\n';
+      text.append(name).append("\t").append(title).append("\t").append(description).append("\n");
     }
   }
   return isJson ? text + "\n]\n" : text;

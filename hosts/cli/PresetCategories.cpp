@@ -26,7 +26,9 @@ PresetCategories PresetCategories::of(const std::string& resources) {
         if (title.string() != nullptr) {
           categories.entries_.emplace_back(prefix, *title.string());
         } else {
-          warn(path + ": the title of '" + prefix + "' is no text");
+          std::string remark = path;
+          remark.append(": the title of '").append(prefix).append("' is no text");
+          warn(remark);
         }
       }
       return categories;

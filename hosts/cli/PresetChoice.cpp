@@ -39,6 +39,7 @@ std::string labelOf(const PresetEntry& entry, const std::vector<PresetEntry>& am
 
 Failure ambiguity(const std::string& wanted, const std::vector<PresetEntry>& found) {
   std::vector<std::string> labels;
+  labels.reserve(found.size());
   for (const PresetEntry& each : found) labels.push_back(labelOf(each, found));
   return {"'" + wanted + "' is the name of several presets: " + joined(labels)};
 }

@@ -55,6 +55,7 @@ std::vector<PresetEntry> presetEntries(OfflineUnit& offline, const UserPresets& 
   std::vector<PresetEntry> entries;
   std::set<std::string> names = offline.storedNames();
   const std::string folder = resources + "/" + kFactoryFolder + "/";
+  entries.reserve(names.size());
   for (const std::string& name : names) {
     entries.push_back({name, Source::factory, folder + name + kPresetExtension});
   }

@@ -70,8 +70,12 @@ std::vector<std::string> outputFiles(const std::string& folder, const std::vecto
   for (std::string name : presetNames) {
     std::replace(name.begin(), name.end(), '/', '-');
     std::string unique = name;
-    for (int count = 2; !taken.insert(unique).second; ++count) unique = name + "-" + std::to_string(count);
-    files.push_back(folder + "/" + unique + ".wav");
+    for (int count = 2; !taken.insert(unique).second; ++count) {
+      unique = name;
+      unique.append("-").append(std::to_string(count));
+    }
+    files.push_back(folder);
+    files.back().append("/").append(unique).append(".wav");
   }
   return files;
 }
