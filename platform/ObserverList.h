@@ -51,7 +51,7 @@ class ObserverList {
     std::unique_lock lock(mutex_);
     const auto found = firstFrom(token);
     if (found == entries_.end() || (*found)->token != token) return;
-    const std::shared_ptr<Entry> entry = *found;
+    const std::shared_ptr<Entry> entry = std::move(*found);
     entries_.erase(found);
     isEmpty_ = entries_.empty();
     entry->isGone = true;
