@@ -70,6 +70,30 @@ class Lv2Render : public Lv2Fixture {
   static void setRichSound(Lv2Host& host) {
     for (const auto& [symbol, value] : richSound()) host.port(symbol) = value;
   }
+  // Sixteenths of clicks.
+  static void setArpeggio(Lv2Host& host) {
+    host.port("arpEnabled") = 1;
+    host.port("midiMode") = 0;
+    host.port("arpClockDivision") = 6;  // sixteenths
+    host.port("env1Attack") = 0.001F;
+    host.port("env1Decay") = 0;
+    host.port("env1Sustain") = 0;
+    host.port("env1Release") = 0;
+  }
+  // Sounds that begin behind silence of at least a hundredth of a second.
+  static int onsetsOf(const std::vector<float>& sound) {
+    int onsets = 0;
+    int quiet = 480;
+    for (const float sample : sound) {
+      if (std::abs(sample) < 1e-4F) {
+        ++quiet;
+      } else {
+        if (quiet >= 480) ++onsets;
+        quiet = 0;
+      }
+    }
+    return onsets;
+  }
   // Plays a piece in cycles of the lengths that `cycleAt` gives.
   template <typename CycleAt>
   static void play(Lv2Host& host, const std::vector<Happening>& happenings, std::uint64_t frames,
@@ -228,29 +252,12 @@ TEST_F(Lv2Render, SoundsAsTheUnitItselfDoes) {
 TEST_F(Lv2Render, TakesTheTempoFromPositionsAndKeepsIt) {
   const auto stepsIn = [&](double beatsPerMinute, float speed) {
     Lv2Host host(world_);
-    host.port("arpEnabled") = 1;
-    host.port("midiMode") = 0;
-    host.port("arpClockDivision") = 6;  // sixteenths
-    host.port("env1Attack") = 0.001F;
-    host.port("env1Decay") = 0;
-    host.port("env1Sustain") = 0;
-    host.port("env1Release") = 0;
+    setArpeggio(host);
     host.activate();
     host.position(0, beatsPerMinute, speed);
     host.noteOn(0, 60);
     host.runFor(48000 * 4, 512);
-    // Onsets: silence of at least a hundredth of a second, then sound.
-    int onsets = 0;
-    int quiet = 480;
-    for (const float sample : host.left) {
-      if (std::abs(sample) < 1e-4F) {
-        ++quiet;
-      } else {
-        if (quiet >= 480) ++onsets;
-        quiet = 0;
-      }
-    }
-    return onsets;
+    return onsetsOf(host.left);
   };
   EXPECT_NEAR(stepsIn(120, 1), 32, 1);
   EXPECT_NEAR(stepsIn(60, 1), 16, 1);
@@ -259,13 +266,7 @@ TEST_F(Lv2Render, TakesTheTempoFromPositionsAndKeepsIt) {
 
 TEST_F(Lv2Render, KeepsTheTempoOverAnActivation) {
   Lv2Host host(world_);
-  host.port("arpEnabled") = 1;
-  host.port("midiMode") = 0;
-  host.port("arpClockDivision") = 6;  // sixteenths
-  host.port("env1Attack") = 0.001F;
-  host.port("env1Decay") = 0;
-  host.port("env1Sustain") = 0;
-  host.port("env1Release") = 0;
+  setArpeggio(host);
   host.activate();
   host.position(0, 60, 1);
   host.runFor(4800, 512);
@@ -274,17 +275,7 @@ TEST_F(Lv2Render, KeepsTheTempoOverAnActivation) {
   host.left.clear();
   host.noteOn(0, 60);
   host.runFor(48000 * 4, 512);
-  int onsets = 0;
-  int quiet = 480;
-  for (const float sample : host.left) {
-    if (std::abs(sample) < 1e-4F) {
-      ++quiet;
-    } else {
-      if (quiet >= 480) ++onsets;
-      quiet = 0;
-    }
-  }
-  EXPECT_NEAR(onsets, 16, 1);
+  EXPECT_NEAR(onsetsOf(host.left), 16, 1);
 }
 
 TEST_F(Lv2Render, BoundsWhatAHostPutsIntoItsPorts) {
