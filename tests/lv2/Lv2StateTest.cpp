@@ -455,28 +455,5 @@ TEST_F(Lv2State, IsWholeWheneverItIsSaved) {
   EXPECT_EQ(host.badSamples, 0U);
 }
 
-TEST_F(Lv2State, LeavesNothingBehindInManyActivations) {
-  Lv2Host host(world_);
-  host.keepsAudio = false;
-  const auto residentKiB = [] {
-    std::FILE* file = std::fopen("/proc/self/statm", "r");
-    long total = 0;
-    long resident = 0;
-    EXPECT_EQ(std::fscanf(file, "%ld %ld", &total, &resident), 2);
-    std::fclose(file);
-    return resident * 4;
-  };
-  long before = 0;
-  for (int i = 0; i < 300; ++i) {
-    host.activate();
-    host.noteOn(0, 60);
-    host.run(64);
-    host.deactivate();
-    if (i == 50) before = residentKiB();
-  }
-  RecordProperty("growth_KiB", static_cast<int>(residentKiB() - before));
-  EXPECT_LE(residentKiB() - before, 1024);
-}
-
 }  // namespace
 }  // namespace morv::lv2
