@@ -252,6 +252,7 @@ ExitCode PlayRun::finish(ExitCode code) {
     if (!saved.ok() && code == ExitCode::ok) code = ExitCode::outputFailed;
     if (!saved.ok()) cli::warn(saved.reason());
   }
+  if (options_.verbose) cli::warn("the notes have ended");
   return code;
 }
 
