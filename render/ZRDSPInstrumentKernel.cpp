@@ -23,7 +23,9 @@ void ZRDSPInstrumentKernel::setBuffers(const AudioBufferList* in, AudioBufferLis
   outBufferList = out;
 }
 
+// What is no number stops here: in the memory of filters and delays it would stay for good.
 void ZRDSPInstrumentKernel::setParameter(std::uint64_t address, float value, int /*unused*/) noexcept {
+  if (!std::isfinite(value)) return;
   instrument->setParameterValueForAddress(static_cast<std::int32_t>(address), value);
 }
 
@@ -35,7 +37,7 @@ void ZRDSPInstrumentKernel::setGate(int gate) noexcept { instrument->setGate(gat
 
 void ZRDSPInstrumentKernel::startRamp(std::uint64_t address, float value,
                                       std::uint32_t /*duration*/) noexcept {
-  instrument->setParameterValueForAddress(static_cast<std::int32_t>(address), value);
+  setParameter(address, value, 0);
 }
 
 void ZRDSPInstrumentKernel::processWithEvents(const AudioTimeStamp* blockTimestamp, std::uint32_t frameCount,

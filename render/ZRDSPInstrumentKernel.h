@@ -28,6 +28,7 @@ class ZRDSPInstrumentKernel : public DSPKernel {
 
   // The host's buffers for this block; one or two outputs are written, the input is not read.
   void setBuffers(const AudioBufferList* in, AudioBufferList* out) noexcept MORV_NONBLOCKING;
+  // What is no finite number is left aside.
   void setParameter(std::uint64_t address, float value, int unused) noexcept MORV_NONBLOCKING;
   float getParameter(std::uint64_t address, int unused) const noexcept MORV_NONBLOCKING;
   void setGate(int gate) noexcept MORV_NONBLOCKING;

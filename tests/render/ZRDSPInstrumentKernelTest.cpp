@@ -222,6 +222,14 @@ TEST_F(InstrumentKernelTest, ARampLandsAtOnceInFull) {
   EXPECT_EQ(instrument->calls, (Calls{"set 12 0.75", "run 64 120 1234.5"}));
 }
 
+TEST_F(InstrumentKernelTest, WhatIsNoFiniteNumberReachesNoParameter) {
+  for (const float value : {NAN, INFINITY, -INFINITY}) {
+    kernel.setParameter(42, value, 0);
+    kernel.startRamp(42, value, 64);
+  }
+  EXPECT_TRUE(instrument->calls.empty());
+}
+
 TEST_F(InstrumentKernelTest, GateGoesToTheInstrument) {
   kernel.setGate(1);
   kernel.setGate(0);
