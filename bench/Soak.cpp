@@ -1,0 +1,230 @@
+// Half a day at the keyboard in a few minutes: the plug-in in a host, with random notes, controllers,
+// automation, preset changes, sessions saved and restored. Every quarter of an hour of sound the player lets
+// everything go, and then it must be silent. Ends with 1 at the first fault.
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/Random.h"
+#include "tests/lv2/Lv2Host.h"
+
+namespace morv::lv2 {
+namespace {
+
+constexpr double kRateHz = 48000;
+constexpr std::uint32_t kLongestCycle = 1024;
+constexpr double kSecondsBetweenRests = 900;
+constexpr float kSilence = 1.0e-5F;              // -100 dBFS
+constexpr double kGreatestGrowth = 1024 * 1024;  // bytes an hour of sound
+
+double residentBytes() {
+  std::ifstream file("/proc/self/statm");
+  double all = 0;
+  double resident = 0;
+  file >> all >> resident;
+  return resident * static_cast<double>(sysconf(_SC_PAGESIZE));
+}
+
+class Soak {
+ public:
+  Soak(double hours, std::uint64_t seed) : seconds_(hours * 3600), random_(seed) {
+    host_.keepsAudio = false;
+    for (const std::string& symbol : host_.parameterSymbols()) {
+      LilvNode* low = nullptr;
+      LilvNode* high = nullptr;
+      lilv_port_get_range(world_.plugin(), world_.port(symbol), nullptr, &low, &high);
+      knobs_.push_back({symbol, lilv_node_as_float(low), lilv_node_as_float(high), host_.port(symbol)});
+      lilv_node_free(low);
+      lilv_node_free(high);
+    }
+    host_.activate();
+  }
+
+  // Whether nothing went wrong.
+  bool run() {
+    const auto begin = std::chrono::steady_clock::now();
+    double nextRest = kSecondsBetweenRests;
+    while (now() < seconds_) {
+      play();
+      if (host_.badSamples > 0) return fail("a sample is no number");
+      if (now() < nextRest) continue;
+      nextRest += kSecondsBetweenRests;
+      if (!rests()) return false;
+      watchMemory();
+    }
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
+    const double growth = growthPerHour();
+    std::printf("%.1f hours of sound in %.0f s (%.0f times real time), %ld events, %ld rests, all silent\n",
+                now() / 3600, took.count(), now() / took.count(), events_, rests_);
+    std::printf(
+        "samples that are no number: %lu; peak %.1f dBFS; memory %.1f MB at the end, %+.1f KB an hour\n",
+        static_cast<unsigned long>(host_.badSamples), 20 * std::log10(static_cast<double>(peak_)),
+        residentBytes() / 1e6, growth / 1e3);
+    return growth < kGreatestGrowth || fail("memory grows");
+  }
+
+ private:
+  struct Knob {
+    std::string symbol;
+    float least;
+    float greatest;
+    float usual;
+  };
+  struct Reading {
+    double hours;
+    double bytes;
+  };
+
+  double now() const { return static_cast<double>(frames_) / kRateHz; }
+  std::uint8_t draw(std::uint32_t below) { return static_cast<std::uint8_t>(random_.nextBits() % below); }
+  bool fail(const char* what) const {
+    std::printf("%s after %.1f s of sound\n", what, now());
+    return false;
+  }
+
+  void play() {
+    const auto cycle = static_cast<std::uint32_t>(1 + random_.nextBits() % kLongestCycle);
+    for (int i = draw(3); i > 0; --i) sendEvent(static_cast<std::uint32_t>(random_.nextBits() % cycle));
+    if (draw(4) == 0) {
+      Knob& knob = knobs_[random_.nextBits() % knobs_.size()];
+      host_.port(knob.symbol) = knob.least + (knob.greatest - knob.least) * random_.unit31();
+    }
+    if (random_.nextBits() % 2000 == 0) host_.midi(0, {0xC0, draw(16)});
+    if (random_.nextBits() % 5000 == 0) {
+      if (const auto saved = host_.save()) host_.restore(*saved);
+    }
+    if (random_.nextBits() % 500 == 0) host_.position(0, 20 + draw(255), draw(2));
+    runFor(cycle);
+  }
+  void sendEvent(std::uint32_t frame) {
+    const std::uint8_t channel = draw(16);
+    const auto status = [&](std::uint8_t kind) { return static_cast<std::uint8_t>(kind | channel); };
+    switch (draw(10)) {
+      case 0:
+        host_.midi(frame, {status(0xB0), draw(120), draw(128)});
+        break;
+      case 1:
+        host_.midi(frame, {status(0xE0), draw(128), draw(128)});
+        break;
+      case 2:
+        host_.midi(frame, {status(0xD0), draw(128)});
+        break;
+      case 3:
+        host_.midi(frame, {status(0xA0), draw(128), draw(128)});
+        break;
+      case 4:
+      case 5:
+      case 6:
+        host_.midi(frame, {status(0x80), draw(128), draw(128)});
+        break;
+      default:
+        host_.midi(frame, {status(0x90), draw(128), draw(128)});
+        break;
+    }
+    ++events_;
+  }
+  // All keys and pedals up, the parameters at their usual values with short releases and dry: what sounds on
+  // is stuck.
+  bool rests() {
+    constexpr std::uint8_t kSustain = 64;
+    constexpr std::uint8_t kAllNotesOff = 123;
+    for (int i = 0; i < 2 * 47; ++i) runFor(kLongestCycle);  // presets that are on their way arrive
+    // A port counts when it moves. A move of a mode may end notes by itself, so these stay.
+    constexpr std::array<std::string_view, 5> kModes{"midiMode", "voiceMode", "voiceNumber", "legato",
+                                                     "arpEnabled"};
+    for (const bool isBack : {false, true}) {
+      for (const Knob& knob : knobs_) {
+        if (std::find(kModes.begin(), kModes.end(), knob.symbol) != kModes.end()) continue;
+        const float elsewhere = knob.usual == knob.least ? knob.greatest : knob.least;
+        host_.port(knob.symbol) = isBack ? knob.usual : elsewhere;
+      }
+      if (isBack) host_.port("midiChannel") = -1;
+      if (isBack) host_.port("arpEnabled") = 0;
+      runFor(64);
+    }
+    for (const char* symbol : {"vachorus_chorusBypass", "basicdelay_echoBypass", "ecoverb_reverbBypass"}) {
+      host_.port(symbol) = 1;
+    }
+    for (std::uint8_t channel = 0; channel < 16; ++channel) {
+      host_.midi(0, {static_cast<std::uint8_t>(0xB0 | channel), kSustain, 0});
+      host_.midi(0, {static_cast<std::uint8_t>(0xB0 | channel), kAllNotesOff, 0});
+    }
+    for (int i = 0; i < 20 * 47; ++i) runFor(kLongestCycle);
+    host_.peak = 0;
+    runFor(kLongestCycle);
+    ++rests_;
+    if (host_.peak < kSilence) return true;
+    std::printf("%.1f dBFS: ", 20 * std::log10(static_cast<double>(host_.peak)));
+    return fail("a note is stuck");
+  }
+  void runFor(std::uint32_t frames) {
+    host_.run(frames);
+    frames_ += frames;
+    peak_ = std::max(peak_, host_.peak);
+    host_.notices.clear();
+    host_.logged.clear();
+  }
+  // From the first hour on; what a process takes at its beginning is none of it.
+  void watchMemory() {
+    if (now() >= 3600) readings_.push_back({now() / 3600, residentBytes()});
+  }
+  // The slope of the straight line through the readings.
+  double growthPerHour() const {
+    if (readings_.size() < 2) return 0;
+    double hours = 0;
+    double bytes = 0;
+    for (const Reading& each : readings_) {
+      hours += each.hours / static_cast<double>(readings_.size());
+      bytes += each.bytes / static_cast<double>(readings_.size());
+    }
+    double product = 0;
+    double square = 0;
+    for (const Reading& each : readings_) {
+      product += (each.hours - hours) * (each.bytes - bytes);
+      square += (each.hours - hours) * (each.hours - hours);
+    }
+    return product / square;
+  }
+
+  const double seconds_;
+  Random random_;
+  const Lv2World world_;
+  Lv2Host host_{world_, kRateHz};
+  std::vector<Knob> knobs_;
+  std::vector<Reading> readings_;
+  std::uint64_t frames_ = 0;
+  float peak_ = 0;
+  long events_ = 0;
+  long rests_ = 0;
+};
+
+}  // namespace
+}  // namespace morv::lv2
+
+// soak [HOURS [SEED]]: hours of sound, 12 if not given.
+int main(int argc, char** argv) {
+  const double hours = argc > 1 ? std::atof(argv[1]) : 12;
+  const std::uint64_t seed = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 1;
+  std::string folder = (std::filesystem::temp_directory_path() / "morv-soak-XXXXXX").string();
+  if (mkdtemp(folder.data()) == nullptr) return 1;
+  for (const char* name :
+       {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_DOCUMENTS_DIR", "XDG_CACHE_HOME", "HOME"}) {
+    setenv(name, (folder + "/" + name).c_str(), 1);
+  }
+  std::printf("seed %lu\n", static_cast<unsigned long>(seed));
+  const bool isWell = morv::lv2::Soak(hours, seed).run();
+  std::error_code error;
+  std::filesystem::remove_all(folder, error);
+  return isWell ? 0 : 1;
+}
