@@ -200,6 +200,10 @@ void ZRVADelay::decimateBlock(float* outL, float* outR, int frames) noexcept {
   }
 }
 
+int ZRVADelay::latencyFrames() const noexcept {
+  return oversample.intValue() != 0 ? BL8x / 2 / kOversampling : 0;
+}
+
 void ZRVADelay::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                           float bpm) noexcept {
   if (oversampleChanged.load(std::memory_order_relaxed)) {

@@ -48,6 +48,9 @@ class ZRVADelay : public ZRDSPEffect {
   void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                  float bpm) noexcept MORV_NONBLOCKING override;
 
+  // With oversampling, half of the decimator's length.
+  int latencyFrames() const noexcept MORV_NONBLOCKING override;
+
   // One sample of the tape at the working rate. Times in seconds. Only the left input and the left time are
   // heard; both wet values take what the tape gives. A left time that is not a number posts "NAN TL\n" and
   // leaves the time where it is.
