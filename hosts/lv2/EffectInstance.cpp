@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <stdexcept>
+#include <utility>
 
 #include "effects/ZRSpectrumAnalyzer.h"
 #include "hosts/lv2/AtomInput.h"
@@ -46,17 +47,18 @@ EffectInstance::EffectInstance(const EffectFacts& facts, double sampleRateHz, co
   watch_.emplace(ports_->ports());
 }
 
-// With all controls at their defaults.
+// With all controls at their defaults. If there is no memory for it, the old effect stays.
 void EffectInstance::makeEffect() {
-  controls_.clear();
-  effect_ = morv::makeEffect(facts_.kind, sampleRateHz_);
-  controls_ = controlsOf(facts_.kind, *effect_);
-  effect_->prepare(static_cast<float>(sampleRateHz_), static_cast<int>(kHostBlockFrames));
+  std::unique_ptr<ZRDSPEffect> effect = morv::makeEffect(facts_.kind, sampleRateHz_);
+  std::vector<EffectControl> controls = controlsOf(facts_.kind, *effect);
+  effect->prepare(static_cast<float>(sampleRateHz_), static_cast<int>(kHostBlockFrames));
   if (facts_.tellsSpectrum) {
-    static_cast<ZRSpectrumAnalyzer&>(*effect_).setDataCallback(
+    static_cast<ZRSpectrumAnalyzer&>(*effect).setDataCallback(
         [](float*, int, void* instance) { static_cast<EffectInstance*>(instance)->hasNewSpectrum_ = true; },
         this);
   }
+  controls_ = std::move(controls);
+  effect_ = std::move(effect);
   hasNewSpectrum_ = false;
   hasPlayed_ = false;
 }

@@ -13,7 +13,6 @@
 namespace morv::lv2 {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
@@ -114,9 +113,9 @@ TEST_P(EffectsBundle, HasItsFixedPortsInTheirPlaces) {
   EXPECT_EQ(indexOf("enabled"), EffectPlaces::kEnabled);
   for (const std::string side : {"left", "right"}) {
     for (const std::string way : {"in", "out"}) {
-      const LilvPort* port = world_.port(way + "_" + side);
+      const LilvPort* port = world_.port(std::string(way).append("_").append(side));
       EXPECT_EQ(one(port, kLv2 + "designation"), kPg + side);
-      EXPECT_EQ(one(port, kPg + "group"), uri() + "#" + way + "put");
+      EXPECT_EQ(one(port, kPg + "group"), uri().append("#").append(way).append("put"));
     }
   }
   const LilvPort* enabled = world_.port("enabled");

@@ -79,8 +79,9 @@ TEST_P(EffectsStorm, NeedsNothingOfTheSystemToChangeItsModes) {
   for (const EffectControl& control : PlainEffect(GetParam(), 48000.0).controls) {
     if (!control.isWhole()) continue;
     for (int round = 0; round < 3; ++round) {
-      for (float value = control.range()->least; value <= control.range()->greatest; value += 1.0F) {
-        host.port(control.identifier()) = value;
+      const auto steps = static_cast<int>(control.range()->greatest - control.range()->least);
+      for (int step = 0; step <= steps; ++step) {
+        host.port(control.identifier()) = control.range()->least + static_cast<float>(step);
         runTrapped(host, noise(700, 1));
       }
     }
