@@ -38,8 +38,9 @@ TEST(EffectsTools, KnowAndRunEachEffect) {
   for (const std::string& kind : kindNames()) {
     const std::string uri = kEffectUriStart + kind;
     EXPECT_THAT(listed, HasSubstr(uri + "\n"));
-    EXPECT_THAT(outputOf(path + "lv2info " + uri + " 2>&1"), HasSubstr("Enabled"));
-    const std::string run = outputOf(path + "lv2bench " + uri + " 2>&1");
+    EXPECT_THAT(outputOf(std::string(path).append("lv2info ").append(uri).append(" 2>&1")),
+                HasSubstr("Enabled"));
+    const std::string run = outputOf(std::string(path).append("lv2bench ").append(uri).append(" 2>&1"));
     EXPECT_THAT(run, HasSubstr("exit 0"));
     EXPECT_THAT(run, HasSubstr(uri));
   }
