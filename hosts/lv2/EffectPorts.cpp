@@ -41,7 +41,11 @@ EffectPorts::EffectPorts(const EffectFacts& facts, std::span<const EffectControl
     description.valueStrings = control.valueStrings();
     if (!text.steps.empty()) description.valueStrings.assign(text.steps.begin(), text.steps.end());
     parameters_.push_back(std::make_unique<AUParameter>(std::move(description)));
-    ports_.push_back({parameters_.back().get(), control.identifier(), &text.text, control.value()});
+    ControlPort& port = ports_.emplace_back();
+    port.parameter = parameters_.back().get();
+    port.symbol = control.identifier();
+    port.text = &text.text;
+    port.defaultValue = control.value();
   }
 }
 
