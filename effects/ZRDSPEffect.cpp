@@ -20,6 +20,8 @@ void ZRDSPEffect::runSequencer() noexcept {}
 
 void ZRDSPEffect::resetTimeline(int /*mode*/) noexcept {}
 
+int ZRDSPEffect::latencyFrames() const noexcept { return 0; }
+
 void ZRDSPEffect::setRandomSeed(std::uint64_t /*seed*/) {}
 
 }  // namespace morv

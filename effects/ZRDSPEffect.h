@@ -30,6 +30,8 @@ class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
   virtual void setGateWithNote(int gate, int note, int velocity) noexcept MORV_NONBLOCKING;
   virtual void runSequencer() noexcept MORV_NONBLOCKING;
   virtual void resetTimeline(int mode) noexcept MORV_NONBLOCKING;
+  // Frames by which what passes it unchanged comes out late, in the next block with the present settings.
+  virtual int latencyFrames() const noexcept MORV_NONBLOCKING;
 
   // Reseeds whatever the effect draws at random. Not while rendering.
   virtual void setRandomSeed(std::uint64_t seed);

@@ -200,6 +200,15 @@ void ZRVADelay::decimateBlock(float* outL, float* outR, int frames) noexcept {
   }
 }
 
+// The decimator looks at the BL8x samples ahead of a frame, and a held frame's middle lies behind its
+// start: 42.6 frames, to the nearest one.
+int ZRVADelay::latencyFrames() const noexcept {
+  const bool isChanging = oversampleChanged.load(std::memory_order_relaxed);
+  const bool oversamples = isChanging ? oversample.intValue() != 0 : oversampleFactor != 1;
+  if (!oversamples) return 0;
+  return (BL8x + kOversampling + kOversampling) / (2 * kOversampling);
+}
+
 void ZRVADelay::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                           float bpm) noexcept {
   if (oversampleChanged.load(std::memory_order_relaxed)) {

@@ -42,11 +42,14 @@ class ZRVADelay : public ZRDSPEffect {
   void setParameterValueForAddress(int address, float value) noexcept MORV_NONBLOCKING override;
 
   using ZRDSPEffect::runEffect;
-  // At most kMaxBlockFrames frames; the outputs may be the inputs. With oversampling the output is about 42
+  // At most kMaxBlockFrames frames; the outputs may be the inputs. With oversampling the output is about 43
   // frames late. An input that is not a number posts "NaN!" and counts as 0; a tempo that gives no finite
   // time leaves synchronised times where they stand.
   void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                  float bpm) noexcept MORV_NONBLOCKING override;
+
+  // With oversampling, about half of the decimator's length.
+  int latencyFrames() const noexcept MORV_NONBLOCKING override;
 
   // One sample of the tape at the working rate. Times in seconds. Only the left input and the left time are
   // heard; both wet values take what the tape gives. A left time that is not a number posts "NAN TL\n" and

@@ -1,6 +1,5 @@
 #include "hosts/HostBlockCutter.h"
 
-#include <algorithm>
 #include <cstddef>
 
 namespace morv {
@@ -12,17 +11,6 @@ AURenderEvent* linked(std::span<AURenderEvent> events, std::size_t count) noexce
   for (std::size_t i = 0; i + 1 < count; ++i) events[i].head.next = &events[i + 1];
   events[count - 1].head.next = nullptr;
   return events.data();
-}
-
-// Holds what is far beyond any useful level, and turns what is no number into silence. A plain loop without
-// calls, so that it becomes vector code.
-void holdLevel(float* samples, std::uint32_t count) noexcept {
-  constexpr float kLimit = HostBlockCutter::kGreatestSample;
-  for (std::uint32_t i = 0; i < count; ++i) {
-    const float sample = samples[i];
-    const float below = sample < kLimit ? sample : (sample >= kLimit ? kLimit : 0.0F);
-    samples[i] = below > -kLimit ? below : -kLimit;
-  }
 }
 
 std::size_t countBefore(std::span<const AURenderEvent> events, AUEventSampleTime end) noexcept {
@@ -47,8 +35,7 @@ HostBlockCutter::~HostBlockCutter() { unit_.musicalContextBlock = nullptr; }
 
 void HostBlockCutter::render(double sampleTime, std::uint32_t frames, float* left, float* right,
                              std::span<AURenderEvent> events) noexcept {
-  for (std::uint32_t done = 0; done < frames;) {
-    const std::uint32_t count = std::min(blockFrames_, frames - done);
+  cutIntoBlocks(frames, blockFrames_, [&](std::uint32_t done, std::uint32_t count) {
     const bool isLast = done + count == frames;
     const AudioTimeStamp timestamp{sampleTime + done};
     const auto end = static_cast<AUEventSampleTime>(timestamp.mSampleTime) + count;
@@ -65,8 +52,7 @@ void HostBlockCutter::render(double sampleTime, std::uint32_t frames, float* lef
     holdLevel(right + done, count);
 
     events = events.subspan(taken);
-    done += count;
-  }
+  });
 }
 
 }  // namespace morv

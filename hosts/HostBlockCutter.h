@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <span>
 
+#include "hosts/HostBlocks.h"
 #include "platform/AUInternalRenderBlock.h"
 #include "platform/AURenderEvent.h"
 #include "platform/AudioBufferList.h"
@@ -19,10 +20,8 @@ namespace morv {
 // Construction and destruction: main thread, not while rendering. `render`: render thread. Tempo: any thread.
 class HostBlockCutter {
  public:
-  static constexpr std::uint32_t kBlockFrames = 64;
-  // 24 dB above full scale. No sound that is meant goes there; but a turn of an envelope's knob in the middle
-  // of a stage makes a spike of any height, from which ears and loudspeakers are spared.
-  static constexpr float kGreatestSample = 15.848932F;
+  static constexpr std::uint32_t kBlockFrames = kHostBlockFrames;
+  static constexpr float kGreatestSample = kGreatestHostSample;
 
   // The unit outlives the cutter; its greatest block is at least `blockFrames`, which is above 0.
   explicit HostBlockCutter(ZQ3Unit& unit, std::uint32_t blockFrames = kBlockFrames);

@@ -49,7 +49,9 @@ set(CPACK_DEBIAN_LV2_PACKAGE_SUGGESTS "jalv | lv2-host")
 set(CPACK_DEBIAN_LV2_DESCRIPTION "polyphonic software synthesizer - LV2 plug-in
 ${about}
 .
-This package contains the LV2 plug-in with its factory presets.")
+This package contains the LV2 plug-in with its factory presets, and ten effects
+as LV2 plug-ins of their own: choruses, reverbs, echoes, a phaser and a
+spectrum analyser.")
 
 set(CPACK_DEBIAN_DATA_PACKAGE_NAME morv-data)
 set(CPACK_DEBIAN_DATA_PACKAGE_ARCHITECTURE all)

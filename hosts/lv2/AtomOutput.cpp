@@ -23,21 +23,6 @@ void AtomOutput::begin(LV2_Atom_Sequence* port) noexcept {
   isOpen_ = lv2_atom_forge_sequence_head(&forge_, &sequence_, 0) != 0;
 }
 
-// An event that does not fit leaves no half of itself: the sequence ends where it would have begun.
-template <typename Write>
-bool AtomOutput::event(std::uint32_t frame, Write&& write) noexcept {
-  if (!isOpen_) return false;
-  const std::uint32_t offset = forge_.offset;
-  auto* sequence = reinterpret_cast<LV2_Atom*>(forge_.buf);
-  const std::uint32_t size = sequence->size;
-  LV2_Atom_Forge_Frame* const stack = forge_.stack;
-  if (lv2_atom_forge_frame_time(&forge_, frame) != 0 && write()) return true;
-  forge_.stack = stack;
-  forge_.offset = offset;
-  sequence->size = size;
-  return false;
-}
-
 bool AtomOutput::midi(std::uint32_t frame, std::span<const std::uint8_t> message) noexcept {
   const auto length = static_cast<std::uint32_t>(message.size());
   return event(frame, [&] {

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "hosts/lv2/AtomInput.h"
 #include "hosts/lv2/PluginUris.h"
 #include "hosts/lv2/ProcessSurroundings.h"
 #include "unit/ZRMidiMapper.h"
@@ -195,10 +196,7 @@ void PluginInstance::readControl() noexcept {
 
 void PluginInstance::readObject(std::uint32_t frame, const LV2_Atom_Object& object) noexcept {
   if (object.body.otype == urids_.timePosition) {
-    const LV2_Atom* tempo = nullptr;
-    lv2_atom_object_get(&object, urids_.timeBeatsPerMinute, &tempo, 0);
-    if (tempo == nullptr) return;
-    if (const auto beatsPerMinute = numberOf(*tempo)) {
+    if (const auto beatsPerMinute = tempoOf(urids_, object)) {
       sounding_->cycle.addTempo(frame, *beatsPerMinute);
       tempo_ = *beatsPerMinute;
     }
@@ -224,7 +222,7 @@ void PluginInstance::readSet(std::uint32_t frame, const LV2_Atom_Object& object)
     return;
   }
   const ControlPort* port = portWithProperty(asked);
-  const auto number = numberOf(*value);
+  const auto number = numberOf(urids_, *value);
   if (port == nullptr || !number) return;
   sounding_->cycle.renderUpTo(frame);
   changes_.beginChange();
@@ -268,22 +266,6 @@ const ControlPort* PluginInstance::portWithProperty(LV2_URID property) const noe
   const auto found =
       std::lower_bound(properties_.begin(), properties_.end(), std::pair(property, std::size_t{0}));
   return found != properties_.end() && found->first == property ? &ports_[found->second] : nullptr;
-}
-
-std::optional<float> PluginInstance::numberOf(const LV2_Atom& atom) const noexcept {
-  std::optional<float> number;
-  if (atom.type == urids_.atomFloat) number = reinterpret_cast<const LV2_Atom_Float&>(atom).body;
-  if (atom.type == urids_.atomInt || atom.type == urids_.atomBool) {
-    number = static_cast<float>(reinterpret_cast<const LV2_Atom_Int&>(atom).body);
-  }
-  if (atom.type == urids_.atomLong) {
-    number = static_cast<float>(reinterpret_cast<const LV2_Atom_Long&>(atom).body);
-  }
-  if (atom.type == urids_.atomDouble) {
-    number = static_cast<float>(reinterpret_cast<const LV2_Atom_Double&>(atom).body);
-  }
-  if (number && std::isnan(*number)) return std::nullopt;
-  return number;
 }
 
 void PluginInstance::takeOver(PendingState* pending) noexcept {

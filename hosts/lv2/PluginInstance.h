@@ -90,7 +90,6 @@ class PluginInstance final : private ZRAudioUnitDelegate {
   void readGet(std::uint32_t frame, const LV2_Atom_Object& object) noexcept MORV_NONBLOCKING;
   void writeNotices() noexcept MORV_NONBLOCKING;
   const ControlPort* portWithProperty(LV2_URID property) const noexcept MORV_NONBLOCKING;
-  std::optional<float> numberOf(const LV2_Atom& atom) const noexcept MORV_NONBLOCKING;
   void audioUnitDidChangePreset(ZRAudioUnit* unit, const AUAudioUnitPreset* preset) override;
   void setPresetName(const std::string& name);
   void sendPresetName();

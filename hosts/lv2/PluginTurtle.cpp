@@ -20,6 +20,10 @@ std::string uri(std::string_view text) { return "<" + std::string(text) + ">"; }
 
 std::string groupOf(std::string_view panel) { return "morv:panel_" + std::string(panel); }
 
+bool isIndexed(const AUParameter& parameter) {
+  return static_cast<ZRDSPParameterUnit>(parameter.unit()) == ZRDSPParameterUnit::indexed;
+}
+
 // The unit's name, where hosts have one for it.
 std::string unitOf(const AUParameter& parameter) {
   switch (static_cast<ZRDSPParameterUnit>(parameter.unit())) {
@@ -42,13 +46,15 @@ std::string unitOf(const AUParameter& parameter) {
   }
 }
 
-// The strings of a parameter stand at equal distances over its range.
+// The strings of a parameter stand at equal distances over its range, those of an indexed one at its steps.
 std::string scalePoints(const ControlPort& port) {
   const AUParameter& parameter = *port.parameter;
   const auto& strings = parameter.valueStrings();
+  const float intervals = isIndexed(parameter) ? parameter.maxValue() - parameter.minValue()
+                                               : static_cast<float>(strings.size()) - 1.0F;
   std::string points;
   for (std::size_t i = 0; i < strings.size() && strings.size() > 1; ++i) {
-    const float place = static_cast<float>(i) / static_cast<float>(strings.size() - 1);
+    const float place = static_cast<float>(i) / intervals;
     const float value = parameter.minValue() + (parameter.maxValue() - parameter.minValue()) * place;
     points += "    lv2:scalePoint [ rdfs:label " + turtleText(strings[i]) + " ; rdf:value " +
               turtleNumber(value, port.isInteger()) + " ] ;\n";
@@ -68,6 +74,8 @@ std::string propertiesOf(const ControlPort& port) {
   return properties.empty() ? properties : "    lv2:portProperty" + properties + " ;\n";
 }
 
+}  // namespace
+
 std::string parameterPort(const ControlPort& port, std::uint32_t index) {
   const AUParameter& parameter = *port.parameter;
   const bool isWhole = port.isInteger() || port.isToggled();
@@ -86,6 +94,13 @@ std::string parameterPort(const ControlPort& port, std::uint32_t index) {
   }
   return turtle + "  ]";
 }
+
+std::string panelGroup(const Panel& panel) {
+  return groupOf(panel.symbol) + "\n  a pg:InputGroup ;\n  lv2:symbol \"panel_" + std::string(panel.symbol) +
+         "\" ;\n  lv2:name " + turtleText(panel.name) + " .\n\n";
+}
+
+namespace {
 
 std::string fixedPorts() {
   return "[\n"
@@ -156,10 +171,7 @@ std::string groups() {
       "  a pg:StereoGroup , pg:OutputGroup ;\n"
       "  lv2:symbol \"output\" ;\n"
       "  lv2:name \"Output\" .\n\n";
-  for (const Panel& panel : panels()) {
-    turtle += groupOf(panel.symbol) + "\n  a pg:InputGroup ;\n  lv2:symbol \"panel_" +
-              std::string(panel.symbol) + "\" ;\n  lv2:name " + turtleText(panel.name) + " .\n\n";
-  }
+  for (const Panel& panel : panels()) turtle += panelGroup(panel);
   return turtle;
 }
 
@@ -190,17 +202,7 @@ std::string manifestTurtle() {
 
 std::string pluginTurtle(std::span<const ControlPort> ports, const std::string& defaultState,
                          const std::string& version) {
-  const std::size_t firstDot = version.find('.');
-  const std::size_t secondDot = version.find('.', firstDot + 1);
-  std::string turtle = turtlePrefixes();
-  turtle +=
-      "<https://morv.org/lv2>\n"
-      "  a doap:Project ;\n"
-      "  doap:name \"MORV\" ;\n"
-      "  doap:shortdesc \"Polyphonic software synthesiser\" ;\n"
-      "  doap:license <https://spdx.org/licenses/MIT> ;\n"
-      "  doap:maintainer [ a foaf:Person ; foaf:name \"MORV developers\" ;\n"
-      "    foaf:homepage <https://morv.org> ; foaf:mbox <mailto:developers@morv.org> ] .\n\n";
+  std::string turtle = turtlePrefixes() + turtleProject();
   turtle += groups() + settableParameters(ports);
   turtle += uri(kPluginUri) +
             "\n"
@@ -208,15 +210,8 @@ std::string pluginTurtle(std::span<const ControlPort> ports, const std::string& 
             "  doap:name \"MORV\" ;\n"
             "  doap:shortdesc \"Polyphonic software synthesiser\" ;\n"
             "  rdfs:comment \"Eight voices, each with a band-limited oscillator, sub oscillator and noise, a "
-            "multimode filter, two envelopes and an LFO; arpeggiator, chorus, reverb and echo; MPE.\" ;\n"
-            "  doap:license <https://spdx.org/licenses/MIT> ;\n"
-            "  doap:maintainer [ a foaf:Person ; foaf:name \"MORV developers\" ;\n"
-            "    foaf:homepage <https://morv.org> ; foaf:mbox <mailto:developers@morv.org> ] ;\n"
-            "  lv2:project <https://morv.org/lv2> ;\n"
-            "  lv2:minorVersion " +
-            version.substr(firstDot + 1, secondDot - firstDot - 1) + " ;\n  lv2:microVersion " +
-            version.substr(secondDot + 1) +
-            " ;\n"
+            "multimode filter, two envelopes and an LFO; arpeggiator, chorus, reverb and echo; MPE.\" ;\n" +
+            turtleRelease(version) +
             "  lv2:requiredFeature urid:map ;\n"
             "  lv2:optionalFeature lv2:hardRTCapable , work:schedule , state:threadSafeRestore ,\n"
             "    state:loadDefaultState , <http://lv2plug.in/ns/ext/log#log> ;\n"

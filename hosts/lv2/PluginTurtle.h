@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <string>
 
@@ -8,6 +9,10 @@
 namespace morv::lv2 {
 
 // The plug-in's data for hosts, written when the bundle is built.
+
+// Pieces that the effects' data have too; names of the plug-in's own bear the prefix "morv:".
+std::string parameterPort(const ControlPort& port, std::uint32_t index);
+std::string panelGroup(const Panel& panel);
 
 // What a host reads of every plug-in that it finds: what there is and where.
 std::string manifestTurtle();

@@ -1,5 +1,5 @@
-// Writes the Turtle of the plug-in and of its factory presets: morv_lv2_turtle VERSION RESOURCES BUNDLE
-// PRESETS.
+// Writes the Turtle of the plug-in and of its factory presets, and that of the effects:
+// morv_lv2_turtle VERSION RESOURCES BUNDLE PRESETS EFFECTS.
 
 #include <cstdio>
 #include <exception>
@@ -7,9 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "effects/EffectCatalogue.h"
 #include "hosts/cli/OfflineUnit.h"
 #include "hosts/cli/PresetCategories.h"
 #include "hosts/lv2/ControlPort.h"
+#include "hosts/lv2/EffectTurtle.h"
 #include "hosts/lv2/PluginTurtle.h"
 #include "hosts/lv2/PresetTurtle.h"
 #include "hosts/lv2/StateEnvelope.h"
@@ -43,6 +45,16 @@ bool write(const std::string& path, const std::string& text) {
   return written.ok();
 }
 
+bool writeEffects(const std::string& bundle, const std::string& version) {
+  std::filesystem::create_directories(bundle);
+  bool isWritten = write(bundle + "/manifest.ttl", effectsManifestTurtle());
+  for (const EffectKind& kind : effectKinds()) {
+    const std::string file = bundle + "/" + std::string(kind.name) + ".ttl";
+    isWritten = write(file, effectTurtle(kind.name, version)) && isWritten;
+  }
+  return isWritten;
+}
+
 int run(const std::vector<std::string>& words) {
   const std::string& version = words[0];
   const std::string& resources = words[1];
@@ -69,7 +81,8 @@ int run(const std::vector<std::string>& words) {
   const bool isWritten = write(bundle + "/manifest.ttl", manifestTurtle()) &&
                          write(bundle + "/morv.ttl", pluginTurtle(ports, defaultState, version)) &&
                          write(presetBundle + "/manifest.ttl", presetManifestTurtle(presets)) &&
-                         write(presetBundle + "/presets.ttl", presetsTurtle(presets, ports));
+                         write(presetBundle + "/presets.ttl", presetsTurtle(presets, ports)) &&
+                         writeEffects(words[4], version);
   return isWritten ? 0 : 1;
 }
 
@@ -78,8 +91,8 @@ int run(const std::vector<std::string>& words) {
 
 int main(int argc, char** argv) {
   const std::vector<std::string> words(argv + 1, argv + argc);
-  if (words.size() != 4) {
-    std::fprintf(stderr, "usage: morv_lv2_turtle VERSION RESOURCES BUNDLE PRESET_BUNDLE\n");
+  if (words.size() != 5) {
+    std::fprintf(stderr, "usage: morv_lv2_turtle VERSION RESOURCES BUNDLE PRESET_BUNDLE EFFECTS_BUNDLE\n");
     return 2;
   }
   try {

@@ -8,6 +8,14 @@
 #include "hosts/lv2/PluginUris.h"
 
 namespace morv::lv2 {
+namespace {
+
+constexpr std::string_view kMaker =
+    "  doap:license <https://spdx.org/licenses/MIT> ;\n"
+    "  doap:maintainer [ a foaf:Person ; foaf:name \"MORV developers\" ;\n"
+    "    foaf:homepage <https://morv.org> ; foaf:mbox <mailto:developers@morv.org> ]";
+
+}  // namespace
 
 std::string turtleText(std::string_view text) {
   std::string quoted = "\"\"\"";
@@ -47,7 +55,25 @@ std::string turtleUriPart(std::string_view word) {
   return part;
 }
 
-std::string turtlePrefixes() {
+std::string turtleRelease(std::string_view version) {
+  const std::size_t firstDot = version.find('.');
+  const std::size_t secondDot = version.find('.', firstDot + 1);
+  return std::string(kMaker) + " ;\n  lv2:project <https://morv.org/lv2> ;\n  lv2:minorVersion " +
+         std::string(version.substr(firstDot + 1, secondDot - firstDot - 1)) + " ;\n  lv2:microVersion " +
+         std::string(version.substr(secondDot + 1)) + " ;\n";
+}
+
+std::string turtleProject() {
+  return "<https://morv.org/lv2>\n"
+         "  a doap:Project ;\n"
+         "  doap:name \"MORV\" ;\n"
+         "  doap:shortdesc \"Polyphonic software synthesiser\" ;\n" +
+         std::string(kMaker) + " .\n\n";
+}
+
+std::string turtlePrefixes() { return turtlePrefixes(kNamespace); }
+
+std::string turtlePrefixes(std::string_view ownNamespace) {
   return std::string(
              "@prefix atom: <http://lv2plug.in/ns/ext/atom#> .\n"
              "@prefix bufsz: <http://lv2plug.in/ns/ext/buf-size#> .\n"
@@ -68,7 +94,7 @@ std::string turtlePrefixes() {
              "@prefix urid: <http://lv2plug.in/ns/ext/urid#> .\n"
              "@prefix work: <http://lv2plug.in/ns/ext/worker#> .\n"
              "@prefix morv: <") +
-         kNamespace + "> .\n\n";
+         std::string(ownNamespace) + "> .\n\n";
 }
 
 }  // namespace morv::lv2

@@ -184,6 +184,28 @@ TEST(ZRVADelayForm, OversampledDryIsTheHeldInputThroughTheDecimator) {
   EXPECT_LT(differenceDb(decimated(work), out.left), kFloatSumsDb);
 }
 
+TEST(ZRVADelayForm, TellsHowLateOversamplingMakesWhatPassesIt) {
+  ZRVADelay delay(44100.0F);
+  delay.mix = 0.0F;
+  EXPECT_EQ(delay.latencyFrames(), 0);
+  oversampleNow(&delay, 1.0F);
+  const int ahead = delay.latencyFrames();
+
+  const Stereo out = runInBlocks(delay, stereoImpulse(1000), 64);
+
+  // The middle of what an impulse leaves.
+  double sum = 0;
+  double moment = 0;
+  for (std::size_t i = 0; i < out.left.size(); ++i) {
+    sum += static_cast<double>(out.left[i]);
+    moment += static_cast<double>(i) * static_cast<double>(out.left[i]);
+  }
+  EXPECT_EQ(ahead, std::lround(moment / sum));
+  EXPECT_EQ(delay.latencyFrames(), ahead);
+  oversampleNow(&delay, 0.0F);
+  EXPECT_EQ(delay.latencyFrames(), 0);
+}
+
 TEST(ZRVADelayForm, BlocksOfAnySizeSoundAlike) {
   const Stereo in = bursts(20000, 44100.0F);
   for (const float oversampling : {0.0F, 1.0F}) {

@@ -54,11 +54,13 @@ const char* uriOfUrid(std::uint32_t urid) {
   return urid > 0 && urid <= urids.names.size() ? urids.names[urid - 1]->c_str() : nullptr;
 }
 
-Lv2World::Lv2World() : world_(lilv_world_new()) {
+Lv2World::Lv2World() : Lv2World(std::string(kPluginUri)) {}
+
+Lv2World::Lv2World(const std::string& pluginUri) : world_(lilv_world_new()) {
   const Node path(lilv_new_string(world_, MORV_LV2_PATH));
   lilv_world_set_option(world_, LILV_OPTION_LV2_PATH, path);
   lilv_world_load_all(world_);
-  const Node uri(lilv_new_uri(world_, kPluginUri));
+  const Node uri(lilv_new_uri(world_, pluginUri.c_str()));
   plugin_ = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(world_), uri);
 }
 

@@ -17,13 +17,14 @@ const char* uriOfUrid(std::uint32_t urid);
 // The plug-ins of the build tree, and LV2's own data, read through lilv.
 class Lv2World {
  public:
-  Lv2World();
+  Lv2World();  // with the instrument
+  explicit Lv2World(const std::string& pluginUri);
   ~Lv2World();
   Lv2World(const Lv2World&) = delete;
   Lv2World& operator=(const Lv2World&) = delete;
 
   LilvWorld* lilv() const { return world_; }
-  // The instrument; none if it was not found.
+  // The plug-in of that URI; none if it was not found.
   const LilvPlugin* plugin() const { return plugin_; }
 
   // What lilv says of a port: all objects of a predicate, as texts.

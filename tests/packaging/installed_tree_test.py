@@ -9,7 +9,7 @@ import sys
 import unittest
 import wave
 
-from surroundings import BUILD, LV2_FOLDER, PLUGIN, SOURCE, PackagingTest, clean_environment, files_below
+from surroundings import BUILD, EFFECTS, LV2_FOLDER, PLUGIN, SOURCE, PackagingTest, clean_environment, files_below
 
 COMPONENTS = ("program", "lv2", "data", "doc")
 FACTORY_PRESETS = len(list((SOURCE / "resources/Factory Presets").glob("*.aupreset")))
@@ -117,7 +117,7 @@ class InstalledTreeTest(PackagingTest):
         listed = self.run_tool(["lv2ls"], package="lilv-utils", env=environment)
         told = self.run_tool(["lv2info", PLUGIN], package="lilv-utils", env=environment)
 
-        self.assertEqual(listed.stdout.split(), [PLUGIN])
+        self.assertEqual(sorted(listed.stdout.split()), sorted([PLUGIN, *EFFECTS]))
         self.assertEqual(listed.stderr + told.stderr, "")
         self.assertIn(f"file://{self.prefix}/{LV2_FOLDER}/morv.lv2/morv.so", told.stdout)
         presets = told.stdout.partition("Presets:")[2].partition("Port 0:")[0].split("\n")
@@ -133,6 +133,16 @@ class InstalledTreeTest(PackagingTest):
         self.assertEqual(uri, PLUGIN)
         self.assertRegex(libraries, f"^{re.escape(str(bundle))}/libMORVFramework[^ ]*$")
 
+    def test_the_effects_bundle_alone_loads_without_our_library(self):
+        bundle = self.folder / "elsewhere/morv-effects.lv2"
+        shutil.copytree(self.prefix / LV2_FOLDER / "morv-effects.lv2", bundle, symlinks=True)
+
+        words = [sys.executable, "-c", LOAD_PLUGIN, str(bundle / "morv-effects.so")]
+        uri, libraries = self.run_tool(words, env=self.environment).stdout.split("\n")[:2]
+
+        self.assertIn(uri, EFFECTS)
+        self.assertEqual(libraries, "")
+
     def test_libraries_are_looked_for_at_relative_paths_only(self):
         found = {}
         for path in self.elf_files():
@@ -140,9 +150,10 @@ class InstalledTreeTest(PackagingTest):
             found[path.name] = re.findall(r"\((?:RPATH|RUNPATH)\).*\[(.*)\]", dynamic)
 
         library = next(name for name in found if name.startswith("libMORVFramework.so."))
-        self.assertEqual(set(found), {"morv", "morv.so", library})
+        self.assertEqual(set(found), {"morv", "morv.so", "morv-effects.so", library})
         self.assertRegex(found["morv"][0], r"^\$ORIGIN/\.\./lib[^:]*$")
         self.assertEqual(found["morv.so"], ["$ORIGIN"])
+        self.assertEqual(found["morv-effects.so"], [])
         self.assertEqual(found[library], [])
 
     def test_nothing_installed_names_the_folders_of_the_build(self):
@@ -163,7 +174,7 @@ class InstalledTreeTest(PackagingTest):
         self.assertIn("share/morv/Categories.plist", parts["data"])
         self.assertTrue(all(name.startswith("share/doc/morv/") for name in parts["doc"]))
         for name in parts["lv2"]:
-            self.assertRegex(name, rf"^({re.escape(LV2_FOLDER)}/morv(-presets)?\.lv2/|share/metainfo/)")
+            self.assertRegex(name, rf"^({re.escape(LV2_FOLDER)}/morv(-presets|-effects)?\.lv2/|share/metainfo/)")
 
     def test_a_staged_installation_holds_the_same_files(self):
         stage = self.folder / "stage"

@@ -58,7 +58,7 @@ class PackagesTest(PackagingTest):
     def test_the_bundles_lie_where_hosts_look(self):
         bundles = {path.name for path in (self.folder / "morv-lv2/usr/lib/lv2").iterdir()}
 
-        self.assertEqual(bundles, {"morv.lv2", "morv-presets.lv2"})
+        self.assertEqual(bundles, {"morv.lv2", "morv-presets.lv2", "morv-effects.lv2"})
 
     def test_the_unpacked_program_finds_library_and_presets(self):
         program = self.folder / "all/usr/bin/morv"

@@ -14,6 +14,9 @@ LV2_FOLDER = os.environ["MORV_LV2_INSTALL_DIR"]  # below the prefix
 PACKAGING = SOURCE / "packaging"
 IDENTIFIER = "org.morv.morv"
 PLUGIN = "https://morv.org/lv2/morv"
+EFFECTS = sorted("https://morv.org/lv2/effects/" + kind for kind in (
+    "basicchorus", "basicdelay", "digidelay", "digiphaser", "digiverb", "ecoverb", "spectrum", "springverb",
+    "vachorus", "vadelay"))
 
 
 class PackagingTest(unittest.TestCase):
