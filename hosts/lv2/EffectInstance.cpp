@@ -57,6 +57,10 @@ void EffectInstance::makeEffect() {
         [](float*, int, void* instance) { static_cast<EffectInstance*>(instance)->hasNewSpectrum_ = true; },
         this);
   }
+  for (EffectControl& control : controls) {
+    const auto start = startOfControl(facts_.kind, control.identifier());
+    if (start) control.set(*start);
+  }
   controls_ = std::move(controls);
   effect_ = std::move(effect);
   hasNewSpectrum_ = false;

@@ -45,7 +45,7 @@ EffectPorts::EffectPorts(const EffectFacts& facts, std::span<const EffectControl
     port.parameter = parameters_.back().get();
     port.symbol = control.identifier();
     port.text = &text.text;
-    port.defaultValue = control.value();
+    port.defaultValue = text.start.value_or(control.value());
   }
 }
 

@@ -33,7 +33,8 @@ struct EffectPlaces {
 // The controls of one effect as ports. Does not move; fixed from construction on, so any thread may read it.
 class EffectPorts {
  public:
-  // `controls` are those of a fresh effect of the kind: their values are the ports' defaults. Throws
+  // `controls` are those of a fresh effect of the kind: their values are the ports' defaults, but for
+  // those that the texts give a start of their own. Throws
   // std::logic_error if one has no texts or no bounds.
   EffectPorts(const EffectFacts& facts, std::span<const EffectControl> controls);
   EffectPorts(const EffectPorts&) = delete;

@@ -1,6 +1,7 @@
 #include "hosts/lv2/EffectTexts.h"
 
 #include <array>
+#include <string>
 
 namespace morv::lv2 {
 namespace {
@@ -45,7 +46,7 @@ constexpr auto kModPositions = std::to_array<const char*>({"Before", "Behind", "
 constexpr auto kSyncTypes = std::to_array<const char*>({"Straight", "Dotted", "Triplet"});
 
 constexpr auto kPortTexts = std::to_array<EffectPortText>({
-    {{"basicchorus.chorusBypass", "mix", "Bypass", "Bypass", kBypassComment}},
+    {{"basicchorus.chorusBypass", "mix", "Bypass", "Bypass", kBypassComment}, U::generic, {}, 0},
     {{"basicchorus.chorusMix", "mix", "Mix", "Mix", kMixComment, 100}},
     {{"basicchorus.chorusSpread", "mod", "Spread", "Spread", kSpreadComment, 70}},
     {{"basicchorus.chorusModFreq", "mod", "Rate", "Rate", kModRateComment, 90}},
@@ -54,7 +55,7 @@ constexpr auto kPortTexts = std::to_array<EffectPortText>({
     {{"basicchorus.inputVolume", "mix", "Input Volume", "Input", "Level into the chorus"}},
     {{"basicchorus.outputVolume", "mix", "Output Volume", "Output", "Level of the chorus"}},
 
-    {{"ecoverb.reverbBypass", "mix", "Bypass", "Bypass", kBypassComment}},
+    {{"ecoverb.reverbBypass", "mix", "Bypass", "Bypass", kBypassComment}, U::generic, {}, 0},
     {{"ecoverb.reverbMix", "mix", "Mix", "Mix", kMixComment, 100}},
     {{"ecoverb.reverbSize", "room", "Size", "Size", "Size of the plate", 90}},
     {{"ecoverb.reverbDecay", "room", "Decay", "Decay", "How slowly the plate's sound dies away", 80}},
@@ -63,7 +64,7 @@ constexpr auto kPortTexts = std::to_array<EffectPortText>({
     {{"ecoverb.modFrequency", "mod", "Mod Rate", "Mod Rate", kModRateComment}},
     {{"ecoverb.highpass", "tone", "High-pass", "High-pass", "Takes the low frequencies out of the reverb"}},
 
-    {{"basicdelay.echoBypass", "mix", "Bypass", "Bypass", kBypassComment}},
+    {{"basicdelay.echoBypass", "mix", "Bypass", "Bypass", kBypassComment}, U::generic, {}, 0},
     {{"basicdelay.echoMix", "mix", "Mix", "Mix", kMixComment, 100}},
     {{"basicdelay.echoTime", "time", "Time", "Time", "Time from echo to echo", 90}},
     {{"basicdelay.echoRelative", "time", "Offset", "Offset",
@@ -78,18 +79,30 @@ constexpr auto kPortTexts = std::to_array<EffectPortText>({
     {{"digiverb.highShelfFrequency", "tone", "High Shelf Freq", "High Shelf Freq",
       "Frequency at which the high shelf begins"},
      U::hertz},
-    {{"digiverb.diffusion", "room", "Diffusion", "Diffusion", "How soon single echoes run into each other"}},
-    {{"digiverb.decay", "room", "Decay", "Decay", "How slowly the room's sound dies away", 80}},
+    {{"digiverb.diffusion", "room", "Diffusion", "Diffusion", "How soon single echoes run into each other"},
+     U::generic,
+     {},
+     0.7F},
+    {{"digiverb.decay", "room", "Decay", "Decay", "How slowly the room's sound dies away", 80},
+     U::generic,
+     {},
+     0.5F},
     {{"digiverb.preDelay", "room", "Pre-delay", "Pre-delay", "Time until the room answers"}, U::milliseconds},
-    {{"digiverb.damping", "room", "Damping", "Damping", "How much sooner high frequencies die away", 70}},
+    {{"digiverb.damping", "room", "Damping", "Damping", "How much sooner high frequencies die away", 70},
+     U::generic,
+     {},
+     0.3F},
     {{"digiverb.size", "room", "Size", "Size", "Size of the room", 85}},
-    {{"digiverb.mix", "mix", "Mix", "Mix", kMixComment, 90}},
-    {{"digiverb.spread", "room", "Spread", "Spread", kSpreadComment}},
-    {{"digiverb.modDepth", "mod", "Mod Depth", "Mod Depth", kModDepthComment}},
+    {{"digiverb.mix", "mix", "Mix", "Mix", kMixComment, 90}, U::generic, {}, 0.3F},
+    {{"digiverb.spread", "room", "Spread", "Spread", kSpreadComment}, U::generic, {}, 0.5F},
+    {{"digiverb.modDepth", "mod", "Mod Depth", "Mod Depth", kModDepthComment}, U::generic, {}, 0.2F},
     {{"digiverb.lfoRate", "mod", "Mod Rate", "Mod Rate", kModRateComment}, U::hertz},
     {{"digiverb.earlyGain", "mix", "Early Gain", "Early", "Level of the first reflections"}},
     {{"digiverb.lateGain", "mix", "Late Gain", "Late", "Level of what follows the first reflections"}},
-    {{"digiverb.dryGain", "mix", "Dry Gain", "Dry", "Level of the plain sound ahead of the mix"}},
+    {{"digiverb.dryGain", "mix", "Dry Gain", "Dry", "Level of the plain sound ahead of the mix"},
+     U::generic,
+     {},
+     1},
     {{"digiverb.lowShelfGain", "tone", "Low Shelf", "Low Shelf", "Gain of the low frequencies into the room"},
      U::decibels},
     {{"digiverb.highShelfGain", "tone", "High Shelf", "High Shelf",
@@ -135,10 +148,12 @@ constexpr auto kPortTexts = std::to_array<EffectPortText>({
 
     {{"digidelay.time", "time", "Time", "Time",
       "Time from echo to echo; with the tempo, doublings of a sixteenth of a beat, up to 8", 100},
-     U::milliseconds},
+     U::milliseconds,
+     {},
+     300},
     {{"digidelay.feedback", "time", "Feedback", "Feedback", "How much of each echo comes back as the next",
       90}},
-    {{"digidelay.mix", "mix", "Mix", "Mix", kMixComment, 95}},
+    {{"digidelay.mix", "mix", "Mix", "Mix", kMixComment, 95}, U::generic, {}, 0.35F},
     {{"digidelay.spread", "time", "Spread", "Spread", kSpreadComment}},
     {{"digidelay.modAmount", "mod", "Mod Amount", "Mod Amount", kModDepthComment, 70}},
     {{"digidelay.modRate", "mod", "Mod Rate", "Mod Rate", kModRateComment, 60}, U::hertz},
@@ -163,8 +178,11 @@ constexpr auto kPortTexts = std::to_array<EffectPortText>({
       "Swing of the modulation's line in seconds, for kinds that do not set their own"}},
 
     {{"digiphaser.mix", "mix", "Mix", "Mix", kMixComment, 100}},
-    {{"digiphaser.feedback", "mod", "Feedback", "Feedback", "How sharp the notches are", 70}},
-    {{"digiphaser.depth", "mod", "Depth", "Depth", kModDepthComment, 80}},
+    {{"digiphaser.feedback", "mod", "Feedback", "Feedback", "How sharp the notches are", 70},
+     U::generic,
+     {},
+     0.3F},
+    {{"digiphaser.depth", "mod", "Depth", "Depth", kModDepthComment, 80}, U::generic, {}, 0.5F},
     {{"digiphaser.rate", "mod", "Rate", "Rate", kModRateComment, 90}, U::hertz},
 
     {{"springverb.program", "program", "Program", "Program", "The spring, or nothing"}},
@@ -187,5 +205,13 @@ const EffectFacts* factsOfEffect(std::string_view kind) {
 std::span<const Panel> effectPanels() { return kPanels; }
 
 std::span<const EffectPortText> effectPortTexts() { return kPortTexts; }
+
+std::optional<float> startOfControl(std::string_view kind, std::string_view identifier) {
+  const std::string path = std::string(kind) + "." + std::string(identifier);
+  for (const EffectPortText& text : kPortTexts) {
+    if (text.text.parameter == path) return text.start;
+  }
+  return std::nullopt;
+}
 
 }  // namespace morv::lv2

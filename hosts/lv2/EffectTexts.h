@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -25,6 +26,8 @@ struct EffectPortText {
   // For controls whose unit and steps the catalogue leaves open.
   ZRDSPParameterUnit unit = ZRDSPParameterUnit::generic;
   std::span<const char* const> steps{};  // names of its whole numbers, from the least on
+  // What a fresh plug-in has, where the unit itself starts with something that is not heard.
+  std::optional<float> start{};
 };
 
 // In the order of the catalogue.
@@ -35,5 +38,7 @@ const EffectFacts* factsOfEffect(std::string_view kind);
 std::span<const Panel> effectPanels();
 // In the order of the catalogue and of each effect's controls.
 std::span<const EffectPortText> effectPortTexts();
+// What a fresh plug-in has in the place of the unit's own value, if anything.
+std::optional<float> startOfControl(std::string_view kind, std::string_view identifier);
 
 }  // namespace morv::lv2

@@ -49,6 +49,11 @@ class PlainEffect {
   PlainEffect(std::string_view kind, double rateHz)
       : effect(makeEffect(kind, rateHz)), controls(controlsOf(kind, *effect)) {
     effect->prepare(static_cast<float>(rateHz), 64);
+    for (const EffectPortText& text : effectPortTexts()) {
+      const std::string start = std::string(kind) + ".";
+      const std::string path(text.text.parameter);
+      if (text.start && path.starts_with(start)) set(path.substr(start.size()), *text.start);
+    }
   }
 
   void set(const std::string& identifier, float value) {

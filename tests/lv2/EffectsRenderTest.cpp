@@ -37,6 +37,31 @@ TEST_P(EffectsRender, SoundsBitForBitAsTheEffectItself) {
   }
 }
 
+// Whoever puts one into a track hears it, and the plain sound with it.
+TEST_P(EffectsRender, IsHeardAsItComes) {
+  const EffectSound in = noise(kBlock * 1500, 12);
+  EffectHost host(world_, kRateHz);
+  host.activate();
+  host.runAll(in.left, in.right, 64);
+  double plain = 0;
+  double rest = 0;
+  double shared = 0;
+  for (std::size_t i = host.left.size() / 2; i < host.left.size(); ++i) {
+    plain += std::pow(in.left[i], 2);
+    shared += static_cast<double>(host.left[i]) * in.left[i];
+  }
+  const double dry = shared / plain;
+  for (std::size_t i = host.left.size() / 2; i < host.left.size(); ++i) {
+    rest += std::pow(host.left[i] - dry * in.left[i], 2);
+  }
+  EXPECT_GT(dry, 0.1);
+  if (facts().tellsSpectrum) {
+    EXPECT_EQ(rest, 0.0);
+  } else {
+    EXPECT_GT(rest / plain, 1.0e-3);  // 30 dB below
+  }
+}
+
 TEST_P(EffectsRender, SoundsTheSameInCyclesOfEveryMultipleOf64) {
   const EffectSound in = noise(kBlock * 384, 2);
   const Settings settings = drawnSettings(GetParam(), 4, true);
