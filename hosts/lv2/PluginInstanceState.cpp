@@ -11,6 +11,8 @@ namespace {
 
 // How long a host may take to set the ports of a session whose state it has restored.
 constexpr double kPortsFollowSeconds = 2.0;
+// Far more than any work of the queue has others follow on itself.
+constexpr int kGreatestTurns = 16;
 
 }  // namespace
 
@@ -111,8 +113,9 @@ LV2_State_Status PluginInstance::restore(LV2_State_Retrieve_Function retrieve, L
       pending->ports.emplace_back(static_cast<std::uint32_t>(port - ports_.begin()), saved.value);
     }
   }
-  // What was asked for so far shall not come behind.
-  doWaitingWork();
+  // What was asked for so far shall not come behind, nor what that asks for in turn.
+  const double now = static_cast<double>(playedFrames_.load()) / sampleRateHz_;
+  for (int turn = 0; turn < kGreatestTurns && (turn == 0 || queue_.hasDue(now)); ++turn) doWaitingWork();
   restoredText_ = std::move(text);
   setPresetName(envelope.value().preset);
   freeTakenOver();

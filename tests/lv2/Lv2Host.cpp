@@ -199,6 +199,44 @@ void Lv2Host::patchGet(std::uint32_t frame, const std::string& property) {
   });
 }
 
+void Lv2Host::patchSetOf(const std::string& subject, const std::string& property, float value) {
+  addObject(0, LV2_PATCH__Set, [&] {
+    lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__subject));
+    lv2_atom_forge_urid(&forge_, uridOf(subject));
+    lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__property));
+    lv2_atom_forge_urid(&forge_, uridOf(property));
+    lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__value));
+    lv2_atom_forge_float(&forge_, value);
+  });
+}
+
+void Lv2Host::patchGetOf(const std::string& subject, const std::string& property) {
+  addObject(0, LV2_PATCH__Get, [&] {
+    lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__subject));
+    lv2_atom_forge_urid(&forge_, uridOf(subject));
+    lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__property));
+    lv2_atom_forge_urid(&forge_, uridOf(property));
+  });
+}
+
+void Lv2Host::patchPut(std::uint32_t frame, const std::vector<std::pair<std::string, float>>& numbers,
+                       const std::vector<std::pair<std::string, std::string>>& texts) {
+  addObject(frame, LV2_PATCH__Put, [&] {
+    lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__body));
+    LV2_Atom_Forge_Frame body;
+    lv2_atom_forge_object(&forge_, &body, 0, 0);
+    for (const auto& [property, value] : numbers) {
+      lv2_atom_forge_key(&forge_, uridOf(property));
+      lv2_atom_forge_float(&forge_, value);
+    }
+    for (const auto& [property, value] : texts) {
+      lv2_atom_forge_key(&forge_, uridOf(property));
+      lv2_atom_forge_string(&forge_, value.c_str(), static_cast<std::uint32_t>(value.size()));
+    }
+    lv2_atom_forge_pop(&forge_, &body);
+  });
+}
+
 void Lv2Host::layOutEvents() {
   std::stable_sort(events_.begin(), events_.end(),
                    [](const Event& a, const Event& b) { return a.frame < b.frame; });

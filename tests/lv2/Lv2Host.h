@@ -14,6 +14,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/lv2/Lv2World.h"
@@ -60,6 +61,16 @@ class Lv2Host {
   void patchSet(std::uint32_t frame, const std::string& property, float value);
   void patchSet(std::uint32_t frame, const std::string& property, const std::string& value);
   void patchGet(std::uint32_t frame, const std::string& property);
+  // The same for a subject.
+  void patchSetOf(const std::string& subject, const std::string& property, float value);
+  void patchGetOf(const std::string& subject, const std::string& property);
+  // All properties in one message, those of text behind those of numbers.
+  void patchPut(std::uint32_t frame, const std::vector<std::pair<std::string, float>>& numbers,
+                const std::vector<std::pair<std::string, std::string>>& texts = {});
+  // Any atom as it stands.
+  void atom(std::uint32_t frame, std::vector<std::uint8_t> bytes) {
+    events_.push_back({frame, std::move(bytes)});
+  }
 
   // One cycle; its audio is appended to `left` and `right` while `keepsAudio`.
   void run(std::uint32_t frames);

@@ -11,6 +11,7 @@
 #include "platform/PropertyListValue.h"
 #include "platform/Random.h"
 #include "tests/lv2/Lv2Fixture.h"
+#include "tests/lv2/Lv2StateReading.h"
 
 namespace morv::lv2 {
 namespace {
@@ -21,17 +22,6 @@ using testing::IsEmpty;
 
 class Lv2State : public Lv2Fixture {
  protected:
-  static double unitValue(const std::string& text, const std::string& group, const std::string& identifier) {
-    const auto envelope = StateEnvelope::fromText(text);
-    EXPECT_TRUE(envelope.ok());
-    return *envelope.value()
-                .unit.find("parameters")
-                ->dictionary()
-                ->find(group)
-                ->dictionary()
-                ->find(identifier)
-                ->number();
-  }
   static double cutoffIn(const std::string& text) { return unitValue(text, "morv", "filterCutoff"); }
   void randomise(Lv2Host& host, Random& random) const {
     for (const std::string& symbol : host.parameterSymbols()) {
@@ -195,6 +185,110 @@ TEST_F(Lv2State, IsTheRestoredOneUntilACycleHasTakenItOver) {
   host.restore(saved);
 
   EXPECT_EQ(*host.save(), saved);
+}
+
+// The pending state belongs to the unit that an activation replaces.
+TEST_F(Lv2State, IsTakenOverByAnActivationToo) {
+  Lv2Host first(world_);
+  first.port("filterCutoff") = 500.0F;
+  first.activate();
+  first.run(64);
+  const std::string saved = *first.save();
+  Lv2Host host(world_);
+  host.activate();
+  host.run(64);
+
+  host.restore(saved);
+  host.activate();
+  EXPECT_EQ(cutoffIn(*host.save()), 500.0);
+  host.run(64);
+
+  EXPECT_EQ(cutoffIn(*host.save()), 500.0);
+}
+
+// A program change waits for the worker when a session is restored: the session is the later one.
+TEST_F(Lv2State, WinsOverAProgramChangeThatCameBefore) {
+  Lv2Host first(world_);
+  first.port("filterCutoff") = 500.0F;
+  first.activate();
+  first.run(64);
+  const std::string saved = *first.save();
+  for (const bool isWorkDoneBehind : {false, true}) {
+    Lv2Host host(world_);
+    host.activate();
+    host.run(64);
+    host.midi(0, {0xC0, 4});
+    host.patchSet(0, kPresetUri, "[FACTORY]_BS_Bent Wire");
+    host.layOutEvents();
+    host.runBare(64);
+
+    host.restore(saved);
+    if (isWorkDoneBehind) host.work();
+    host.runFor(64 * 20);
+
+    const auto state = StateEnvelope::fromText(*host.save());
+    EXPECT_EQ(state.value().unit, StateEnvelope::fromText(saved).value().unit) << isWorkDoneBehind;
+    EXPECT_EQ(state.value().preset, "");
+    host.notices.clear();
+    host.patchGet(0, kPresetUri);
+    host.run(64);
+    EXPECT_THAT(host.notices, testing::ElementsAre("preset="));
+  }
+}
+
+TEST_F(Lv2State, GivesWayToAProgramChangeThatComesBehind) {
+  Lv2Host first(world_);
+  first.port("filterCutoff") = 500.0F;
+  first.activate();
+  first.run(64);
+  const std::string saved = *first.save();
+  Lv2Host other(world_);
+  other.activate();
+  other.midi(0, {0xC0, 4});
+  other.runFor(64 * 20);
+  Lv2Host host(world_);
+  host.activate();
+  host.run(64);
+
+  host.restore(saved);
+  host.midi(0, {0xC0, 4});
+  host.runFor(64 * 20);
+
+  const auto state = StateEnvelope::fromText(*host.save());
+  EXPECT_EQ(state.value().preset, "[FACTORY]_INIT_Plain Fingers");
+  EXPECT_EQ(state.value().unit, StateEnvelope::fromText(*other.save()).value().unit);
+}
+
+// Of a state and what else sets parameters the later one counts. A port's memory is read in a cycle alone, so
+// one that has moved since the last cycle counts as moved behind.
+TEST_F(Lv2State, KeepsItsPlaceAmongPortsAndMessages) {
+  const std::string cutoff = std::string(kNamespace) + "filterCutoff";
+  Lv2Host first(world_);
+  first.port("filterCutoff") = 500.0F;
+  first.port("filterResonance") = 0.5F;
+  first.activate();
+  first.run(64);
+  const std::string saved = *first.save();
+
+  Lv2Host host(world_);
+  host.activate();
+  host.patchSet(63, cutoff, 777.0F);
+  host.run(64);
+  host.restore(saved);
+  host.run(64);
+  EXPECT_EQ(cutoffIn(*host.save()), 500.0) << "set before";
+
+  for (const std::uint32_t frame : {0U, 63U}) {
+    Lv2Host behind(world_);
+    behind.activate();
+    behind.run(64);
+    behind.restore(saved);
+    behind.patchSet(frame, cutoff, 777.0F);
+    behind.port("filterResonance") = 0.25F;
+    behind.run(64);
+    EXPECT_EQ(cutoffIn(*behind.save()), 777.0) << "set behind, at " << frame;
+    EXPECT_EQ(unitValue(*behind.save(), "morv", "filterResonance"), 0.25);
+  }
 }
 
 TEST_F(Lv2State, RefusesWhatIsNoStateAndPlaysOn) {
