@@ -2,14 +2,9 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
-#include <set>
-#include <thread>
-
 #include "hosts/lv2/PluginUris.h"
 #include "hosts/lv2/StateEnvelope.h"
 #include "platform/PropertyListValue.h"
-#include "platform/Random.h"
 #include "tests/lv2/Lv2Fixture.h"
 #include "tests/lv2/Lv2StateReading.h"
 
@@ -23,76 +18,7 @@ using testing::IsEmpty;
 class Lv2State : public Lv2Fixture {
  protected:
   static double cutoffIn(const std::string& text) { return unitValue(text, "morv", "filterCutoff"); }
-  void randomise(Lv2Host& host, Random& random) const {
-    for (const std::string& symbol : host.parameterSymbols()) {
-      float least = 0;
-      float greatest = 0;
-      LilvNode* low = nullptr;
-      LilvNode* high = nullptr;
-      lilv_port_get_range(world_.plugin(), world_.port(symbol), nullptr, &low, &high);
-      least = lilv_node_as_float(low);
-      greatest = lilv_node_as_float(high);
-      lilv_node_free(low);
-      lilv_node_free(high);
-      host.port(symbol) = least + (greatest - least) * random.unit31();
-    }
-  }
 };
-
-TEST_F(Lv2State, ComesBackExactlyInAnotherInstance) {
-  Random random(11);
-  Lv2Host host(world_);
-  host.activate();
-  Lv2Host other(world_);
-  for (int round = 0; round < 1000; ++round) {
-    randomise(host, random);
-    host.run(64);
-    const auto saved = host.save();
-    ASSERT_TRUE(saved);
-    ASSERT_EQ(other.restore(*saved), LV2_STATE_SUCCESS);
-    const auto again = other.save();
-    ASSERT_TRUE(again);
-    ASSERT_EQ(StateEnvelope::fromText(*again).value().unit, StateEnvelope::fromText(*saved).value().unit)
-        << "round " << round;
-    // With the ports set too, as a host does, the whole text is the same.
-    if (round % 100 != 0) continue;
-    Lv2Host whole(world_);
-    for (const std::string& symbol : host.parameterSymbols()) whole.port(symbol) = host.port(symbol);
-    whole.activate();
-    ASSERT_EQ(whole.restore(*saved), LV2_STATE_SUCCESS);
-    whole.run(64);
-    ASSERT_EQ(*whole.save(), *saved) << "round " << round;
-  }
-}
-
-TEST_F(Lv2State, SoundsTheSameWhereItIsRestored) {
-  Random random(12);
-  for (int round = 0; round < 10; ++round) {
-    Lv2Host host(world_);
-    randomise(host, random);
-    host.port("arpEnabled") = 0;
-    host.port("midiChannel") = -1;
-    host.port("ecoverb_highpass") = 0;  // held at 0 in the first unit of a process
-    host.activate();
-    host.run(64);
-    const std::string saved = *host.save();
-    const auto played = [](Lv2Host& each) {
-      each.deactivate();
-      each.activate();
-      each.left.clear();
-      for (const std::uint8_t note : {50, 57, 62}) each.noteOn(0, note);
-      each.runFor(64 * 300);
-      return each.left;
-    };
-    Lv2Host other(world_);
-    for (const std::string& symbol : host.parameterSymbols()) other.port(symbol) = host.port(symbol);
-    other.activate();
-    other.restore(saved);
-    other.run(64);
-
-    EXPECT_EQ(played(other), played(host)) << "round " << round;
-  }
-}
 
 TEST_F(Lv2State, RestoresEachParameterToItsExactValue) {
   Lv2Host host(world_);
@@ -474,79 +400,6 @@ TEST_F(Lv2State, FactoryPresetsOfTheBundleAreThoseOfTheUnit) {
   EXPECT_EQ(compared, 16);
   lilv_nodes_free(presets);
   lilv_node_free(kind);
-}
-
-TEST_F(Lv2State, OfManyInstancesOnManyThreadsIsTheirOwn) {
-  constexpr int kInstances = 64;
-  constexpr int kThreads = 8;
-  const auto play = [](Lv2Host& host, int number) {
-    host.port("filterCutoff") = 300.0F + 100.0F * static_cast<float>(number);
-    host.port("oscNoiseLevel") = 0.1F;
-    host.port("ecoverb_reverbBypass") = 0;
-    host.activate();
-    host.noteOn(0, static_cast<std::uint8_t>(30 + number));
-    host.runFor(64 * 200);
-    return host.left;
-  };
-  std::vector<std::vector<float>> alone(kInstances);
-  for (int i = 0; i < kInstances; ++i) {
-    Lv2Host host(world_);
-    alone[i] = play(host, i);
-  }
-  std::vector<std::unique_ptr<Lv2Host>> hosts;
-  for (int i = 0; i < kInstances; ++i) hosts.push_back(std::make_unique<Lv2Host>(world_));
-  std::vector<std::vector<float>> together(kInstances);
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread) {
-    threads.emplace_back([&, thread] {
-      for (int i = thread; i < kInstances; i += kThreads) together[i] = play(*hosts[i], i);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  for (int i = 0; i < kInstances; ++i) EXPECT_EQ(together[i], alone[i]) << "instance " << i;
-}
-
-// One thread renders, another restores and saves without a pause; whatever is saved is one of the states.
-TEST_F(Lv2State, IsWholeWheneverItIsSaved) {
-  Lv2Host host(world_);
-  host.keepsAudio = false;
-  host.activate();
-  std::vector<std::string> states;
-  std::set<std::string> units;
-  const auto unitText = [](const std::string& text) {
-    return StateEnvelope{StateEnvelope::fromText(text).value().unit, {}, {}}.text().value();
-  };
-  Random random(21);
-  for (int i = 0; i < 4; ++i) {
-    Lv2Host source(world_);
-    source.activate();
-    randomise(source, random);
-    source.run(64);
-    states.push_back(*source.save());
-    units.insert(unitText(states.back()));
-  }
-  host.restore(states[0]);
-  host.run(64);
-  std::atomic<bool> isEnding{false};
-  std::thread renderer([&] {
-    while (!isEnding) {
-      host.noteOn(3, 60);
-      host.run(256);
-    }
-  });
-  int saves = 0;
-  for (int i = 0; i < 400; ++i) {
-    EXPECT_EQ(host.restore(states[i % states.size()]), LV2_STATE_SUCCESS);
-    if (i % 3 == 0) std::this_thread::yield();
-    const auto saved = host.save();
-    if (!saved) continue;
-    ++saves;
-    EXPECT_EQ(units.count(unitText(*saved)), 1U) << "save " << i;
-  }
-  isEnding = true;
-  renderer.join();
-  EXPECT_EQ(saves, 400);
-  EXPECT_EQ(host.badSamples, 0U);
 }
 
 }  // namespace

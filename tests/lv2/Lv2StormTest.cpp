@@ -123,31 +123,32 @@ TEST_F(Lv2Storm, StaysFiniteAtRandomAndExtremeSettings) {
   EXPECT_LE(worst, HostBlockCutter::kGreatestSample);
 }
 
-// Cycles of sixteen frames; a minute in full. The quiet run has the same notes and a sound as rich as any.
+// Cycles of sixteen frames; a minute in full. In the quiet run the same sounds come, and each one stays.
 TEST_F(Lv2Storm, TakesEveryMoveOfEveryPort) {
+  constexpr int kCyclesOfASound = 200;
+  constexpr double kGreatestStormRatio = 4.0;
   const int cycles = static_cast<int>(48000.0 * measure(4.0, 60.0)) / 16;
-  const auto run = [&](bool moves) {
+  const auto run = [&](int cyclesOfASound) {
     const double begin = threadSeconds();
     for (int cycle = 0; cycle < cycles; ++cycle) {
       for (const Range& range : ranges_) {
         const float place = static_cast<float>(random_.unit31());
-        if (moves) host_.port(range.symbol) = range.least + (range.greatest - range.least) * place;
+        if (cycle % cyclesOfASound != 0) continue;
+        host_.port(range.symbol) = range.least + (range.greatest - range.least) * place;
       }
       host_.port("midiChannel") = -1;
       host_.port("midiMode") = 0;
       if (cycle % 1000 == 0) {
-        for (std::uint8_t note = 40; note < 56; note = static_cast<std::uint8_t>(note + 2))
+        for (std::uint8_t note = 40; note < 56; note = static_cast<std::uint8_t>(note + 2)) {
           host_.noteOn(0, note);
+        }
       }
       runTrapped(16);
     }
     return threadSeconds() - begin;
   };
-  for (const char* bypass : {"vachorus_chorusBypass", "ecoverb_reverbBypass", "basicdelay_echoBypass"}) {
-    host_.port(bypass) = 0;
-  }
-  const double quiet = run(false);
-  const double storm = run(true);
+  const double quiet = run(kCyclesOfASound);
+  const double storm = run(1);
   EXPECT_EQ(badSamples_, 0);
   std::map<std::string, float> last;
   for (const Range& range : ranges_) last[range.symbol] = host_.port(range.symbol) = range.greatest;
@@ -158,6 +159,9 @@ TEST_F(Lv2Storm, TakesEveryMoveOfEveryPort) {
   tellFigure("T20 dropped final values of ports", dropped);
   tellFigure("T20 time of the storm against a quiet run", storm / quiet);
   EXPECT_EQ(dropped, 0);
+  // More than a hundred parameters move in each sixteen frames, which costs about as much again as eight
+  // voices and three effects do in that time. Far more than that would be a fault.
+  EXPECT_LE(storm / quiet, kGreatestStormRatio);
 }
 
 // Sets of all parameters by turns, at each pace for a minute in full; the last of each is what counts.
