@@ -22,7 +22,7 @@ std::size_t countBefore(std::span<const AURenderEvent> events, AUEventSampleTime
 }  // namespace
 
 HostBlockCutter::HostBlockCutter(ZQ3Unit& unit, std::uint32_t blockFrames)
-    : unit_(unit), blockFrames_(blockFrames), renderBlock_(unit.internalRenderBlock()) {
+    : unit_(unit), blockFrames_(blockFrames), renderBlock_(unit.internalRenderBlock()), spare_(blockFrames) {
   unit_.musicalContextBlock = [this](double* tempo) {
     const double told = tempo_;
     if (!(told > 0)) return false;
@@ -44,11 +44,12 @@ void HostBlockCutter::render(double sampleTime, std::uint32_t frames, float* lef
     const std::uint32_t bytes = count * static_cast<std::uint32_t>(sizeof(float));
     AudioBufferList output;
     output.mNumberBuffers = 2;
-    output.mBuffers[0] = {1, bytes, left + done};
+    float* const leftBlock = left != right ? left + done : spare_.data();
+    output.mBuffers[0] = {1, bytes, leftBlock};
     output.mBuffers[1] = {1, bytes, right + done};
     AudioUnitRenderActionFlags flags = 0;
     renderBlock_(&flags, &timestamp, count, 0, &output, linked(events, taken), nullptr);
-    holdLevel(left + done, count);
+    holdLevel(leftBlock, count);
     holdLevel(right + done, count);
 
     events = events.subspan(taken);

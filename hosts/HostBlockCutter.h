@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "hosts/HostBlocks.h"
 #include "platform/AUInternalRenderBlock.h"
@@ -36,7 +37,7 @@ class HostBlockCutter {
   // Renders one cycle of `frames` frames that begins at `sampleTime` into two channels. `events` are in time
   // order on the same clock; their links are set here. An event goes to the block that holds its sample; one
   // from before the cycle goes to the first block, one from behind it to the last. A cycle of no frames does
-  // nothing.
+  // nothing. If both channels are one memory, what it holds behind is the right one's.
   void render(double sampleTime, std::uint32_t frames, float* left, float* right,
               std::span<AURenderEvent> events) noexcept MORV_NONBLOCKING;
 
@@ -44,6 +45,7 @@ class HostBlockCutter {
   ZQ3Unit& unit_;
   const std::uint32_t blockFrames_;
   const AUInternalRenderBlock renderBlock_;
+  std::vector<float> spare_;  // for the left channel, where the right one takes its memory
   Relaxed<double> tempo_{0.0};
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <exception>
+#include <limits>
 #include <new>
 
 #include "platform/ScopedFlushDenormals.h"
@@ -144,6 +145,14 @@ void ZQ3Unit::setTempo(float beatsPerMinute) noexcept {
 }
 
 void ZQ3Unit::setGate(int gate) noexcept { _kernel.setGate(gate); }
+
+std::uint32_t ZQ3Unit::firstAddressBehindVoices() const {
+  std::int32_t least = std::numeric_limits<std::int32_t>::max();
+  for (const ZRDSPParameter* each : _kernel.instrument->ZRDSPEntity::parameters()) {
+    least = std::min(least, each->address);
+  }
+  return static_cast<std::uint32_t>(least);
+}
 
 void ZQ3Unit::setRandomSeed(std::uint64_t seed) { _kernel.instrument->setRandomSeed(seed); }
 

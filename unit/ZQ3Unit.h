@@ -57,6 +57,9 @@ class MORV_EXPORT ZQ3Unit : public ZRAudioUnit {
   void setGate(int gate) noexcept;
   // Where the process's counter stood when this unit drew the addresses of its parameters.
   std::uint32_t firstAddress() const noexcept { return firstAddress_; }
+  // The least address in the tree that depends on it. Those below are the first voice's, which are the same
+  // in every unit.
+  std::uint32_t firstAddressBehindVoices() const;
   // Makes all random draws of the engine from here on a function of the seed. Not while rendering.
   void setRandomSeed(std::uint64_t seed);
 

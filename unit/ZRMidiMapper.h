@@ -44,6 +44,13 @@ class MORV_EXPORT ZRMidiMapper {
 
   using Loan = std::uint64_t;
 
+  // How the addresses of a unit lie to those of the first unit of a process, which draws them from 0 on:
+  // those at `from` and above have moved up by `by`, those below are alike in all units.
+  struct AddressShift {
+    std::int64_t from = 0;
+    std::int64_t by = 0;
+  };
+
   // The one mapper of the process: made at the first use, with nothing to work on but a table in memory, and
   // there until the process ends. Units lend it their services.
   static std::shared_ptr<ZRMidiMapper> sharedObject();
@@ -66,6 +73,13 @@ class MORV_EXPORT ZRMidiMapper {
   void setParameterTree(const std::shared_ptr<AUParameterTree>& tree);
   // A tree that was never set is no error. The table stays as it is.
   void takeBackParameterTree(const std::shared_ptr<AUParameterTree>& tree);
+  // Has the file mean the parameters by the addresses of a first unit from now on, whatever they are in this
+  // one, so that all units of all processes read the same from it. Loads the table or makes the default one
+  // again. An address that no unit of this shift has counts as nothing in the file. Without a call the file
+  // holds the addresses as they are.
+  void setAddressShift(AddressShift shift);
+  // Takes the table from the file again, which another mapper has written. Without one it stays as it is.
+  void reloadMapping();
   // Controller and value 0 to 127, channel 1 to 16 or 0 for a message without one. True if the message was
   // used. The setting "midiChannel" N admits channel N - 1, 0 admits all. In learn mode the controller goes
   // to the waiting parameter, which loses its former one, and "midiMappingChanged" is posted; otherwise its
@@ -117,6 +131,8 @@ class MORV_EXPORT ZRMidiMapper {
   void takeUpServices();
   void readChannel(int offset);
   std::string filePath() const;
+  std::int64_t addressFromFile(std::int64_t address) const;
+  std::int64_t addressForFile(std::int64_t address) const;
   bool learn(int controller);
   void log(const std::string& line) const;
 
@@ -130,6 +146,7 @@ class MORV_EXPORT ZRMidiMapper {
   std::uint64_t currentMappingParameter_ = 0;
   bool isWaitingForMapping_ = false;
   int midiCHannel_ = 0;
+  AddressShift shift_;
   Storage storage_;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <limits>
 #include <utility>
 
 #include "platform/PropertyListFile.h"
@@ -87,6 +88,28 @@ void ZRMidiMapper::_initStorage() {
 
 std::string ZRMidiMapper::filePath() const { return storage_.basePath + "/" + kFileName; }
 
+void ZRMidiMapper::setAddressShift(AddressShift shift) {
+  const std::scoped_lock lock(mutex_);
+  shift_ = shift;
+  _loadMappingOrCreateDefaultIfNecesarry();
+}
+
+void ZRMidiMapper::reloadMapping() {
+  const std::scoped_lock lock(mutex_);
+  if (auto table = loadMapping()) storage_.mapping = std::move(table);
+}
+
+std::int64_t ZRMidiMapper::addressFromFile(std::int64_t address) const {
+  if (address < shift_.from) return address;
+  if (address > std::numeric_limits<std::int64_t>::max() - shift_.by) return kMappedToNothing;
+  return address + shift_.by;
+}
+
+std::int64_t ZRMidiMapper::addressForFile(std::int64_t address) const {
+  if (address < shift_.from) return address;
+  return address - shift_.by >= shift_.from ? address - shift_.by : kMappedToNothing;
+}
+
 std::optional<ZRMidiMapper::Mapping> ZRMidiMapper::loadMapping() const {
   if (storage_.basePath.empty()) return std::nullopt;
   const auto file = readPropertyListFile(filePath());
@@ -99,7 +122,7 @@ std::optional<ZRMidiMapper::Mapping> ZRMidiMapper::loadMapping() const {
     const auto address = value.integer();
     // An entry that is none is left out; the others hold.
     if (parsed.ec != std::errc() || parsed.ptr != end || !address || *address < kMappedToNothing) continue;
-    table[controller] = *address;
+    table[controller] = addressFromFile(*address);
   }
   return table;
 }
@@ -123,7 +146,9 @@ std::optional<ZRMidiMapper::Mapping> ZRMidiMapper::_makeDefaultMapping() const {
 void ZRMidiMapper::_persistMapping() const {
   if (storage_.basePath.empty() || !storage_.mapping) return;
   PropertyListDictionary table;
-  for (const auto& [controller, address] : *storage_.mapping) table.set(std::to_string(controller), address);
+  for (const auto& [controller, address] : *storage_.mapping) {
+    table.set(std::to_string(controller), addressForFile(address));
+  }
   if (!writePropertyListFile(filePath(), table).ok()) log("error unable to write mapping file");
 }
 

@@ -10,7 +10,8 @@ enum class ExitCode : int {
   badInput = 3,       // an input file cannot be read or holds nonsense
   outputFailed = 4,   // the result cannot be written
   device = 5,         // an audio or MIDI device does not serve
-  interrupted = 130,  // SIGINT ended the player: 128 and its number
+  hungUp = 129,       // SIGHUP ended the player: 128 and its number
+  interrupted = 130,  // SIGINT did
   terminated = 143,   // SIGTERM did
 };
 

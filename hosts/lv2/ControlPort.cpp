@@ -23,6 +23,20 @@ const PortText& textOf(const AUParameter& parameter) {
   throw std::logic_error("no texts for the parameter " + path);
 }
 
+const PortTraits& traitsOf(const AUParameter& parameter) {
+  static constexpr PortTraits kNone;
+  const std::string path = parameter.keyPath();
+  for (const PortTrait& each : portTraits()) {
+    if (each.parameter == path) return each.traits;
+  }
+  return kNone;
+}
+
+bool isPort(const AUParameter& parameter) {
+  const auto without = parametersWithoutPort();
+  return std::find(without.begin(), without.end(), parameter.keyPath()) == without.end();
+}
+
 std::string symbolOf(const AUParameterGroup& group, const AUParameter& parameter) {
   if (group.identifier() == kInstrumentGroup) return parameter.identifier();
   return group.identifier() + "_" + parameter.identifier();
@@ -45,6 +59,11 @@ bool ControlPort::isLogarithmic() const {
   return hasUnit(*parameter, ZRDSPParameterUnit::hertz) && parameter->minValue() > 0;
 }
 
+int ControlPort::steps() const {
+  if (traits->steps > 0) return traits->steps;
+  return isInteger() ? static_cast<int>(parameter->maxValue() - parameter->minValue()) + 1 : 0;
+}
+
 float ControlPort::held(float value) const noexcept {
   const float inRange = std::clamp(value, parameter->minValue(), parameter->maxValue());
   // Adding 0 makes minus zero plain zero, which no port tells apart.
@@ -55,8 +74,9 @@ std::vector<ControlPort> controlPorts(const AUParameterTree& tree) {
   std::vector<ControlPort> ports;
   for (const auto& group : tree.children()) {
     for (const auto& parameter : group->children()) {
-      ports.push_back(
-          {parameter.get(), symbolOf(*group, *parameter), &textOf(*parameter), parameter->value()});
+      if (!isPort(*parameter)) continue;
+      ports.push_back({parameter.get(), symbolOf(*group, *parameter), &textOf(*parameter),
+                       &traitsOf(*parameter), parameter->value()});
     }
   }
   return ports;

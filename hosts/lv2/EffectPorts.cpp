@@ -5,6 +5,8 @@
 namespace morv::lv2 {
 namespace {
 
+constexpr PortTraits kNoTraits;
+
 const EffectPortText& textOf(const std::string& path) {
   for (const EffectPortText& text : effectPortTexts()) {
     if (text.text.parameter == path) return text;
@@ -45,6 +47,7 @@ EffectPorts::EffectPorts(const EffectFacts& facts, std::span<const EffectControl
     port.parameter = parameters_.back().get();
     port.symbol = control.identifier();
     port.text = &text.text;
+    port.traits = &kNoTraits;
     port.defaultValue = text.start.value_or(control.value());
   }
 }

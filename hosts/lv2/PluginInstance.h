@@ -19,6 +19,7 @@
 #include "hosts/lv2/ControlPort.h"
 #include "hosts/lv2/HostFeatures.h"
 #include "hosts/lv2/InstanceLog.h"
+#include "hosts/lv2/InstanceMapper.h"
 #include "hosts/lv2/PortWatch.h"
 #include "hosts/lv2/QueueTurner.h"
 #include "hosts/lv2/SnapshotGuard.h"
@@ -26,10 +27,10 @@
 #include "hosts/lv2/Urids.h"
 #include "platform/LockFreeRing.h"
 #include "platform/MainQueue.h"
+#include "platform/NotificationCenter.h"
 #include "platform/Relaxed.h"
 #include "unit/ZQ3Unit.h"
 #include "unit/ZRAudioUnitDelegate.h"
-#include "unit/ZRMidiMapper.h"
 
 namespace morv::lv2 {
 
@@ -37,7 +38,8 @@ namespace morv::lv2 {
 //
 // The unit's main queue is turned on the worker's thread, by a clock that counts the audio rendered. A state
 // is read and checked on the thread that restores it and taken over by the render thread at the beginning of
-// a cycle. The operations are those of an LV2 descriptor, with its rules for threads.
+// a cycle, ahead of what the ports and events of that cycle say, and of all that was asked for meanwhile: the
+// later one wins. The operations are those of an LV2 descriptor, with its rules for threads.
 class PluginInstance final : private ZRAudioUnitDelegate {
  public:
   // The host has a map. Settings, presets and mappings are those of the user.
@@ -79,14 +81,19 @@ class PluginInstance final : private ZRAudioUnitDelegate {
   void makeSounding(std::optional<std::uint32_t> firstAddress);
   bool allocate();
   void turnQueue();
+  void doWaitingWork();
   std::vector<ControlPort> portsOfFreshUnit();
   std::string stateText() const;
+  void takePending() noexcept MORV_NONBLOCKING;
   void takeOver(PendingState* pending) noexcept MORV_NONBLOCKING;
   void freeTakenOver() noexcept;
   void takePorts() noexcept MORV_NONBLOCKING;
   void readControl() noexcept MORV_NONBLOCKING;
   void readObject(std::uint32_t frame, const LV2_Atom_Object& object) noexcept MORV_NONBLOCKING;
   void readSet(std::uint32_t frame, const LV2_Atom_Object& object) noexcept MORV_NONBLOCKING;
+  void readPut(std::uint32_t frame, const LV2_Atom_Object& object) noexcept MORV_NONBLOCKING;
+  void set(std::uint32_t frame, LV2_URID property, const LV2_Atom& value) noexcept MORV_NONBLOCKING;
+  bool isSubject(const LV2_Atom_Object& message) const noexcept MORV_NONBLOCKING;
   void readGet(std::uint32_t frame, const LV2_Atom_Object& object) noexcept MORV_NONBLOCKING;
   void writeNotices() noexcept MORV_NONBLOCKING;
   const ControlPort* portWithProperty(LV2_URID property) const noexcept MORV_NONBLOCKING;
@@ -102,7 +109,8 @@ class PluginInstance final : private ZRAudioUnitDelegate {
   MainQueue queue_;
   // Guards the unit's main thread side: the queue's turns, saving, restoring, activation.
   mutable std::mutex mainMutex_;
-  std::shared_ptr<ZRMidiMapper> mapper_;
+  std::shared_ptr<InstanceMapper> mapper_;
+  NotificationCenter::Token mappingObserver_ = 0;
   std::unique_ptr<Sounding> sounding_;
   std::vector<ControlPort> ports_;
   std::vector<std::pair<LV2_URID, std::size_t>> properties_;  // of ports, ascending
@@ -115,6 +123,7 @@ class PluginInstance final : private ZRAudioUnitDelegate {
   std::string restoredText_;                // of the state that is pending, or was last
 
   std::atomic<PendingState*> pending_{nullptr};
+  std::atomic<bool> isTaking_{false};              // the render thread is carrying out what was pending
   std::atomic<PendingState*> takenOver_{nullptr};  // the last of a chain, for a thread that may free
   std::atomic<std::uint64_t> playedFrames_{0};     // since construction
   std::atomic<bool> stateHasChanged_{false};
@@ -134,6 +143,7 @@ class PluginInstance final : private ZRAudioUnitDelegate {
   LV2_Atom_Sequence* notify_ = nullptr;
   float* left_ = nullptr;
   float* right_ = nullptr;
+  const float* freewheel_ = nullptr;
 
   QueueTurner turner_;  // ends first: it uses all above
 };

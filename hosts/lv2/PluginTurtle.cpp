@@ -25,8 +25,9 @@ bool isIndexed(const AUParameter& parameter) {
 }
 
 // The unit's name, where hosts have one for it.
-std::string unitOf(const AUParameter& parameter) {
-  switch (static_cast<ZRDSPParameterUnit>(parameter.unit())) {
+std::string unitOf(const ControlPort& port) {
+  if (!port.traits->unit.empty()) return std::string(port.traits->unit);
+  switch (static_cast<ZRDSPParameterUnit>(port.parameter->unit())) {
     case ZRDSPParameterUnit::percent:
       return "units:pc";
     case ZRDSPParameterUnit::hertz:
@@ -71,6 +72,8 @@ std::string propertiesOf(const ControlPort& port) {
   if (port.isEnumeration()) add("lv2:enumeration");
   if (port.isToggled()) add("lv2:toggled");
   if (port.isLogarithmic()) add("pprops:logarithmic");
+  if (port.traits->isSetUpOnce) add("pprops:notAutomatic");
+  if (port.traits->breaksSound) add("pprops:causesArtifacts");
   return properties.empty() ? properties : "    lv2:portProperty" + properties + " ;\n";
 }
 
@@ -87,8 +90,9 @@ std::string parameterPort(const ControlPort& port, std::uint32_t index) {
                        " ;\n    lv2:default " + turtleNumber(port.defaultValue, isWhole) +
                        " ;\n    lv2:minimum " + turtleNumber(parameter.minValue(), isWhole) +
                        " ;\n    lv2:maximum " + turtleNumber(parameter.maxValue(), isWhole) + " ;\n";
-  if (const std::string unit = unitOf(parameter); !unit.empty()) turtle += "    units:unit " + unit + " ;\n";
+  if (const std::string unit = unitOf(port); !unit.empty()) turtle += "    units:unit " + unit + " ;\n";
   turtle += propertiesOf(port) + scalePoints(port);
+  if (port.steps() > 0) turtle += "    pprops:rangeSteps " + std::to_string(port.steps()) + " ;\n";
   if (port.text->priority > 0) {
     turtle += "    pprops:displayPriority " + std::to_string(port.text->priority) + " ;\n";
   }

@@ -5,8 +5,6 @@
 namespace morv::lv2 {
 namespace {
 
-constexpr std::string_view kStoredOnly = "Kept with presets; the sound does not depend on it";
-
 constexpr auto kPanels = std::to_array<Panel>({
     {"osc", "Oscillator"},
     {"sub", "Sub Oscillator"},
@@ -163,14 +161,8 @@ constexpr auto kPortTexts = std::to_array<PortText>({
     {"morv.legato", "voice", "Legato", "Legato", "Lets tied notes go on without a new attack"},
     {"morv.panSpread", "voice", "Pan Spread", "Pan Spread",
      "How far the voices stand apart between left and right"},
-    {"morv.glideAmount", "midi", "Key Glide", "Key Glide", kStoredOnly},
     {"morv.slideAmount", "slide", "Slide Amount", "Slide",
      "Depth and direction of the slide along the key as a whole"},
-    {"morv.controlA", "midi", "Controller A", "CC A", kStoredOnly, 0, true},
-    {"morv.controlB", "midi", "Controller B", "CC B", kStoredOnly, 0, true},
-    {"morv.controlC", "midi", "Controller C", "CC C", kStoredOnly, 0, true},
-    {"morv.controlX", "midi", "Controller X", "CC X", kStoredOnly, 0, true},
-    {"morv.controlY", "midi", "Controller Y", "CC Y", kStoredOnly, 0, true},
     {"morv.arpEnabled", "arp", "Arpeggiator", "Arp", "Plays the held keys one behind the other", 52},
     {"morv.arpMode", "arp", "Arp Mode", "Arp Mode", "Order of the keys"},
     {"morv.arpClockDivision", "arp", "Arp Division", "Arp Division", "Note value of one step"},
@@ -204,7 +196,6 @@ constexpr auto kPortTexts = std::to_array<PortText>({
     {"basicdelay.echoBypass", "echo", "Echo Bypass", "Echo Bypass", "Leaves the echo out"},
     {"basicdelay.echoMix", "echo", "Echo Mix", "Echo Mix", "Balance of the plain sound and the echo", 56},
     {"basicdelay.echoTime", "echo", "Echo Time", "Echo Time", "Time from echo to echo"},
-    {"basicdelay.echoRelative", "echo", "Echo Offset", "Echo Offset", kStoredOnly},
     {"basicdelay.echoFeedback", "echo", "Echo Feedback", "Echo Feedback",
      "How much of each echo comes back as the next"},
     {"basicdelay.syncTempo", "echo", "Echo Tempo Sync", "Echo Sync",
@@ -214,10 +205,37 @@ constexpr auto kPortTexts = std::to_array<PortText>({
     {"basicdelay.echoSpread", "echo", "Echo Spread", "Echo Spread", "Distance between left and right"},
 });
 
+constexpr auto kWithoutPort = std::to_array<std::string_view>({
+    "morv.glideAmount",
+    "morv.controlA",
+    "morv.controlB",
+    "morv.controlC",
+    "morv.controlX",
+    "morv.controlY",
+    "basicdelay.echoRelative",
+});
+
+constexpr auto kPortTraits = std::to_array<PortTrait>({
+    {"morv.portamentoTime", {.unit = "units:s"}},
+    {"morv.oscSubDetune", {.unit = "units:semitone12TET", .steps = 8}},
+    {"morv.midiMode", {.isSetUpOnce = true}},
+    {"morv.pitchbendRange", {.isSetUpOnce = true, .steps = 13}},
+    {"morv.voiceMode", {.breaksSound = true}},
+    {"morv.voiceNumber", {.isSetUpOnce = true, .breaksSound = true}},
+    {"morv.midiChannel", {.isSetUpOnce = true}},
+    {"vachorus.chorusBypass", {.breaksSound = true}},
+    {"ecoverb.reverbBypass", {.breaksSound = true}},
+    {"basicdelay.echoBypass", {.breaksSound = true}},
+});
+
 }  // namespace
 
 std::span<const Panel> panels() { return kPanels; }
 
 std::span<const PortText> portTexts() { return kPortTexts; }
+
+std::span<const std::string_view> parametersWithoutPort() { return kWithoutPort; }
+
+std::span<const PortTrait> portTraits() { return kPortTraits; }
 
 }  // namespace morv::lv2

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <utility>
 
 namespace morv::lv2 {
@@ -13,12 +14,12 @@ constexpr std::chrono::milliseconds kLook{10};
 
 }  // namespace
 
-QueueTurner::QueueTurner(const LV2_Worker_Schedule* schedule, std::function<void()> work)
-    : schedule_(schedule), work_(std::move(work)) {
+QueueTurner::QueueTurner(const LV2_Worker_Schedule* schedule, Work work, Failed failed)
+    : schedule_(schedule), work_(std::move(work)), failed_(std::move(failed)) {
   if (schedule_ != nullptr) return;
   thread_ = std::thread([this] {
     while (!isEnding_) {
-      runRequested();
+      runGuarded();
       std::this_thread::sleep_for(kLook);
     }
   });
@@ -34,6 +35,19 @@ void QueueTurner::request() noexcept {
   constexpr std::uint32_t kNothing = 0;
   const auto status = schedule_->schedule_work(schedule_->handle, sizeof(kNothing), &kNothing);
   if (status != LV2_WORKER_SUCCESS) isRequested_ = false;
+}
+
+void QueueTurner::requestOffline() noexcept {
+  request();
+  if (schedule_ == nullptr) runGuarded();
+}
+
+void QueueTurner::runGuarded() noexcept {
+  try {
+    runRequested();
+  } catch (const std::exception& error) {
+    failed_(error.what());
+  }
 }
 
 void QueueTurner::runRequested() {

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <functional>
+#include <string>
 #include <thread>
 
 #include "hosts/lv2/HostFeatures.h"
@@ -13,24 +14,34 @@ namespace morv::lv2 {
 // thread of its own where the host has none.
 //
 // Construction and destruction: not while rendering. The work runs on the worker's thread, one call at a
-// time; a host that renders offline may run it inside `request`.
+// time; a host that renders offline may run it inside `request`. What it throws goes to the host's worker,
+// or, without one, to `failed`.
 class QueueTurner {
  public:
-  QueueTurner(const LV2_Worker_Schedule* schedule, std::function<void()> work);
+  using Work = std::function<void()>;
+  using Failed = std::function<void(const std::string& reason)>;
+
+  QueueTurner(const LV2_Worker_Schedule* schedule, Work work, Failed failed);
   ~QueueTurner();
   QueueTurner(const QueueTurner&) = delete;
   QueueTurner& operator=(const QueueTurner&) = delete;
 
   // Render thread. Asking again before the work has begun changes nothing.
   void request() noexcept MORV_NONBLOCKING;
+  // The same for a render thread that may wait, since nobody listens: without a worker the work is done here
+  // and now, for time runs faster than any thread of ours looks.
+  void requestOffline() noexcept;
   // Asks anew if need be: a host may have dropped what it was asked for. Not while rendering.
   void forget() noexcept { isRequested_ = false; }
   // What the host's worker calls.
   void runRequested();
 
  private:
+  void runGuarded() noexcept;
+
   const LV2_Worker_Schedule* const schedule_;
-  const std::function<void()> work_;
+  const Work work_;
+  const Failed failed_;
   std::atomic<bool> isRequested_{false};
   std::atomic<bool> isEnding_{false};
   std::thread thread_;  // begins last, when all else stands

@@ -26,11 +26,15 @@ Urids::Urids(const LV2_URID_Map& map) {
   midiEvent = number(LV2_MIDI__MidiEvent);
   timePosition = number(LV2_TIME__Position);
   timeBeatsPerMinute = number(LV2_TIME__beatsPerMinute);
+  patchBody = number(LV2_PATCH__body);
   patchGet = number(LV2_PATCH__Get);
+  patchPut = number(LV2_PATCH__Put);
   patchSet = number(LV2_PATCH__Set);
+  patchSubject = number(LV2_PATCH__subject);
   patchProperty = number(LV2_PATCH__property);
   patchValue = number(LV2_PATCH__value);
   stateChanged = number(LV2_STATE__StateChanged);
+  plugin = number(kPluginUri);
   state = number(kStateUri);
   preset = number(kPresetUri);
 }

@@ -22,11 +22,15 @@ struct Urids {
   LV2_URID midiEvent;
   LV2_URID timePosition;
   LV2_URID timeBeatsPerMinute;
+  LV2_URID patchBody;
   LV2_URID patchGet;
+  LV2_URID patchPut;
   LV2_URID patchSet;
+  LV2_URID patchSubject;
   LV2_URID patchProperty;
   LV2_URID patchValue;
   LV2_URID stateChanged;
+  LV2_URID plugin;
   LV2_URID state;   // key of the saved state
   LV2_URID preset;  // the current preset's name
 };

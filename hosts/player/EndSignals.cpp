@@ -26,6 +26,9 @@ void EndSignals::take() {
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  struct sigaction former {};
+  sigaction(SIGHUP, nullptr, &former);
+  if (former.sa_handler != SIG_IGN) sigaction(SIGHUP, &action, nullptr);
 }
 
 int EndSignals::taken() noexcept { return takenSignal; }

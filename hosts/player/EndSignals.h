@@ -2,8 +2,9 @@
 
 namespace morv::player {
 
-// Takes SIGINT and SIGTERM as a wish to end: the first one is remembered, a second one ends the process at
-// once with 128 and its number. Main thread.
+// Takes SIGINT, SIGTERM and SIGHUP as a wish to end: the first one is remembered, a second one ends the
+// process at once with 128 and its number. A SIGHUP that the process was started to ignore stays ignored.
+// Main thread.
 class EndSignals {
  public:
   // From here on, for the whole process.

@@ -29,6 +29,16 @@ bool isLoopback(const sockaddr_storage& address) {
   return ntohl(reinterpret_cast<const sockaddr_in&>(address).sin_addr.s_addr) >> kNetShift == kLoopbackNet;
 }
 
+bool isSameHost(const sockaddr_storage& a, const sockaddr_storage& b) {
+  if (isLoopback(a) || isLoopback(b)) return isLoopback(a) && isLoopback(b);
+  if (a.ss_family == AF_INET6) {
+    return std::memcmp(&reinterpret_cast<const sockaddr_in6&>(a).sin6_addr,
+                       &reinterpret_cast<const sockaddr_in6&>(b).sin6_addr, sizeof(in6_addr)) == 0;
+  }
+  return reinterpret_cast<const sockaddr_in&>(a).sin_addr.s_addr ==
+         reinterpret_cast<const sockaddr_in&>(b).sin_addr.s_addr;
+}
+
 // A server on this machine answers to this machine alone, so nobody else needs to reach the port. A name may
 // stand for another loopback address than the one that the answer comes from, so the socket is not tied to
 // the server's.
@@ -82,6 +92,10 @@ Result<OscSocket> OscSocket::to(const std::string& url) {
   return OscSocket(std::move(socket), server, found->ai_addrlen);
 }
 
+bool OscSocket::isSameEnd(const sockaddr_storage& a, const sockaddr_storage& b) {
+  return a.ss_family == b.ss_family && portOf(a) == portOf(b) && isSameHost(a, b);
+}
+
 Outcome OscSocket::send(const OscMessage& message) const {
   const auto packet = message.encode();
   const auto sent = ::sendto(socket_.number(), packet.data(), packet.size(), 0,
@@ -98,7 +112,7 @@ std::optional<OscMessage> OscSocket::receive() const {
     const auto length = ::recvfrom(socket_.number(), packet.data(), packet.size(), 0,
                                    reinterpret_cast<sockaddr*>(&from), &fromLength);
     if (length < 0) return std::nullopt;
-    if (from.ss_family != server_.ss_family || portOf(from) != portOf(server_)) continue;
+    if (!isSameEnd(from, server_)) continue;
     if (auto message = OscMessage::decode({packet.data(), static_cast<std::size_t>(length)})) return message;
   }
 }

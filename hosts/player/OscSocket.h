@@ -21,9 +21,12 @@ class OscSocket {
 
   // Fails with the reason if the system does not take the packet.
   Outcome send(const OscMessage& message) const;
-  // The next message from the server's port, none if nothing waits. Packets that are no message, and those of
-  // others, are passed over.
+  // The next message from the server's host and port, none if nothing waits. Packets that are no message, and
+  // those of others, are passed over.
   std::optional<OscMessage> receive() const;
+  // Whether two addresses are one program's: the same port of the same host. All addresses of the loopback
+  // are this host's: a server reached at one of them may answer from another.
+  static bool isSameEnd(const sockaddr_storage& a, const sockaddr_storage& b);
   // To wait on, with `poll`.
   int descriptor() const noexcept { return socket_.number(); }
 

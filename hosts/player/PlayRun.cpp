@@ -69,7 +69,7 @@ PlayRun::PlayRun(PlayOptions options, std::string resources, DriverMaker makeDri
       mapper_(mapperOf(surroundings_, !options_.mapFile)),
       engine_(surroundings_, mapper_, [](const std::string& line) { cli::warn(line); }) {
   observerToken_ = engine_.unit().parameterTree()->tokenByAddingParameterObserver(
-      [this](AUParameterAddress, AUValue) { isDirty_ = true; });
+      [this](AUParameterAddress, AUValue) { hasMoved_ = true; });
 }
 
 PlayRun::~PlayRun() { engine_.unit().parameterTree()->removeParameterObserver(observerToken_); }
@@ -97,7 +97,6 @@ ExitCode PlayRun::prepare() {
     if (const ExitCode code = (this->*step)(); code != ExitCode::ok) return code;
   }
   initialState_ = engine_.unit().fullState();
-  isDirty_ = false;
   return ExitCode::ok;
 }
 
@@ -162,27 +161,45 @@ ExitCode PlayRun::connectSession(const std::string& url) {
 }
 
 // A session without a state begins like the program would begin alone. Under a session manager connections
-// are somebody else's.
+// are somebody else's. Until the driver stands under its new name the former session stays what it is; the
+// unit serves one driver at a time, so that one goes first and comes back if need be.
 Outcome PlayRun::openSession(const std::string& path, const std::string& clientId) {
   const auto state = readSessionState(path);
   if (!state) return state.failure();
-  if (driver_ != nullptr) {
-    endNotes();
-    driver_.reset();
+  endNotes();
+  driver_.reset();
+  engine_.settle();  // what waits on the queue is still the former session's
+  engine_.unit().setIsMuted(true);
+  if (Outcome opened = openDriver(clientId, false); !opened.ok()) {
+    reopenDriver();
+    engine_.unit().unmute();
+    return opened;
   }
   engine_.loadState(state.value().value_or(initialState_));
   engine_.unit().unmute();
   sessionPath_ = path;
-  if (Outcome opened = openDriver(clientId, false); !opened.ok()) return opened;
+  sessionClient_ = clientId;
+  keptState_ = engine_.unit().fullState();
   isDirty_ = false;
   return Done{};
 }
 
 Outcome PlayRun::saveSession() {
-  isDirty_ = false;
-  Outcome saved = writeSessionState(sessionPath_, engine_.unit().fullState());
-  if (!saved.ok()) isDirty_ = true;
+  PropertyListDictionary state = engine_.unit().fullState();
+  Outcome saved = writeSessionState(sessionPath_, state);
+  isDirty_ = !saved.ok();
+  if (saved.ok()) keptState_ = std::move(state);
   return saved;
+}
+
+// For the session that is open. Without success the next turns try again.
+void PlayRun::reopenDriver() {
+  if (!sessionPath_.empty()) static_cast<void>(openDriver(sessionClient_, false));
+}
+
+void PlayRun::lookForChanges() {
+  if (isDirty_ || sessionPath_.empty() || !hasMoved_.exchange(false)) return;
+  isDirty_ = engine_.unit().fullState() != keptState_;
 }
 
 Outcome PlayRun::openDriver(const std::string& clientName, bool connects) {
@@ -208,6 +225,7 @@ ExitCode PlayRun::play() {
     if (options_.seconds && seconds() - begin >= *options_.seconds) return ExitCode::ok;
     turn();
     if (session_) {
+      lookForChanges();
       if (isDirty_) session_->tellDirty(true);
       const Outcome served = session_->turn(seconds());
       if (!served.ok()) return cli::fail(ExitCode::failure, served.reason());
@@ -217,7 +235,14 @@ ExitCode PlayRun::play() {
       pause();
     }
   }
-  return EndSignals::taken() == SIGINT ? ExitCode::interrupted : ExitCode::terminated;
+  switch (EndSignals::taken()) {
+    case SIGINT:
+      return ExitCode::interrupted;
+    case SIGHUP:
+      return ExitCode::hungUp;
+    default:
+      return ExitCode::terminated;
+  }
 }
 
 void PlayRun::turn() {
@@ -227,6 +252,7 @@ void PlayRun::turn() {
   if (driver_ != nullptr) driver_->turn(now);
   if (now < nextRefresh_) return;
   nextRefresh_ = now + kSecondsBetweenRefreshes;
+  if (driver_ == nullptr) reopenDriver();
   for (SettingsSuite* each : {&surroundings_.standardSettings(), &surroundings_.sharedSettings()}) {
     static_cast<void>(each->refresh());  // tells its own messages
   }

@@ -42,8 +42,10 @@ class PlayRun {
   Outcome openSession(const std::string& path, const std::string& clientId);
   Outcome saveSession();
   Outcome openDriver(const std::string& clientName, bool connects);
+  void reopenDriver();
   cli::ExitCode play();
   void turn();
+  void lookForChanges();
   cli::ExitCode finish(cli::ExitCode code);
   void endNotes();
   double seconds() const;
@@ -57,9 +59,12 @@ class PlayRun {
   PlayerEngine engine_;
   std::unique_ptr<AudioDriver> driver_;
   std::optional<NsmSession> session_;
-  std::string sessionPath_;
+  std::string sessionPath_;              // of the session that is open
+  std::string sessionClient_;            // and the player's name in it
   PropertyListDictionary initialState_;  // before any session's
-  std::atomic<bool> isDirty_{false};
+  PropertyListDictionary keptState_;     // as the session has it
+  std::atomic<bool> hasMoved_{false};    // some parameter, perhaps to where it was
+  bool isDirty_ = false;
   std::uint64_t observerToken_ = 0;
   double nextRefresh_ = 0;
 };

@@ -145,8 +145,12 @@ TEST_F(Lv2Bundle, TellsOfEachParameterWhatTheTreeKnows) {
     const auto unit = world_.objects(port, kUnits + "unit");
     static const std::map<int, std::string> kUnitNames = {
         {3, "pc"}, {8, "hz"}, {10, "semitone12TET"}, {24, "ms"}};
+    static const std::map<std::string, std::string> kOwnUnits = {{"oscSubDetune", "semitone12TET"},
+                                                                 {"portamentoTime", "s"}};
     const auto named = kUnitNames.find(parameter.unit());
-    if (named == kUnitNames.end()) {
+    if (const auto own = kOwnUnits.find(expected.symbol); own != kOwnUnits.end()) {
+      EXPECT_THAT(unit, ElementsAre(kUnits + own->second));
+    } else if (named == kUnitNames.end()) {
       EXPECT_THAT(unit, IsEmpty());
     } else {
       EXPECT_THAT(unit, ElementsAre(kUnits + named->second));
@@ -200,6 +204,64 @@ TEST_F(Lv2Bundle, HasTextsForTheParametersOfTheTreeAndForNoOthers) {
   ASSERT_EQ(portTexts().size(), ports_.size());
   for (std::size_t i = 0; i < ports_.size(); ++i) {
     EXPECT_EQ(portTexts()[i].parameter, ports_[i].parameter->keyPath());
+  }
+}
+
+TEST_F(Lv2Bundle, LeavesOutWhatNothingDependsOnAndNothingElse) {
+  std::set<std::string> shown;
+  for (const ControlPort& port : ports_) shown.insert(port.parameter->keyPath());
+  std::vector<std::string> left;
+  for (const AUParameter* each : offline_.unit().parameterTree()->allParameters()) {
+    if (shown.count(each->keyPath()) == 0) left.push_back(each->keyPath());
+  }
+  EXPECT_THAT(left,
+              UnorderedElementsAre("morv.glideAmount", "morv.controlA", "morv.controlB", "morv.controlC",
+                                   "morv.controlX", "morv.controlY", "basicdelay.echoRelative"));
+}
+
+TEST_F(Lv2Bundle, TellsWhichPortsMoveInStepsCutTheSoundOrAreSetUpOnce) {
+  const auto symbolsWith = [this](const std::string& property) {
+    std::set<std::string> symbols;
+    for (const ControlPort& port : ports_) {
+      const auto all = world_.objects(world_.port(port.symbol), kLv2 + "portProperty");
+      if (std::find(all.begin(), all.end(), kProps + property) != all.end()) symbols.insert(port.symbol);
+    }
+    return symbols;
+  };
+  EXPECT_THAT(symbolsWith("notAutomatic"),
+              UnorderedElementsAre("midiMode", "midiChannel", "voiceNumber", "pitchbendRange"));
+  EXPECT_THAT(symbolsWith("causesArtifacts"),
+              UnorderedElementsAre("voiceMode", "voiceNumber", "vachorus_chorusBypass",
+                                   "ecoverb_reverbBypass", "basicdelay_echoBypass"));
+  EXPECT_THAT(symbolsWith("expensive"), IsEmpty());
+  std::map<std::string, std::string> steps;
+  for (const ControlPort& port : ports_) {
+    const auto told = world_.objects(world_.port(port.symbol), kProps + "rangeSteps");
+    if (!told.empty()) steps[port.symbol] = told.front();
+  }
+  const std::map<std::string, std::string> expected = {
+      {"oscSubWave", "2"},       {"oscSubOctave", "3"}, {"oscSubDetune", "8"}, {"lfoShape", "5"},
+      {"lfoRange", "3"},         {"midiMode", "2"},     {"voiceMode", "2"},    {"voiceNumber", "8"},
+      {"pitchbendRange", "13"},  {"arpMode", "5"},      {"arpRange", "3"},     {"midiChannel", "17"},
+      {"arpClockDivision", "8"},
+  };
+  EXPECT_EQ(steps, expected);
+}
+
+// Each controller that means something (wheel, expression, slide, pedal, notes off) moves the voices and no
+// parameter, so no port is bound to one.
+TEST_F(Lv2Bundle, BindsNoControllerSinceNoneMovesAParameterByItself) {
+  Lv2Host host(world_);
+  host.activate();
+  host.run(64);
+  const auto before = StateEnvelope::fromText(*host.save());
+  for (std::uint8_t controller = 0; controller < 128; ++controller) {
+    host.midi(0, {0xB0, controller, 99});
+    host.run(64);
+  }
+  EXPECT_EQ(StateEnvelope::fromText(*host.save()).value().unit, before.value().unit);
+  for (const ControlPort& port : ports_) {
+    EXPECT_THAT(world_.objects(world_.port(port.symbol), "http://lv2plug.in/ns/ext/midi#binding"), IsEmpty());
   }
 }
 

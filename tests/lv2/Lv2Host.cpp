@@ -174,6 +174,20 @@ void Lv2Host::position(std::uint32_t frame, double beatsPerMinute, float speed) 
   });
 }
 
+void Lv2Host::locate(std::uint32_t frame, double beatsPerMinute, float speed, std::int64_t songFrame,
+                     std::int64_t bar) {
+  addObject(frame, LV2_TIME__Position, [&] {
+    lv2_atom_forge_key(&forge_, uridOf(LV2_TIME__frame));
+    lv2_atom_forge_long(&forge_, songFrame);
+    lv2_atom_forge_key(&forge_, uridOf(LV2_TIME__bar));
+    lv2_atom_forge_long(&forge_, bar);
+    lv2_atom_forge_key(&forge_, uridOf(LV2_TIME__speed));
+    lv2_atom_forge_float(&forge_, speed);
+    lv2_atom_forge_key(&forge_, uridOf(LV2_TIME__beatsPerMinute));
+    lv2_atom_forge_double(&forge_, beatsPerMinute);
+  });
+}
+
 void Lv2Host::patchSet(std::uint32_t frame, const std::string& property, float value) {
   addObject(frame, LV2_PATCH__Set, [&] {
     lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__property));
@@ -196,6 +210,44 @@ void Lv2Host::patchGet(std::uint32_t frame, const std::string& property) {
   addObject(frame, LV2_PATCH__Get, [&] {
     lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__property));
     lv2_atom_forge_urid(&forge_, uridOf(property));
+  });
+}
+
+void Lv2Host::patchSetOf(const std::string& subject, const std::string& property, float value) {
+  addObject(0, LV2_PATCH__Set, [&] {
+    lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__subject));
+    lv2_atom_forge_urid(&forge_, uridOf(subject));
+    lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__property));
+    lv2_atom_forge_urid(&forge_, uridOf(property));
+    lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__value));
+    lv2_atom_forge_float(&forge_, value);
+  });
+}
+
+void Lv2Host::patchGetOf(const std::string& subject, const std::string& property) {
+  addObject(0, LV2_PATCH__Get, [&] {
+    lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__subject));
+    lv2_atom_forge_urid(&forge_, uridOf(subject));
+    lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__property));
+    lv2_atom_forge_urid(&forge_, uridOf(property));
+  });
+}
+
+void Lv2Host::patchPut(std::uint32_t frame, const std::vector<std::pair<std::string, float>>& numbers,
+                       const std::vector<std::pair<std::string, std::string>>& texts) {
+  addObject(frame, LV2_PATCH__Put, [&] {
+    lv2_atom_forge_key(&forge_, uridOf(LV2_PATCH__body));
+    LV2_Atom_Forge_Frame body;
+    lv2_atom_forge_object(&forge_, &body, 0, 0);
+    for (const auto& [property, value] : numbers) {
+      lv2_atom_forge_key(&forge_, uridOf(property));
+      lv2_atom_forge_float(&forge_, value);
+    }
+    for (const auto& [property, value] : texts) {
+      lv2_atom_forge_key(&forge_, uridOf(property));
+      lv2_atom_forge_string(&forge_, value.c_str(), static_cast<std::uint32_t>(value.size()));
+    }
+    lv2_atom_forge_pop(&forge_, &body);
   });
 }
 
@@ -253,6 +305,14 @@ void Lv2Host::work() {
   for (; workRequests_ > 0; --workRequests_) {
     worker->work(lilv_instance_get_handle(instance_), nullptr, nullptr, 0, nullptr);
   }
+}
+
+void Lv2Host::workOnce() {
+  if (workRequests_ <= 0) return;
+  --workRequests_;
+  const auto* worker = static_cast<const LV2_Worker_Interface*>(
+      lilv_instance_get_extension_data(instance_, LV2_WORKER__interface));
+  worker->work(lilv_instance_get_handle(instance_), nullptr, nullptr, 0, nullptr);
 }
 
 void Lv2Host::readNotices() {

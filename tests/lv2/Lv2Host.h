@@ -8,12 +8,14 @@
 #include <lv2/urid/urid.h>
 #include <lv2/worker/worker.h>
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/lv2/Lv2World.h"
@@ -57,9 +59,22 @@ class Lv2Host {
   }
   void noteOff(std::uint32_t frame, std::uint8_t note) { midi(frame, {0x80, note, 64}); }
   void position(std::uint32_t frame, double beatsPerMinute, float speed);
+  // The same with a place in the song.
+  void locate(std::uint32_t frame, double beatsPerMinute, float speed, std::int64_t songFrame,
+              std::int64_t bar);
   void patchSet(std::uint32_t frame, const std::string& property, float value);
   void patchSet(std::uint32_t frame, const std::string& property, const std::string& value);
   void patchGet(std::uint32_t frame, const std::string& property);
+  // The same for a subject.
+  void patchSetOf(const std::string& subject, const std::string& property, float value);
+  void patchGetOf(const std::string& subject, const std::string& property);
+  // All properties in one message, those of text behind those of numbers.
+  void patchPut(std::uint32_t frame, const std::vector<std::pair<std::string, float>>& numbers,
+                const std::vector<std::pair<std::string, std::string>>& texts = {});
+  // Any atom as it stands.
+  void atom(std::uint32_t frame, std::vector<std::uint8_t> bytes) {
+    events_.push_back({frame, std::move(bytes)});
+  }
 
   // One cycle; its audio is appended to `left` and `right` while `keepsAudio`.
   void run(std::uint32_t frames);
@@ -70,6 +85,8 @@ class Lv2Host {
   // Makes ready for `runBare`: puts the queued events into the port.
   void layOutEvents();
   void work();
+  // One piece of work, if any; any thread, beside `runBare`.
+  void workOnce();
   // Forgets what the plug-in wants done.
   void dropWork() { workRequests_ = 0; }
   // Bytes that the plug-in may use for messages from now on.
@@ -118,7 +135,7 @@ class Lv2Host {
   std::vector<float> bufferLeft_;
   std::vector<float> bufferRight_;
   std::map<std::string, float> controls_;
-  int workRequests_ = 0;
+  std::atomic<int> workRequests_{0};
   std::uint32_t noticeBytes_ = 16000;
   bool isActive_ = false;
 };

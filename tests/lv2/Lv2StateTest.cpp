@@ -2,15 +2,11 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
-#include <set>
-#include <thread>
-
 #include "hosts/lv2/PluginUris.h"
 #include "hosts/lv2/StateEnvelope.h"
 #include "platform/PropertyListValue.h"
-#include "platform/Random.h"
 #include "tests/lv2/Lv2Fixture.h"
+#include "tests/lv2/Lv2StateReading.h"
 
 namespace morv::lv2 {
 namespace {
@@ -21,88 +17,8 @@ using testing::IsEmpty;
 
 class Lv2State : public Lv2Fixture {
  protected:
-  static double unitValue(const std::string& text, const std::string& group, const std::string& identifier) {
-    const auto envelope = StateEnvelope::fromText(text);
-    EXPECT_TRUE(envelope.ok());
-    return *envelope.value()
-                .unit.find("parameters")
-                ->dictionary()
-                ->find(group)
-                ->dictionary()
-                ->find(identifier)
-                ->number();
-  }
   static double cutoffIn(const std::string& text) { return unitValue(text, "morv", "filterCutoff"); }
-  void randomise(Lv2Host& host, Random& random) const {
-    for (const std::string& symbol : host.parameterSymbols()) {
-      float least = 0;
-      float greatest = 0;
-      LilvNode* low = nullptr;
-      LilvNode* high = nullptr;
-      lilv_port_get_range(world_.plugin(), world_.port(symbol), nullptr, &low, &high);
-      least = lilv_node_as_float(low);
-      greatest = lilv_node_as_float(high);
-      lilv_node_free(low);
-      lilv_node_free(high);
-      host.port(symbol) = least + (greatest - least) * random.unit31();
-    }
-  }
 };
-
-TEST_F(Lv2State, ComesBackExactlyInAnotherInstance) {
-  Random random(11);
-  Lv2Host host(world_);
-  host.activate();
-  Lv2Host other(world_);
-  for (int round = 0; round < 1000; ++round) {
-    randomise(host, random);
-    host.run(64);
-    const auto saved = host.save();
-    ASSERT_TRUE(saved);
-    ASSERT_EQ(other.restore(*saved), LV2_STATE_SUCCESS);
-    const auto again = other.save();
-    ASSERT_TRUE(again);
-    ASSERT_EQ(StateEnvelope::fromText(*again).value().unit, StateEnvelope::fromText(*saved).value().unit)
-        << "round " << round;
-    // With the ports set too, as a host does, the whole text is the same.
-    if (round % 100 != 0) continue;
-    Lv2Host whole(world_);
-    for (const std::string& symbol : host.parameterSymbols()) whole.port(symbol) = host.port(symbol);
-    whole.activate();
-    ASSERT_EQ(whole.restore(*saved), LV2_STATE_SUCCESS);
-    whole.run(64);
-    ASSERT_EQ(*whole.save(), *saved) << "round " << round;
-  }
-}
-
-TEST_F(Lv2State, SoundsTheSameWhereItIsRestored) {
-  Random random(12);
-  for (int round = 0; round < 10; ++round) {
-    Lv2Host host(world_);
-    randomise(host, random);
-    host.port("arpEnabled") = 0;
-    host.port("midiChannel") = -1;
-    host.port("ecoverb_highpass") = 0;  // held at 0 in the first unit of a process
-    host.activate();
-    host.run(64);
-    const std::string saved = *host.save();
-    const auto played = [](Lv2Host& each) {
-      each.deactivate();
-      each.activate();
-      each.left.clear();
-      for (const std::uint8_t note : {50, 57, 62}) each.noteOn(0, note);
-      each.runFor(64 * 300);
-      return each.left;
-    };
-    Lv2Host other(world_);
-    for (const std::string& symbol : host.parameterSymbols()) other.port(symbol) = host.port(symbol);
-    other.activate();
-    other.restore(saved);
-    other.run(64);
-
-    EXPECT_EQ(played(other), played(host)) << "round " << round;
-  }
-}
 
 TEST_F(Lv2State, RestoresEachParameterToItsExactValue) {
   Lv2Host host(world_);
@@ -197,6 +113,110 @@ TEST_F(Lv2State, IsTheRestoredOneUntilACycleHasTakenItOver) {
   EXPECT_EQ(*host.save(), saved);
 }
 
+// The pending state belongs to the unit that an activation replaces.
+TEST_F(Lv2State, IsTakenOverByAnActivationToo) {
+  Lv2Host first(world_);
+  first.port("filterCutoff") = 500.0F;
+  first.activate();
+  first.run(64);
+  const std::string saved = *first.save();
+  Lv2Host host(world_);
+  host.activate();
+  host.run(64);
+
+  host.restore(saved);
+  host.activate();
+  EXPECT_EQ(cutoffIn(*host.save()), 500.0);
+  host.run(64);
+
+  EXPECT_EQ(cutoffIn(*host.save()), 500.0);
+}
+
+// A program change waits for the worker when a session is restored: the session is the later one.
+TEST_F(Lv2State, WinsOverAProgramChangeThatCameBefore) {
+  Lv2Host first(world_);
+  first.port("filterCutoff") = 500.0F;
+  first.activate();
+  first.run(64);
+  const std::string saved = *first.save();
+  for (const bool isWorkDoneBehind : {false, true}) {
+    Lv2Host host(world_);
+    host.activate();
+    host.run(64);
+    host.midi(0, {0xC0, 4});
+    host.patchSet(0, kPresetUri, "[FACTORY]_BS_Bent Wire");
+    host.layOutEvents();
+    host.runBare(64);
+
+    host.restore(saved);
+    if (isWorkDoneBehind) host.work();
+    host.runFor(64 * 20);
+
+    const auto state = StateEnvelope::fromText(*host.save());
+    EXPECT_EQ(state.value().unit, StateEnvelope::fromText(saved).value().unit) << isWorkDoneBehind;
+    EXPECT_EQ(state.value().preset, "");
+    host.notices.clear();
+    host.patchGet(0, kPresetUri);
+    host.run(64);
+    EXPECT_THAT(host.notices, testing::ElementsAre("preset="));
+  }
+}
+
+TEST_F(Lv2State, GivesWayToAProgramChangeThatComesBehind) {
+  Lv2Host first(world_);
+  first.port("filterCutoff") = 500.0F;
+  first.activate();
+  first.run(64);
+  const std::string saved = *first.save();
+  Lv2Host other(world_);
+  other.activate();
+  other.midi(0, {0xC0, 4});
+  other.runFor(64 * 20);
+  Lv2Host host(world_);
+  host.activate();
+  host.run(64);
+
+  host.restore(saved);
+  host.midi(0, {0xC0, 4});
+  host.runFor(64 * 20);
+
+  const auto state = StateEnvelope::fromText(*host.save());
+  EXPECT_EQ(state.value().preset, "[FACTORY]_INIT_Plain Fingers");
+  EXPECT_EQ(state.value().unit, StateEnvelope::fromText(*other.save()).value().unit);
+}
+
+// Of a state and what else sets parameters the later one counts. A port's memory is read in a cycle alone, so
+// one that has moved since the last cycle counts as moved behind.
+TEST_F(Lv2State, KeepsItsPlaceAmongPortsAndMessages) {
+  const std::string cutoff = std::string(kNamespace) + "filterCutoff";
+  Lv2Host first(world_);
+  first.port("filterCutoff") = 500.0F;
+  first.port("filterResonance") = 0.5F;
+  first.activate();
+  first.run(64);
+  const std::string saved = *first.save();
+
+  Lv2Host host(world_);
+  host.activate();
+  host.patchSet(63, cutoff, 777.0F);
+  host.run(64);
+  host.restore(saved);
+  host.run(64);
+  EXPECT_EQ(cutoffIn(*host.save()), 500.0) << "set before";
+
+  for (const std::uint32_t frame : {0U, 63U}) {
+    Lv2Host behind(world_);
+    behind.activate();
+    behind.run(64);
+    behind.restore(saved);
+    behind.patchSet(frame, cutoff, 777.0F);
+    behind.port("filterResonance") = 0.25F;
+    behind.run(64);
+    EXPECT_EQ(cutoffIn(*behind.save()), 777.0) << "set behind, at " << frame;
+    EXPECT_EQ(unitValue(*behind.save(), "morv", "filterResonance"), 0.25);
+  }
+}
+
 TEST_F(Lv2State, RefusesWhatIsNoStateAndPlaysOn) {
   Lv2Host host(world_);
   host.activate();
@@ -216,66 +236,6 @@ TEST_F(Lv2State, RefusesWhatIsNoStateAndPlaysOn) {
     EXPECT_EQ(*host.save(), before);
   }
   EXPECT_EQ(host.badSamples, 0U);
-}
-
-TEST_F(Lv2State, TellsTheHostWhenAPresetHasChangedIt) {
-  Lv2Host host(world_);
-  host.activate();
-  host.run(64);
-  host.run(64);
-  host.midi(0, {0xC0, 4});
-  host.runFor(64 * 4);
-  EXPECT_THAT(host.notices, testing::ElementsAre("preset=[FACTORY]_INIT_Plain Fingers", "StateChanged"));
-  const auto saved = StateEnvelope::fromText(*host.save());
-  EXPECT_EQ(saved.value().preset, "[FACTORY]_INIT_Plain Fingers");
-
-  host.notices.clear();
-  host.patchSet(0, kPresetUri, "[FACTORY]_BS_Bent Wire");
-  host.runFor(64 * 4);
-  EXPECT_THAT(host.notices, testing::ElementsAre("preset=[FACTORY]_BS_Bent Wire", "StateChanged"));
-  host.notices.clear();
-  host.patchGet(5, kPresetUri);
-  host.run(64);
-  EXPECT_THAT(host.notices, testing::ElementsAre("preset=[FACTORY]_BS_Bent Wire"));
-  host.notices.clear();
-  host.patchSet(0, kPresetUri, "no such preset");
-  host.runFor(64 * 4);
-  EXPECT_THAT(host.notices, IsEmpty());
-}
-
-TEST_F(Lv2State, ComesToTheLastOfManyPresetsThatAreAskedForAtOnce) {
-  Lv2Host host(world_);
-  host.activate();
-  for (const char* name : {"[FACTORY]_AT_Far Lantern", "[FACTORY]_AT_Tide Pool", "[FACTORY]_BS_Bent Wire",
-                           "[FACTORY]_BS_Cellar Door", "[FACTORY]_LD_Reed Pipe", "[FACTORY]_LD_Seven Saws",
-                           "[FACTORY]_PL_Copper Keys"}) {
-    host.patchSet(0, kPresetUri, name);
-  }
-  host.runFor(64 * 20);
-  EXPECT_EQ(StateEnvelope::fromText(*host.save()).value().preset, "[FACTORY]_PL_Copper Keys");
-  for (std::uint8_t program = 0; program < 12; ++program) host.midi(0, {0xC0, program});
-  host.runFor(64 * 20);
-  host.notices.clear();
-  host.patchGet(0, kPresetUri);
-  host.run(64);
-  EXPECT_EQ(StateEnvelope::fromText(*host.save()).value().preset, "[FACTORY]_PL_Brass Parade");
-  EXPECT_THAT(host.notices, testing::ElementsAre("preset=[FACTORY]_PL_Brass Parade"));
-}
-
-// A host may drop what it was to hand to the worker, when it deactivates for one.
-TEST_F(Lv2State, GoesOnTurningItsQueueWhenAHostHasDroppedWork) {
-  Lv2Host host(world_);
-  host.activate();
-  host.run(64);
-  host.midi(0, {0xC0, 4});
-  host.layOutEvents();
-  host.runBare(64);
-  host.dropWork();
-  host.deactivate();
-  host.activate();
-  host.midi(0, {0xC0, 5});
-  host.runFor(64 * 20);
-  EXPECT_EQ(StateEnvelope::fromText(*host.save()).value().preset, "[FACTORY]_INIT_Plain Saw");
 }
 
 TEST_F(Lv2State, TakesAPortsMoveForOneOnceTheHostHasHadItsTime) {
@@ -324,135 +284,6 @@ TEST_F(Lv2State, AnswersForParametersByMessages) {
   host.patchGet(0, cutoff);
   host.run(64);
   EXPECT_THAT(host.notices, Contains("filterCutoff=20000.000000"));
-}
-
-TEST_F(Lv2State, MutesAPresetsChangeForHalfASecondOfSound) {
-  Lv2Host host(world_);
-  host.activate();
-  host.run(64);
-  host.midi(0, {0xC0, 4});
-  host.run(64);
-  host.noteOn(0, 60);
-  host.run(64);
-  host.left.clear();
-  host.runFor(48000);
-  const auto sounding = std::find_if(host.left.begin(), host.left.end(), [](float x) { return x != 0.0F; });
-  EXPECT_NEAR(static_cast<double>(sounding - host.left.begin()) / 48000.0, 0.5, 0.02);
-}
-
-TEST_F(Lv2State, FactoryPresetsOfTheBundleAreThoseOfTheUnit) {
-  Lv2Host byBundle(world_);
-  LV2_URID_Map map{nullptr, [](LV2_URID_Map_Handle, const char* name) { return uridOf(name); }};
-  LilvNode* kind = lilv_new_uri(world_.lilv(), "http://lv2plug.in/ns/ext/presets#Preset");
-  LilvNodes* presets = lilv_plugin_get_related(world_.plugin(), kind);
-  int compared = 0;
-  LILV_FOREACH(nodes, each, presets) {
-    const LilvNode* preset = lilv_nodes_get(presets, each);
-    lilv_world_load_resource(world_.lilv(), preset);
-    LilvState* state = lilv_state_new_from_world(world_.lilv(), &map, preset);
-    ASSERT_NE(state, nullptr);
-    Lv2Host host(world_);
-    host.activate();
-    host.run(64);
-    lilv_state_restore(
-        state, host.instance(),
-        [](const char* symbol, void* data, const void* value, std::uint32_t size, std::uint32_t type) {
-          ASSERT_EQ(size, sizeof(float));
-          ASSERT_EQ(type, uridOf("http://lv2plug.in/ns/ext/atom#Float"));
-          static_cast<Lv2Host*>(data)->port(symbol) = *static_cast<const float*>(value);
-        },
-        &host, 0, nullptr);
-    host.run(64);
-    host.run(64);
-    const auto loaded = StateEnvelope::fromText(*host.save());
-
-    Lv2Host other(world_);
-    other.activate();
-    other.run(64);
-    other.patchSet(0, kPresetUri, loaded.value().preset);
-    other.run(64);
-    other.run(64);
-    EXPECT_EQ(StateEnvelope::fromText(*other.save()).value().unit, loaded.value().unit)
-        << loaded.value().preset;
-    lilv_state_free(state);
-    ++compared;
-  }
-  EXPECT_EQ(compared, 16);
-  lilv_nodes_free(presets);
-  lilv_node_free(kind);
-}
-
-TEST_F(Lv2State, OfManyInstancesOnManyThreadsIsTheirOwn) {
-  constexpr int kInstances = 64;
-  constexpr int kThreads = 8;
-  const auto play = [](Lv2Host& host, int number) {
-    host.port("filterCutoff") = 300.0F + 100.0F * static_cast<float>(number);
-    host.port("oscNoiseLevel") = 0.1F;
-    host.port("ecoverb_reverbBypass") = 0;
-    host.activate();
-    host.noteOn(0, static_cast<std::uint8_t>(30 + number));
-    host.runFor(64 * 200);
-    return host.left;
-  };
-  std::vector<std::vector<float>> alone(kInstances);
-  for (int i = 0; i < kInstances; ++i) {
-    Lv2Host host(world_);
-    alone[i] = play(host, i);
-  }
-  std::vector<std::unique_ptr<Lv2Host>> hosts;
-  for (int i = 0; i < kInstances; ++i) hosts.push_back(std::make_unique<Lv2Host>(world_));
-  std::vector<std::vector<float>> together(kInstances);
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread) {
-    threads.emplace_back([&, thread] {
-      for (int i = thread; i < kInstances; i += kThreads) together[i] = play(*hosts[i], i);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  for (int i = 0; i < kInstances; ++i) EXPECT_EQ(together[i], alone[i]) << "instance " << i;
-}
-
-// One thread renders, another restores and saves without a pause; whatever is saved is one of the states.
-TEST_F(Lv2State, IsWholeWheneverItIsSaved) {
-  Lv2Host host(world_);
-  host.keepsAudio = false;
-  host.activate();
-  std::vector<std::string> states;
-  std::set<std::string> units;
-  const auto unitText = [](const std::string& text) {
-    return StateEnvelope{StateEnvelope::fromText(text).value().unit, {}, {}}.text().value();
-  };
-  Random random(21);
-  for (int i = 0; i < 4; ++i) {
-    Lv2Host source(world_);
-    source.activate();
-    randomise(source, random);
-    source.run(64);
-    states.push_back(*source.save());
-    units.insert(unitText(states.back()));
-  }
-  host.restore(states[0]);
-  host.run(64);
-  std::atomic<bool> isEnding{false};
-  std::thread renderer([&] {
-    while (!isEnding) {
-      host.noteOn(3, 60);
-      host.run(256);
-    }
-  });
-  int saves = 0;
-  for (int i = 0; i < 400; ++i) {
-    EXPECT_EQ(host.restore(states[i % states.size()]), LV2_STATE_SUCCESS);
-    if (i % 3 == 0) std::this_thread::yield();
-    const auto saved = host.save();
-    if (!saved) continue;
-    ++saves;
-    EXPECT_EQ(units.count(unitText(*saved)), 1U) << "save " << i;
-  }
-  isEnding = true;
-  renderer.join();
-  EXPECT_EQ(saves, 400);
-  EXPECT_EQ(host.badSamples, 0U);
 }
 
 }  // namespace

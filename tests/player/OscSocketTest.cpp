@@ -72,5 +72,42 @@ TEST(OscSocket, PassesOverStrangersAndWhatIsNoMessage) {
   EXPECT_EQ(socket.value().receive(), std::nullopt);
 }
 
+sockaddr_storage addressOf(const char* host, std::uint16_t port) {
+  sockaddr_storage address{};
+  auto& four = reinterpret_cast<sockaddr_in&>(address);
+  auto& six = reinterpret_cast<sockaddr_in6&>(address);
+  if (inet_pton(AF_INET, host, &four.sin_addr) == 1) {
+    four.sin_family = AF_INET;
+    four.sin_port = htons(port);
+  } else {
+    EXPECT_EQ(inet_pton(AF_INET6, host, &six.sin6_addr), 1) << host;
+    six.sin6_family = AF_INET6;
+    six.sin6_port = htons(port);
+  }
+  return address;
+}
+
+TEST(OscSocket, KnowsAnEndByItsHostAndItsPort) {
+  const sockaddr_storage server = addressOf("192.0.2.7", 4000);
+  EXPECT_TRUE(OscSocket::isSameEnd(addressOf("192.0.2.7", 4000), server));
+  EXPECT_FALSE(OscSocket::isSameEnd(addressOf("192.0.2.7", 4001), server));
+  EXPECT_FALSE(OscSocket::isSameEnd(addressOf("192.0.2.8", 4000), server));
+  EXPECT_FALSE(OscSocket::isSameEnd(addressOf("127.0.0.1", 4000), server));
+  EXPECT_FALSE(OscSocket::isSameEnd(server, addressOf("127.0.0.1", 4000)));
+  EXPECT_FALSE(OscSocket::isSameEnd(addressOf("2001:db8::7", 4000), server));
+
+  const sockaddr_storage newer = addressOf("2001:db8::7", 4000);
+  EXPECT_TRUE(OscSocket::isSameEnd(addressOf("2001:db8::7", 4000), newer));
+  EXPECT_FALSE(OscSocket::isSameEnd(addressOf("2001:db8::8", 4000), newer));
+  EXPECT_FALSE(OscSocket::isSameEnd(addressOf("2001:db8::7", 4001), newer));
+  EXPECT_FALSE(OscSocket::isSameEnd(addressOf("::1", 4000), newer));
+}
+
+// The name of this machine often stands for 127.0.1.1, and what answers from there does so from 127.0.0.1.
+TEST(OscSocket, TakesAllOfTheLoopbackForOneHost) {
+  EXPECT_TRUE(OscSocket::isSameEnd(addressOf("127.0.0.1", 4000), addressOf("127.0.1.1", 4000)));
+  EXPECT_FALSE(OscSocket::isSameEnd(addressOf("127.0.0.1", 4001), addressOf("127.0.1.1", 4000)));
+}
+
 }  // namespace
 }  // namespace morv::player

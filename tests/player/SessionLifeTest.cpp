@@ -23,6 +23,7 @@ using testing::Eq;
 using testing::HasSubstr;
 using testing::Optional;
 
+constexpr int kHungUp = 129;
 constexpr int kTerminated = 143;
 constexpr const char* kOpen = "/nsm/client/open";
 constexpr const char* kSave = "/nsm/client/save";
@@ -172,6 +173,58 @@ TEST_F(SessionLife, TellsThatASessionIsDamagedAndLivesOn) {
   EXPECT_EQ(answer->integerAt(1), -1);
   EXPECT_THAT(answer->textAt(2), HasSubstr("state.plist"));
   EXPECT_TRUE(opens(folder_.path("sessions/whole"), "MORV.nABC"));
+}
+
+// No server takes a client with so long a name.
+TEST_F(SessionLife, StaysInItsSessionWhenItCannotAppearInTheNext) {
+  const std::string other = folder_.path("sessions/other");
+  ASSERT_TRUE(opens(path_, "MORV.nABC"));
+  ASSERT_TRUE(listener_.connectTo("MORV.nABC"));
+  listener_.send(0xB0, kController, 0);
+  ASSERT_TRUE(manager_.receive("/nsm/client/is_dirty", kPatienceSeconds).has_value());
+
+  manager_.send(OscMessage(kOpen, {other, "MORV", std::string(400, 'n')}));
+  const auto answer = manager_.receive("/error", kPatienceSeconds);
+
+  ASSERT_TRUE(answer.has_value());
+  EXPECT_EQ(answer->textAt(0), kOpen);
+  EXPECT_TRUE(hasPort("MORV.nABC:out_left"));
+  ASSERT_TRUE(saves());
+  EXPECT_EQ(savedVolume(path_), 0.0);
+  EXPECT_FALSE(std::filesystem::exists(other));
+}
+
+// A state of another form is tried again a second later, which changes nothing.
+TEST_F(SessionLife, HasNothingToSaveBehindAnOpen) {
+  constexpr double kLongEnoughSeconds = 1.5;
+  std::filesystem::create_directories(path_);
+  folder_.write("sessions/song/MORV.nABC/state.plist",
+                std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?><plist version=\"1.0\"><dict>"
+                            "<key>parameters</key><integer>3</integer></dict></plist>"));
+  ASSERT_TRUE(opens(path_, "MORV.nABC")) << player_->messages();
+
+  EXPECT_FALSE(manager_.receive("/nsm/client/is_dirty", kLongEnoughSeconds).has_value());
+
+  ASSERT_TRUE(listener_.connectTo("MORV.nABC"));
+  listener_.send(0xB0, kController, 0);
+  EXPECT_TRUE(manager_.receive("/nsm/client/is_dirty", kPatienceSeconds).has_value());
+}
+
+// What a terminal sends to its programs when it is closed; here with a setting that the disk does not know
+// yet.
+TEST_F(SessionLife, EndsWithItsSettingsSavedWhenItsTerminalIsGone) {
+  player_ = start({"play", "--setting", "midiNotePriority=2"}, {{"NSM_URL", manager_.url()}});
+  ASSERT_TRUE(manager_.receive("/nsm/server/announce", kPatienceSeconds).has_value());
+  ASSERT_TRUE(opens(path_, "MORV.nABC"));
+
+  player_->signal(SIGHUP);
+
+  EXPECT_THAT(player_->status(kPatienceSeconds), Eq(kHungUp));
+  const auto file = readPropertyListFile(folder_.path("config/morv/group.org.morv.plist"));
+  ASSERT_TRUE(file.ok());
+  const PropertyListValue* saved = file.value().dictionary()->find("midiNotePriority");
+  ASSERT_NE(saved, nullptr);
+  EXPECT_THAT(saved->integer(), Optional(2));
 }
 
 TEST_F(SessionLife, EndsAtOnceWhenItsManagerEndsIt) {
