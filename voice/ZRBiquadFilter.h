@@ -50,6 +50,9 @@ class ZRBiquadFilter : public ZRDSPFilter {
   void computeOnePole(double* c) const noexcept MORV_NONBLOCKING;
   bool settingsChanged() const noexcept MORV_NONBLOCKING;
   void storeSettings() noexcept MORV_NONBLOCKING;
+  bool passesUnchanged(const double* delays) const noexcept MORV_NONBLOCKING;
+  static void passUnchanged(double* delays, const float* in, float* out,
+                            int frames) noexcept MORV_NONBLOCKING;
   void stepRunningCoefficients() noexcept MORV_NONBLOCKING;
 
   float lastCutoff_ = 0;

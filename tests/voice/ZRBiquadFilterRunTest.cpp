@@ -158,6 +158,28 @@ TEST(ZRBiquadFilterRun, CoefficientsGoHalfOfTheWayPerSampleUntilTheySitOnTheirTa
   }
 }
 
+// What its input and output still differ by when the gain has just gone is given up 200 dB below full scale.
+TEST(ZRBiquadFilterRun, AMonoBellWithoutGainFollowsThePlainFormAtAnyBlockSize) {
+  constexpr double kRounding = 1.2e-7;  // of the floats that come out, below 2
+  for (const int block : {1, 7, 64, 500}) {
+    ZRBiquadFilter filter(ZRBiquadType::peaking, 1000, 1, 2, kRateF);
+    PlainCascade plain(sectionsOf(filter));
+    const auto in = makeNoise(4000, 1.0F, 1);
+    std::vector<float> out(in.size());
+    for (int n = 0; n < 4000; n += block) {
+      const int frames = std::min(block, 4000 - n);
+      filter.gain = n < 1000 || n >= 3000 ? 0.0F : 9.0F;
+      filter.filterCutoff = 3500.0F;
+      filter.runFilter(in.data() + n, nullptr, out.data() + n, nullptr, frames);
+      plain.target = sectionsOf(filter);
+      for (int i = n; i < n + frames; ++i) {
+        const auto at = static_cast<std::size_t>(i);
+        ASSERT_NEAR(out[at], plain.next(static_cast<double>(in[at])), kRounding) << block << ": " << i;
+      }
+    }
+  }
+}
+
 TEST(ZRBiquadFilterRun, RampSpansBlocksOfAnySize) {
   const auto in = makeNoise(128);
   const auto runWith = [&](int frames) {
