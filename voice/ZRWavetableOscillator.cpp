@@ -289,8 +289,7 @@ void ZRWavetableOscillator::runVoiceMode(float* left, int frames) noexcept {
 void ZRWavetableOscillator::addSub(float* left, int frames) noexcept {
   if (subLevel == 0.0F) return;
   const float* sub = table(subWave != 0 ? 4 : 0) + readOffset_;
-  for (int n = 0; n < frames; ++n)
-    left[n] += readTable(sub, phaseThreeBuffer[static_cast<std::size_t>(n)]) * subLevel;
+  voiceKernels().addTable(sub, phaseThreeBuffer.data(), subLevel, left, frames);
 }
 
 int ZRWavetableOscillator::clampedWave(int wave) const noexcept {
