@@ -102,6 +102,10 @@ inline void storeTile(Tile& tile, const SEMFilterLane* lanes, int count, int at,
 
 // hp = alpha0 (x - rho z1 - z2), bp = tanh(alpha hp + z1), lp = alpha bp + z2;
 // z1 = alpha hp + bp, z2 = alpha bp + lp. Below mode 1 lp fades to hp, above it hp to bp.
+//
+// What goes into the tangent is alpha0 (alpha (x - z2) + z1), since 1 - alpha alpha0 rho = alpha0. Written by
+// the state ahead of the last bp it is e + f bp: all but one step of it is ready before bp is, so that little
+// more than the tangent itself stands between one sample and the next.
 void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
   const float* in[kWidth] = {};
   const float* alphas[kWidth] = {};
@@ -120,6 +124,10 @@ void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
     z2[l] = *lanes[l].z2;
   }
   const Lanes one = Lanes{} + 1.0F;
+  Lanes earlierZ2 = z2;
+  Lanes earlierDriven = z1;
+  Lanes earlierBp{};
+  Lanes twiceEarlierAlpha{};
   Tile x;
   Tile alpha;
   Tile alpha0;
@@ -133,11 +141,18 @@ void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
     loadTile(rho, rhos, count, at, samples);
     loadTile(mode, modes, count, at, samples);
     for (int i = 0; i < samples; ++i) {
+      const Lanes a = alpha.rows[i];
+      const Lanes e = alpha0.rows[i] * (a * (x.rows[i] - earlierZ2) + earlierDriven);
+      const Lanes f = alpha0.rows[i] * (one - a * twiceEarlierAlpha);
+      const Lanes bp = tanhRational(boundedLanes(e + f * earlierBp, kTanhBound));
       const Lanes hp = alpha0.rows[i] * (x.rows[i] - rho.rows[i] * z1 - z2);
-      const Lanes driven = alpha.rows[i] * hp;
-      const Lanes bp = tanhRational(boundedLanes(driven + z1, kTanhBound));
-      const Lanes second = alpha.rows[i] * bp;
+      const Lanes driven = a * hp;
+      const Lanes second = a * bp;
       const Lanes lp = second + z2;
+      earlierZ2 = z2;
+      earlierDriven = driven;
+      earlierBp = bp;
+      twiceEarlierAlpha = a + a;
       z1 = driven + bp;
       z2 = second + lp;
       const Lanes m = mode.rows[i];

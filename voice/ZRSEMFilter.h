@@ -52,6 +52,8 @@ class ZRSEMFilter : public ZRDSPFilter {
   double rho = 0;         // 2 R + g
 
  private:
+  bool holdsStill(const ZRDSPParameter& parameter, const float* modulation,
+                  int frames) const noexcept MORV_NONBLOCKING;
   void setCoefficients(float c, float r) noexcept MORV_NONBLOCKING;
   bool fillCoefficients(int frames) noexcept MORV_NONBLOCKING;
   void runRecursion(const float* in1, const float* in2, float* out1, float* out2, int coefficientStep,

@@ -49,6 +49,7 @@ void ZRTurboVoice::makeModules(float sampleRateHz, int blockSizeFrames) {
 
   lfo->pulseMode = 0;
   lfo->lfoMode = true;
+  lfo->leavesUnreadRight = true;
   lfo->level = 1.0F;
 
   // Each registers its sources as it takes the matrix, so this order numbers them.
@@ -171,15 +172,10 @@ void ZRTurboVoice::followControls(int frames) noexcept {
   smoothedPan = panSmoothing * (smoothedPan - panTarget) + panTarget;
 
   // The fade row works only while no other row feeds the LFO amplifier's volume.
-  rowFadeToLfo->active = modwheelLFOAmount.value == 0.0F && lfoAmountPressModAmount.value == 0.0F &&
-                         lfoAmountSlideModAmount.value == 0.0F;
   const float fadeIn = lfoFadeIn.value;
-  if (fadeIn == 0.0F) {
-    rowFadeToLfo->active = false;
-    lfoAmp->volume = kFullyOpen;
-  } else {
-    lfoAmp->volume = 0.0F;
-  }
+  rowFadeToLfo->active = fadeIn != 0.0F && modwheelLFOAmount.value == 0.0F &&
+                         lfoAmountPressModAmount.value == 0.0F && lfoAmountSlideModAmount.value == 0.0F;
+  lfoAmp->volume = fadeIn == 0.0F ? kFullyOpen : 0.0F;
 
   ampEnvelope->attack = squared(2.0F * env1Attack.value);
   ampEnvelope->decay = squared(2.5F * env1Decay.value);
@@ -256,13 +252,24 @@ void ZRTurboVoice::runDrive(float* signal, int frames) noexcept {
   driveTone->runFilter(driven_.data(), nullptr, signal, nullptr, frames);
 }
 
+// All voices of a block have one row array, and only the fade row changes on their way.
+void ZRTurboVoice::runRows(int frames, SeenRows* rows) noexcept {
+  const SeenRows now{modMatrix->getMatrixCore().get(), rowFadeToLfo->active};
+  if (now.core == rows->core && now.fadeIsActive == rows->fadeIsActive) {
+    modMatrix->runMatrixAsPresent(frames);
+  } else {
+    modMatrix->runMatrix(frames);
+  }
+  *rows = now;
+}
+
 // Everything ahead of the filter. Returns whether the voice sounds at all.
-bool ZRTurboVoice::runSources(int frames, float tempo) noexcept {
+bool ZRTurboVoice::runSources(int frames, float tempo, SeenRows* rows) noexcept {
   ZRDSPVoice::runGenerator(nullptr, nullptr, frames, tempo);
   followControls(frames);
   if (!active || frames == 0) return false;
   runLfo(frames, tempo);
-  modMatrix->runMatrix(frames);
+  runRows(frames, rows);
   fadeEnvelope->runGenerator(frames, tempo);
   lfoAmp->runAmp(frames, tempo);
   runOscillator(frames, tempo);
@@ -293,11 +300,12 @@ void ZRTurboVoice::runGenerators(ZRDSPVoice* const* bank, int count, float* left
                                  float tempo) noexcept {
   std::array<ZRTurboVoice*, VoiceKernels::kLanes> sounding{};
   std::array<SEMFilterLane, VoiceKernels::kLanes> lanes{};
+  SeenRows rows;
   for (int next = 0; next < count;) {
     int lane = 0;
     for (; next < count && lane < VoiceKernels::kLanes; ++next) {
       auto* voice = static_cast<ZRTurboVoice*>(bank[next]);
-      if (!voice->runSources(frames, tempo)) continue;
+      if (!voice->runSources(frames, tempo, &rows)) continue;
       const auto at = static_cast<std::size_t>(lane++);
       float* signal = voice->modMatrix->sourceBuffer(voice->waveOscillator->outputSourceLeft);
       sounding[at] = voice;

@@ -80,11 +80,18 @@ class ZRTurboVoice : public ZRDSPVoice {
   modMatrixRow* rowNoteToPitch = nullptr;
 
  private:
+  // The row array that a block has looked through, and how the fade row stood then.
+  struct SeenRows {
+    const ModMatrixCore* core = nullptr;
+    bool fadeIsActive = false;
+  };
+
   void makeModules(float sampleRateHz, int blockSizeFrames);
   void makeRows();
   void gateEnvelopes(int newGate, int newVelocity) noexcept MORV_NONBLOCKING;
   void followControls(int frames) noexcept MORV_NONBLOCKING;
-  bool runSources(int frames, float tempo) noexcept MORV_NONBLOCKING;
+  void runRows(int frames, SeenRows* rows) noexcept MORV_NONBLOCKING;
+  bool runSources(int frames, float tempo, SeenRows* rows) noexcept MORV_NONBLOCKING;
   void runOutput(float* left, float* right, int frames, float tempo) noexcept MORV_NONBLOCKING;
   void runLfo(int frames, float tempo) noexcept MORV_NONBLOCKING;
   void runOscillator(int frames, float tempo) noexcept MORV_NONBLOCKING;

@@ -198,17 +198,17 @@ void ZRVAOscillator::fillHistories(bool first, bool second, bool third, int fram
     c[i] = (1.0F - secondPhases[i] * secondPhases[i]) * signs[i];
 }
 
-void ZRVAOscillator::runWave(int wave, float* left, float* right, int frames) noexcept {
+void ZRVAOscillator::runWave(int wave, float* left, float* right, bool isRightWanted, int frames) noexcept {
   const float scale = sampleRate / (4.0F * frequency);
   const float* phases = phaseBuffer.data();
   const float* secondPhases = secondPhaseBuffer.data();
   const float* signs = signBuffer.data();
   if (wave == 0) {
     voiceKernels().sinPi(phases, left, frames);
-    voiceKernels().sinPi(secondPhases, right, frames);
+    if (isRightWanted) voiceKernels().sinPi(secondPhases, right, frames);
   } else if (wave == 1 || wave == 2) {
     differentiate(historyA.data(), scale, left, frames);
-    differentiate(historyB.data(), scale, right, frames);
+    if (isRightWanted || wave == 2) differentiate(historyB.data(), scale, right, frames);
     if (wave == 2) {
       for (int i = 0; i < frames; ++i) left[i] -= right[i];
     }
@@ -216,11 +216,12 @@ void ZRVAOscillator::runWave(int wave, float* left, float* right, int frames) no
     const float* c = historyC.data();
     const float slope = sampleRate / frequency;
     for (int i = 0; i < frames; ++i) left[i] = (c[i + 1] - c[i]) * slope * 0.25F;
-    differentiate(historyB.data(), scale, right, frames);
+    if (isRightWanted) differentiate(historyB.data(), scale, right, frames);
   } else if (wave == 4 && lfoMode) {
     const float held = heldValue;
     const float other = 1.0F - held;
     for (int i = 0; i < frames; ++i) left[i] = signs[i] * held;
+    if (!isRightWanted) return;
     for (int i = 0; i < frames; ++i) right[i] = signs[i] * other;
   } else if (wave == 5 && lfoMode) {
     for (int i = 0; i < frames; ++i) left[i] = static_cast<float>(2.0 * random_.unitDouble() - 1.0);
@@ -247,13 +248,27 @@ void ZRVAOscillator::smoothOutput(float* left, int frames) noexcept {
 }
 
 void ZRVAOscillator::runGenerator(float* left, float* right, int frames, float tempo) noexcept {
+  runOutputs(left, right, true, frames, tempo);
+}
+
+void ZRVAOscillator::runGenerator(int frames, float tempo) noexcept {
+  if (modMatrix == nullptr) return;
+  float* left = modMatrix->sourceBuffer(outputSourceLeft);
+  float* right = modMatrix->sourceBuffer(outputSourceRight);
+  if (left == nullptr || right == nullptr) return;
+  runOutputs(left, right, !leavesUnreadRight || modMatrix->isRead(outputSourceRight), frames, tempo);
+}
+
+void ZRVAOscillator::runOutputs(float* left, float* right, bool isRightWanted, int frames,
+                                float tempo) noexcept {
   if (frames <= 0) return;
   runPhaseIncrement(frames, tempo);
   if (pulseMode == 0) {
     const int wave = oscWave.intValue() + truncatedInt(firstDestinationSampleOf(oscWave));
     const bool isPlain = wave < 0 || wave > 5;
-    fillHistories(wave == 1 || wave == 2 || isPlain, wave >= 1 && wave <= 3, wave == 3, frames);
-    runWave(wave, left, right, frames);
+    const bool takesSecond = wave == 2 || (isRightWanted && (wave == 1 || wave == 3));
+    fillHistories(wave == 1 || wave == 2 || isPlain, takesSecond, wave == 3, frames);
+    runWave(wave, left, right, isRightWanted, frames);
   } else {
     fillHistories(true, true, false, frames);
     const float scale = sampleRate / (4.0F * frequency);
