@@ -104,6 +104,12 @@ class ZRDSPModMatrix {
   // Makes the first `frames` samples of an existing source one value. While nobody asks for the buffer, the
   // matrix knows that it holds still, and its rows cost no more than one sample.
   void holdSource(int source, float value, int frames) noexcept MORV_NONBLOCKING;
+  bool isSourceHeld(int source, int frames) const noexcept MORV_NONBLOCKING {
+    return source >= 0 && source < kMaxModRows &&
+           heldSources_[static_cast<std::size_t>(source)].frames >= frames;
+  }
+  // A source's buffer for reading alone.
+  const float* readSource(int source) const noexcept MORV_NONBLOCKING;
   // Whether some row may take this source.
   bool isRead(int source) const noexcept MORV_NONBLOCKING {
     return matrixCore != nullptr && source >= 0 && source < kMaxModRows &&
@@ -152,7 +158,6 @@ class ZRDSPModMatrix {
     int frames = 0;
   };
   void clearDestinations(int frames) noexcept MORV_NONBLOCKING;
-  const float* readSource(int source) const noexcept MORV_NONBLOCKING;
   bool runHeldRow(const modMatrixRow& row, float gain, int frames) noexcept MORV_NONBLOCKING;
   void writeSum(std::size_t destination, int frames) noexcept MORV_NONBLOCKING;
   void runGlobalMatrix(int frames) noexcept MORV_NONBLOCKING;

@@ -150,6 +150,12 @@ void ZRSEMFilter::runRecursion(const float* in1, const float* in2, float* out1, 
   z4 = s4;
 }
 
+// The poles lie at w (R +- sqrt(R^2 - 1)) with w near 2 alpha a sample; R is 1 at the most.
+float ZRSEMFilter::memorySamples() const noexcept {
+  const float a = laneAlphas_[0];
+  return 1.0F / ((laneRhos_[0] - a) * a);
+}
+
 bool ZRSEMFilter::holdsStill(const ZRDSPParameter& parameter, const float* modulation,
                              int frames) const noexcept {
   return modulation == nullptr || modMatrix->isHeld(parameter.address, frames) ||

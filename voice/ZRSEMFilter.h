@@ -31,6 +31,8 @@ class ZRSEMFilter : public ZRDSPFilter {
   // and with approximated tangent and tanh: within 100 dB of `runFilter`. The second channel stands still.
   // The lane refers to this filter's memory and states; run it before the next block.
   SEMFilterLane laneFor(const float* in, float* out, int frames) noexcept MORV_NONBLOCKING;
+  // Samples in which what the present coefficients keep falls to 1/e; of the lane's first sample.
+  float memorySamples() const noexcept MORV_NONBLOCKING;
   // Brings the coefficients up to one sample of the present block. The tangent is taken only when the limited
   // cutoff or resonance has changed.
   void _updateCoefficients(int sampleIndex) noexcept MORV_NONBLOCKING;

@@ -122,6 +122,7 @@ void ZRTurboVoice::makeRows() {
 void ZRTurboVoice::reset() {}
 
 void ZRTurboVoice::prepare(float sampleRateHz, int blockSizeFrames) {
+  wake();
   ZRDSPVoice::prepare(sampleRateHz, blockSizeFrames);
   const std::array<ZRDSPEntity*, 8> modules = {waveOscillator.get(), filter.get(),      lfo.get(),
                                                ampEnvelope.get(),    modEnvelope.get(), fadeEnvelope.get(),
@@ -143,17 +144,20 @@ void ZRTurboVoice::gateEnvelopes(int newGate, int newVelocity) noexcept {
 }
 
 void ZRTurboVoice::setGateWithNote(int newGate, int newNote, int newVelocity) noexcept {
+  wake();
   ZRDSPVoice::setGateWithNote(newGate, newNote, newVelocity);
   gateEnvelopes(newGate, newVelocity);
 }
 
 void ZRTurboVoice::setGateWithNoteAndPitchbend(int newGate, int newNote, int newVelocity,
                                                float bend) noexcept {
+  wake();
   ZRDSPVoice::setGateWithNoteAndPitchbend(newGate, newNote, newVelocity, bend);
   gateEnvelopes(newGate, newVelocity);
 }
 
 void ZRTurboVoice::setGate(int newGate) noexcept {
+  wake();
   gate = newGate;
   ampEnvelope->setGate(newGate, 1.0F);
   modEnvelope->setGate(newGate, 1.0F);
@@ -265,20 +269,32 @@ void ZRTurboVoice::runRows(int frames, SeenRows* rows) noexcept {
 
 // Everything ahead of the filter. Returns whether the voice sounds at all.
 bool ZRTurboVoice::runSources(int frames, float tempo, SeenRows* rows) noexcept {
+  if (sleepsOn(frames, tempo)) {
+    ZRDSPVoice::runGenerator(nullptr, nullptr, frames, tempo);
+    followControls(frames);
+    return false;
+  }
   ZRDSPVoice::runGenerator(nullptr, nullptr, frames, tempo);
   followControls(frames);
   if (!active || frames == 0) return false;
+  runToFilter(frames, tempo, rows);
+  return true;
+}
+
+// From the LFO to the filter's settings; returns the buffer with what is to be filtered.
+float* ZRTurboVoice::runToFilter(int frames, float tempo, SeenRows* rows) noexcept {
   runLfo(frames, tempo);
   runRows(frames, rows);
   fadeEnvelope->runGenerator(frames, tempo);
   lfoAmp->runAmp(frames, tempo);
   runOscillator(frames, tempo);
-  voiceKernels().tanhInPlace(modMatrix->sourceBuffer(waveOscillator->outputSourceLeft), frames);
+  float* signal = modMatrix->sourceBuffer(waveOscillator->outputSourceLeft);
+  voiceKernels().tanhInPlace(signal, frames);
   modEnvelope->runGenerator(frames, tempo);
   filter->filterCutoff = filterCutoff.value;
   filter->filterResonance = filterResonance.value;
   filter->filterMode = filterMode.value;
-  return true;
+  return signal;
 }
 
 // Everything behind the filter.
@@ -289,6 +305,7 @@ void ZRTurboVoice::runOutput(float* left, float* right, int frames, float tempo)
   // One buffer goes in as both inputs, so the amplifier's gain acts on it twice.
   outputAmp->pan = smoothedPan;
   outputAmp->runAmp(signal, signal, left, right, frames, tempo);
+  watchForSleep(frames, tempo);
 }
 
 void ZRTurboVoice::runGenerator(float* left, float* right, int frames, float tempo) noexcept {

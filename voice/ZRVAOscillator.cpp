@@ -7,6 +7,7 @@
 #include "modulation/ZRDSPModMatrix.h"
 #include "render/BlockLimits.h"
 #include "voice/OscillatorLaws.h"
+#include "voice/PhaseWalk.h"
 #include "voice/Smoothing.h"
 #include "voice/VoiceKernels.h"
 
@@ -167,6 +168,53 @@ void ZRVAOscillator::advancePhases(int frames) noexcept {
   secondPhase = q;
   sign = s;
   heldValue = held;
+}
+
+namespace {
+
+// A phase that starts anew at -1 with each wrap, `frames` steps on.
+struct SkippedPhase {
+  std::int64_t wraps = 0;
+  std::int64_t lastWrap = 0;  // steps up to and with the last one
+};
+
+SkippedPhase skipCycles(float* phase, float step, std::int64_t frames) noexcept {
+  SkippedPhase skipped;
+  PhaseWalk walk = walkPhase(*phase, step, 1.0F, frames);
+  *phase = walk.position;
+  if (!walk.reachesEnd) return skipped;
+  skipped = {1, walk.steps};
+  *phase = -1.0F;
+  if (skipped.lastWrap == frames) return skipped;
+  walk = walkPhase(-1.0F, step, 1.0F, frames - skipped.lastWrap);
+  if (walk.reachesEnd) {
+    const std::int64_t cycles = (frames - skipped.lastWrap) / walk.steps;
+    skipped.wraps += cycles;
+    skipped.lastWrap += cycles * walk.steps;
+    walk = walkPhase(-1.0F, step, 1.0F, frames - skipped.lastWrap);
+  }
+  *phase = skipped.lastWrap == frames ? -1.0F : walk.position;
+  return skipped;
+}
+
+}  // namespace
+
+bool ZRVAOscillator::isSteady(int frames) const noexcept {
+  const int wave = oscWave.intValue() + truncatedInt(firstDestinationSampleOf(oscWave));
+  return lfoMode && pulseMode == 0 && wrapCallback == nullptr && frequency > 0.0F && wave >= 0 && wave <= 4 &&
+         holdsStill(oscCents, frames) && holdsStill(oscFreq, frames);
+}
+
+void ZRVAOscillator::skip(std::int64_t frames, int blockFrames) noexcept {
+  if (frames <= 0) return;
+  const float step = 2.0F * frequency / sampleRate;
+  const SkippedPhase first = skipCycles(&phase, step, frames);
+  if (first.wraps > 0) heldValue = noiseTable[static_cast<std::size_t>((first.lastWrap - 1) % blockFrames)];
+  const SkippedPhase second = skipCycles(&secondPhase, step, frames);
+  if (second.wraps % 2 != 0) sign = sign > 0.0F ? -1.0F : 1.0F;
+  historyA[0] = phase * phase;
+  historyB[0] = secondPhase * secondPhase;
+  historyC[0] = (1.0F - secondPhase * secondPhase) * sign;
 }
 
 void ZRVAOscillator::runPhaseIncrement(int frames, float tempo) noexcept {

@@ -39,6 +39,13 @@ class ZRVAOscillator : public ZRDSPOscillator {
   // The matrix's sources; with `leavesUnreadRight` the second only while some row takes it.
   void runGenerator(int frames, float tempo) noexcept MORV_NONBLOCKING override;
 
+  // Whether the last block's steps were all alike and its wave is one of the five that draw no random
+  // numbers, so that `skip` may follow.
+  bool isSteady(int frames) const noexcept MORV_NONBLOCKING;
+  // Moves phases, sign and held value on by so many frames as blocks of `blockFrames` at the last block's
+  // frequency would, to the bit. The output smoother stands still. LFO mode, without a `wrapCallback`.
+  void skip(std::int64_t frames, int blockFrames) noexcept MORV_NONBLOCKING;
+
   bool leavesUnreadRight = false;
   int pulseMode = 0;     // 0: the wave that oscWave names; 1: pulse of two saws, oscWave the second's gain
   bool bpmSync = false;  // oscFreq x 8 names a division of the tempo, from 4 bars (0) to a 64th (8)

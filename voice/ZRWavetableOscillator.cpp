@@ -144,6 +144,34 @@ void ZRWavetableOscillator::runFrequency(int frames) noexcept {
       increments_[static_cast<std::size_t>(frames) - 1] * settings.rate / settings.size / settings.scale;
 }
 
+ZRWavetableOscillator::Steps ZRWavetableOscillator::meanSteps(int frames) noexcept {
+  if (frames <= 0) return {};
+  runFrequency(frames);
+  Steps sum;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(frames); ++i) {
+    sum.main += static_cast<double>(increments_[i]);
+    sum.sub += static_cast<double>(subIncrements_[i]);
+  }
+  return {sum.main / frames, sum.sub / frames};
+}
+
+void ZRWavetableOscillator::skip(Steps each, std::int64_t frames) noexcept {
+  const auto count = static_cast<double>(frames);
+  const auto size = static_cast<float>(tableSize);
+  const auto moved = [&](float phase, double step) {
+    const double position = static_cast<double>(phase) + step * count;
+    return wrapped(static_cast<float>(std::fmod(position, static_cast<double>(tableSize))), size);
+  };
+  phaseOne = moved(phaseOne, each.main);
+  phaseThree = moved(phaseThree, each.sub);
+  phaseTwo = wrapped(lastWidth_ * size + phaseOne + static_cast<float>(each.main), size);
+  if (noiseLevel > 0.0F) random_.skip(static_cast<std::uint64_t>(frames));
+}
+
+bool ZRWavetableOscillator::holdsPitch(int frames) const noexcept {
+  return holdsStill(oscFreq, frames) && holdsStill(oscCents, frames);
+}
+
 void ZRWavetableOscillator::runWidths(int frames) noexcept {
   const float width = oscPulsewidth.value;
   const float* modulation = destinationOf(oscPulsewidth);
