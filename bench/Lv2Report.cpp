@@ -155,14 +155,14 @@ void reportSeconds(const char* name, Lv2Host& host, int cycles, bool isStruck) {
 }
 
 // The scene by which the instrument's speed is told.
-void reportScene(const Lv2World& world, int cycles) {
+void reportScene(const Lv2World& world, int cycles, int idleCycles) {
   Lv2Host host(world);
   setAll(host, kBusy);
   host.activate();
   reportSeconds("Chord struck each second, all effects", host, cycles, true);
   for (const std::uint8_t note : {36, 43, 48, 52, 55, 60, 64, 67}) host.noteOff(0, note);
   timesOf(host, 750 * 60, [](int) {});
-  reportSeconds("Idle, a minute behind it", host, cycles, false);
+  reportSeconds("Idle, a minute behind it", host, idleCycles, false);
 }
 
 void reportSignals(const Lv2World& world, int cycles) {
@@ -262,11 +262,12 @@ void reportAutomation(const Lv2World& world) {
 }  // namespace
 }  // namespace morv::lv2
 
-// lv2_report [CYCLES [scene]]: cycles of each measurement, 100000 if not given; all of them, or the scene
-// alone.
+// lv2_report [CYCLES [scene|idle]]: cycles of each measurement, 100000 if not given; all of them, the scene
+// alone, or mostly its end.
 int main(int argc, char** argv) {
   const int cycles = argc > 1 ? std::atoi(argv[1]) : 100000;
-  const bool isSceneOnly = argc > 2 && std::string(argv[2]) == "scene";
+  const std::string part = argc > 2 ? argv[2] : "";
+  const bool isSceneOnly = !part.empty();
   std::string folder = (std::filesystem::temp_directory_path() / "morv-bench-XXXXXX").string();
   if (mkdtemp(folder.data()) == nullptr) return 1;
   for (const char* name :
@@ -276,7 +277,7 @@ int main(int argc, char** argv) {
   if (!isSceneOnly) morv::lv2::reportScan();
   {
     const morv::lv2::Lv2World world;
-    morv::lv2::reportScene(world, cycles);
+    morv::lv2::reportScene(world, part == "idle" ? 750 : cycles, cycles);
     if (!isSceneOnly) {
       morv::lv2::reportBusyCycles(world, cycles);
       morv::lv2::reportSignals(world, cycles / 5);

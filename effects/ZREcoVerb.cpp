@@ -280,9 +280,8 @@ void ZREcoVerb::runEffect(const float* inL, const float* inR, float* outL, float
     const int n = std::min(_longestStretch(block), frames - start);
     float* left = s.left.data();
     float* right = s.right.data();
-    variableHighpass.runFilter(inL + start, inR + start, left, right, n);
-    fixedHighpass.runFilter(left, right, left, right, n);
-    fixedLowpass.runFilter(left, right, left, right, n);
+    ZRBiquadFilter::runThree(variableHighpass, fixedHighpass, fixedLowpass, inL + start, inR + start, left,
+                             right, n);
     stepModulation(block, &s, n);
     for (std::size_t d = 0; d < diffusers.size(); ++d) {
       runAPBlock(&diffusers[d], left, kDiffuserSeconds[d], kDiffuserGains[d], sampleRate, left, n);

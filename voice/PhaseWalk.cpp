@@ -1,26 +1,29 @@
 #include "voice/PhaseWalk.h"
 
 #include <algorithm>
-#include <cmath>
+#include <bit>
+#include <cstdint>
 
 namespace morv {
 namespace {
 
-constexpr int kFloatDigits = 24;
+constexpr int kMantissaBits = 23;
+constexpr std::uint32_t kExponentMask = 0xFFU;
 
-// Further steps of `d` from `q` that stay below `end` and between the powers of two around `q`.
+// Further steps of `d` from `q` that stay below `end` and between the powers of two around `q`, all counted
+// in the distance of floats there. None from a number too small to be normal.
 std::int64_t stepsInside(float q, float d, float end) noexcept {
-  int exponent = 0;
-  std::frexp(q, &exponent);
-  const double unit = std::ldexp(1.0, exponent - kFloatDigits);
-  const auto units = [&](double x) { return static_cast<std::int64_t>(x / unit); };
+  const std::uint32_t exponent = (std::bit_cast<std::uint32_t>(q) >> kMantissaBits) & kExponentMask;
+  if (exponent <= kMantissaBits + 1) return 0;
+  const float power = std::bit_cast<float>(exponent << kMantissaBits);
+  const double perUnit =
+      1.0 / static_cast<double>(std::bit_cast<float>((exponent - kMantissaBits) << kMantissaBits));
+  const auto units = [&](double x) { return static_cast<std::int64_t>(x * perUnit); };
   const std::int64_t each = units(static_cast<double>(d));
   if (each <= 0) return 0;
-  if (q < 0.0F) {
-    const double last = -std::ldexp(1.0, exponent - 1);
-    return units(last - static_cast<double>(q)) / each;
-  }
-  const double beyond = std::min(std::ldexp(1.0, exponent), static_cast<double>(end));
+  // A sum that comes to the power itself may stem from beyond it, where floats are denser.
+  if (q < 0.0F) return (units(-static_cast<double>(power) - static_cast<double>(q)) - 1) / each;
+  const double beyond = std::min(2.0 * static_cast<double>(power), static_cast<double>(end));
   return (units(beyond - static_cast<double>(q)) - 1) / each;
 }
 
@@ -46,6 +49,28 @@ PhaseWalk walkPhase(float position, float step, float end, std::int64_t steps) n
     done += further;
   }
   return {p, done, false};
+}
+
+int fillPhase(float* position, float step, float end, float* out, int steps) noexcept {
+  float p = *position;
+  int done = 0;
+  while (done < steps) {
+    const float q = p + step;
+    const float d = q - p;
+    out[done++] = q;
+    p = q;
+    if (q >= end) break;
+    if (d == 0.0F || q == 0.0F || (q + step) - q != d) continue;
+    const auto further =
+        static_cast<int>(std::min(stepsInside(q, d, end), static_cast<std::int64_t>(steps - done)));
+    if (further <= 0) continue;
+    float* run = out + done;
+    for (int i = 0; i < further; ++i) run[i] = q + static_cast<float>(i + 1) * d;
+    p = run[further - 1];
+    done += further;
+  }
+  *position = p;
+  return done;
 }
 
 }  // namespace morv

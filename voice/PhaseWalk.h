@@ -18,4 +18,8 @@ struct PhaseWalk {
 // product. `step` is above 0, `end` not below 0. Any thread.
 PhaseWalk walkPhase(float position, float step, float end, std::int64_t steps) noexcept MORV_NONBLOCKING;
 
+// The same with every sum written to `out`, up to and with the one that reaches the end. `position` becomes
+// the last; returns how many there are.
+int fillPhase(float* position, float step, float end, float* out, int steps) noexcept MORV_NONBLOCKING;
+
 }  // namespace morv

@@ -100,6 +100,28 @@ inline void storeTile(Tile& tile, const SEMFilterLane* lanes, int count, int at,
   }
 }
 
+// sgn(y)(1 - e^-|y|), as `softLimit` works it out sample by sample.
+inline Lanes softLimitedRow(Lanes y) noexcept {
+  constexpr float kLowest = -87.0F;
+  constexpr float kLog2e = 1.44269504F;
+  constexpr float kLn2High = 0.693359375F;
+  constexpr float kLn2Low = -2.12194440e-4F;
+  constexpr float kShift = 12582912.0F;
+  const LaneMask isNegative = y < 0.0F;
+  const Lanes magnitude = select(isNegative, y, -y);
+  const Lanes x = select(magnitude < kLowest, Lanes{} + kLowest, magnitude);
+  const Lanes n = (x * kLog2e + kShift) - kShift;
+  const LaneMask k = __builtin_convertvector(select(n == n, n, Lanes{}), LaneMask);
+  const Lanes r = (x - n * kLn2High) - n * kLn2Low;
+  const Lanes p =
+      r *
+      (1.00000001F +
+       r * (0.49999998F + r * (0.16666493F + r * (4.1667175e-2F + r * (8.3705116e-3F + r * 1.3888836e-3F)))));
+  const Lanes scale = __builtin_bit_cast(Lanes, (k + 127) << 23);
+  const Lanes limited = -(scale * p + (scale - 1.0F));
+  return select(isNegative, -limited, limited);
+}
+
 // hp = alpha0 (x - rho z1 - z2), bp = tanh(alpha hp + z1), lp = alpha bp + z2;
 // z1 = alpha hp + bp, z2 = alpha bp + lp. Below mode 1 lp fades to hp, above it hp to bp.
 //
@@ -114,6 +136,10 @@ void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
   const float* modes[kWidth] = {};
   Lanes z1{};
   Lanes z2{};
+  LaneMask limits{};
+  Lanes gains{};
+  bool anyLimits = false;
+  bool anyDrives = false;
   for (int l = 0; l < count; ++l) {
     in[l] = lanes[l].in;
     alphas[l] = lanes[l].alphas;
@@ -122,6 +148,10 @@ void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
     modes[l] = lanes[l].modes;
     z1[l] = *lanes[l].z1;
     z2[l] = *lanes[l].z2;
+    limits[l] = lanes[l].limitsInput ? -1 : 0;
+    gains[l] = lanes[l].driveGain;
+    anyLimits |= lanes[l].limitsInput;
+    anyDrives |= lanes[l].driveGain > 0.0F;
   }
   const Lanes one = Lanes{} + 1.0F;
   Lanes earlierZ2 = z2;
@@ -136,6 +166,9 @@ void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
   for (int at = 0; at < frames; at += kWidth) {
     const int samples = frames - at < kWidth ? frames - at : kWidth;
     loadTile(x, in, count, at, samples);
+    if (anyLimits) {
+      for (Lanes& row : x.rows) row = select(limits, tanhRational(boundedLanes(row, kTanhBound)), row);
+    }
     loadTile(alpha, alphas, count, at, samples);
     loadTile(alpha0, alpha0s, count, at, samples);
     loadTile(rho, rhos, count, at, samples);
@@ -157,6 +190,10 @@ void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
       z2 = second + lp;
       const Lanes m = mode.rows[i];
       x.rows[i] = select(m < one, lp * (one - m) + hp * m, bp * (m - one) + hp * (one + one - m));
+    }
+    if (anyDrives) {
+      const LaneMask drives = gains > 0.0F;
+      for (Lanes& row : x.rows) row = select(drives, softLimitedRow(row * gains), row);
     }
     storeTile(x, lanes, count, at, samples);
   }

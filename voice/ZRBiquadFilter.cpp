@@ -255,4 +255,21 @@ void ZRBiquadFilter::runFilter(const float* in1, const float* in2, float* out1, 
   if (isStereo) runBiquadCascade(c, sections, delays2, in2 + i, out2 + i, frames - i);
 }
 
+BiquadPair ZRBiquadFilter::pair() noexcept {
+  return {running_.data(), channelDelays_.data(), channelDelays_.data() + biquadDelayLength(sections)};
+}
+
+void ZRBiquadFilter::runThree(ZRBiquadFilter& first, ZRBiquadFilter& second, ZRBiquadFilter& third,
+                              const float* in1, const float* in2, float* out1, float* out2,
+                              int frames) noexcept {
+  if (first.isSettledPair() && second.isSettledPair() && third.isSettledPair()) {
+    const BiquadPair pairs[] = {first.pair(), second.pair(), third.pair()};
+    runThreeBiquadPairs(pairs, in1, in2, out1, out2, frames);
+    return;
+  }
+  first.runFilter(in1, in2, out1, out2, frames);
+  second.runFilter(out1, out2, out1, out2, frames);
+  third.runFilter(out1, out2, out1, out2, frames);
+}
+
 }  // namespace morv

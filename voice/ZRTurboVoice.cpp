@@ -244,16 +244,27 @@ void ZRTurboVoice::runOscillator(int frames, float tempo) noexcept {
   osc.runGenerator(frames, tempo);
 }
 
-// Soft exponential limiter, sgn(x)(1 - e^-|x|), behind a gain of up to 21, then a bell at 3.5 kHz.
-void ZRTurboVoice::runDrive(float* signal, int frames) noexcept {
+// Soft exponential limiter, sgn(x)(1 - e^-|x|), behind a gain of up to 21; 0 while there is no drive.
+float ZRTurboVoice::driveGain() const noexcept {
   const float drive = outputDistortion.value + firstDestinationSample(outputDistortion);
-  if (!(drive > 0.0F)) return;
-  const auto gain = static_cast<float>(1.0 + static_cast<double>(20.0F * drive));
-  voiceKernels().softLimit(signal, gain, driven_.data(), frames);
+  return drive > 0.0F ? static_cast<float>(1.0 + static_cast<double>(20.0F * drive)) : 0.0F;
+}
+
+// The filter's lane, with the limiter ahead of it and the one behind.
+SEMFilterLane ZRTurboVoice::laneFor(float* signal, int frames) noexcept {
+  SEMFilterLane lane = filter->laneFor(signal, signal, frames);
+  lane.limitsInput = true;
+  lane.driveGain = driveGain();
+  return lane;
+}
+
+// A bell at 3.5 kHz behind the drive.
+void ZRTurboVoice::runDriveTone(float* signal, int frames) noexcept {
+  if (!(driveGain() > 0.0F)) return;
   driveTone->filterCutoff = kDriveToneHz;
   driveTone->gain = kDriveToneDb * outputDistortionTone.value;
   driveTone->bandwidth = kDriveToneBandwidthHz;
-  driveTone->runFilter(driven_.data(), nullptr, signal, nullptr, frames);
+  driveTone->runFilter(signal, nullptr, signal, nullptr, frames);
 }
 
 // All voices of a block have one row array, and only the fade row changes on their way.
@@ -289,7 +300,6 @@ float* ZRTurboVoice::runToFilter(int frames, float tempo, SeenRows* rows) noexce
   lfoAmp->runAmp(frames, tempo);
   runOscillator(frames, tempo);
   float* signal = modMatrix->sourceBuffer(waveOscillator->outputSourceLeft);
-  voiceKernels().tanhInPlace(signal, frames);
   modEnvelope->runGenerator(frames, tempo);
   filter->filterCutoff = filterCutoff.value;
   filter->filterResonance = filterResonance.value;
@@ -301,7 +311,7 @@ float* ZRTurboVoice::runToFilter(int frames, float tempo, SeenRows* rows) noexce
 void ZRTurboVoice::runOutput(float* left, float* right, int frames, float tempo) noexcept {
   float* signal = modMatrix->sourceBuffer(waveOscillator->outputSourceLeft);
   ampEnvelope->runGenerator(frames, tempo);
-  runDrive(signal, frames);
+  runDriveTone(signal, frames);
   // One buffer goes in as both inputs, so the amplifier's gain acts on it twice.
   outputAmp->pan = smoothedPan;
   outputAmp->runAmp(signal, signal, left, right, frames, tempo);
@@ -326,7 +336,7 @@ void ZRTurboVoice::runGenerators(ZRDSPVoice* const* bank, int count, float* left
       const auto at = static_cast<std::size_t>(lane++);
       float* signal = voice->modMatrix->sourceBuffer(voice->waveOscillator->outputSourceLeft);
       sounding[at] = voice;
-      lanes[at] = voice->filter->laneFor(signal, signal, frames);
+      lanes[at] = voice->laneFor(signal, frames);
     }
     if (lane == 0) continue;
     voiceKernels().semFilterBank(lanes.data(), lane, frames);

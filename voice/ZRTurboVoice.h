@@ -6,7 +6,6 @@
 #include <memory>
 
 #include "platform/NonBlocking.h"
-#include "render/BlockLimits.h"
 #include "voice/ZRBasicEnvelope.h"
 #include "voice/ZRBiquadFilter.h"
 #include "voice/ZRDSPVoice.h"
@@ -116,7 +115,9 @@ class ZRTurboVoice : public ZRDSPVoice {
   void runOutput(float* left, float* right, int frames, float tempo) noexcept MORV_NONBLOCKING;
   void runLfo(int frames, float tempo) noexcept MORV_NONBLOCKING;
   void runOscillator(int frames, float tempo) noexcept MORV_NONBLOCKING;
-  void runDrive(float* signal, int frames) noexcept MORV_NONBLOCKING;
+  float driveGain() const noexcept MORV_NONBLOCKING;
+  SEMFilterLane laneFor(float* signal, int frames) noexcept MORV_NONBLOCKING;
+  void runDriveTone(float* signal, int frames) noexcept MORV_NONBLOCKING;
   float firstDestinationSample(const ZRDSPParameter& parameter) const noexcept MORV_NONBLOCKING;
 
   Rest presentRest(int frames, float tempo) const noexcept MORV_NONBLOCKING;
@@ -137,7 +138,6 @@ class ZRTurboVoice : public ZRDSPVoice {
   int replayedFrames_ = 0;  // that waking plays again
   std::int64_t sleptFrames_ = 0;
   bool asleep_ = false;
-  std::array<float, kMaxBlockFrames> driven_{};  // the drive's scratch
 };
 
 }  // namespace morv

@@ -111,10 +111,10 @@ void ZRTurboVoice::wake() noexcept {
 void ZRTurboVoice::replay(int frames, float tempo) noexcept {
   SeenRows rows;
   float* signal = runToFilter(frames, tempo, &rows);
-  const SEMFilterLane lane = filter->laneFor(signal, signal, frames);
+  const SEMFilterLane lane = laneFor(signal, frames);
   voiceKernels().semFilterBank(&lane, 1, frames);
   ampEnvelope->runGenerator(frames, tempo);
-  runDrive(signal, frames);
+  runDriveTone(signal, frames);
   std::fill_n(signal, frames, 0.0F);
 }
 

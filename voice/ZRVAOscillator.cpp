@@ -97,14 +97,15 @@ float ZRVAOscillator::baseFrequency(float tempo) const noexcept {
   return timeDivisionToFrequency(bars, notesPerBar, tempo);
 }
 
-// Leaves the phase step of each sample in `scratch`. The phase runs over a range of two.
-void ZRVAOscillator::fillSteps(int frames, float tempo) noexcept {
+// Leaves the phase step of each sample in `scratch`; returns whether all are alike. The phase runs over a
+// range of two.
+bool ZRVAOscillator::fillSteps(int frames, float tempo) noexcept {
   const float f0 = baseFrequency(tempo);
   float* steps = scratch.data();
   if (modMatrix == nullptr) {
     frequency = f0;
     std::fill_n(steps, frames, 2.0F * f0 / sampleRate);
-    return;
+    return true;
   }
   const float octaves = octaveFactor(oscOctave.value, firstDestinationSampleOf(oscOctave));
   const float semitones = semitoneFactor(oscSemitones.value, firstDestinationSampleOf(oscSemitones));
@@ -117,7 +118,7 @@ void ZRVAOscillator::fillSteps(int frames, float tempo) noexcept {
   if (holdsStill(oscCents, frames) && holdsStill(oscFreq, frames)) {
     frequency = stepFor(frequencies[0], centsFactor(cents + centsModulation[0]));
     std::fill_n(steps, frames, 2.0F * frequency / sampleRate);
-    return;
+    return true;
   }
   float lastModulation = centsModulation[0];
   float factor = centsFactor(cents + lastModulation);
@@ -131,6 +132,7 @@ void ZRVAOscillator::fillSteps(int frames, float tempo) noexcept {
   frequency = steps[frames - 1];
   const float rate = sampleRate;
   for (int i = 0; i < frames; ++i) steps[i] = 2.0F * steps[i] / rate;
+  return false;
 }
 
 template <bool kLfo, bool kPulse, bool kWidthModulated>
@@ -217,9 +219,38 @@ void ZRVAOscillator::skip(std::int64_t frames, int blockFrames) noexcept {
   historyC[0] = (1.0F - secondPhase * secondPhase) * sign;
 }
 
+// The same for an LFO whose steps are all alike: from wrap to wrap, in runs of equal sums.
+void ZRVAOscillator::advancePhasesSteadily(float step, int frames) noexcept {
+  float* phases = phaseBuffer.data();
+  for (int i = 0; i < frames;) {
+    i += fillPhase(&phase, step, 1.0F, phases + i, frames - i);
+    if (!(phase >= 1.0F)) break;
+    phase = -1.0F;
+    phases[i - 1] = phase;
+    heldValue = noiseTable[static_cast<std::size_t>(i - 1)];
+    if (wrapCallback != nullptr) wrapCallback(wrapCallbackOwner);
+  }
+  float* secondPhases = secondPhaseBuffer.data();
+  float* signs = signBuffer.data();
+  for (int i = 0; i < frames;) {
+    const int from = i;
+    i += fillPhase(&secondPhase, step, 1.0F, secondPhases + i, frames - i);
+    std::fill(signs + from, signs + i, sign);
+    if (!(secondPhase >= 1.0F)) break;
+    secondPhase = -1.0F;
+    secondPhases[i - 1] = secondPhase;
+    sign = sign > 0.0F ? -1.0F : 1.0F;
+    signs[i - 1] = sign;
+  }
+}
+
 void ZRVAOscillator::runPhaseIncrement(int frames, float tempo) noexcept {
   if (frames <= 0) return;
-  fillSteps(frames, tempo);
+  const bool isSteady = fillSteps(frames, tempo);
+  if (isSteady && lfoMode && pulseMode == 0 && scratch[0] > 0.0F) {
+    advancePhasesSteadily(scratch[0], frames);
+    return;
+  }
   const bool widthModulated = modMatrix != nullptr;
   if (lfoMode) {
     pulseMode != 0 ? advancePhases<true, true, false>(frames) : advancePhases<true, false, false>(frames);

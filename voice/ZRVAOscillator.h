@@ -77,7 +77,8 @@ class ZRVAOscillator : public ZRDSPOscillator {
  private:
   void _initNoise(int length) noexcept MORV_NONBLOCKING;
   float baseFrequency(float tempo) const noexcept MORV_NONBLOCKING;
-  void fillSteps(int frames, float tempo) noexcept MORV_NONBLOCKING;
+  bool fillSteps(int frames, float tempo) noexcept MORV_NONBLOCKING;
+  void advancePhasesSteadily(float step, int frames) noexcept MORV_NONBLOCKING;
   template <bool kLfo, bool kPulse, bool kWidthModulated>
   void advancePhases(int frames) noexcept MORV_NONBLOCKING;
   void fillHistories(bool first, bool second, bool third, int frames) noexcept MORV_NONBLOCKING;
