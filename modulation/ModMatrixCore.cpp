@@ -17,6 +17,7 @@ void ModMatrixCore::look() noexcept {
     if (row == nullptr || !row->active) continue;
     const int destination = row->destinationIndex;
     if (destination < 0 || destination >= kMaxModRows) continue;
+    if (unread.test(static_cast<std::size_t>(destination))) continue;
     if (row->depth == nullptr || row->depth->value.load() != 0.0F) {
       p.live[static_cast<std::size_t>(p.liveCount++)] = row;
       p.liveDestinations.set(static_cast<std::size_t>(destination));

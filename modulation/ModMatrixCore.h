@@ -72,6 +72,9 @@ class ModMatrixCore {
   std::bitset<kMaxModRows> routed;  // destinations that some row feeds
   std::bitset<kMaxModRows> taken;   // sources that some row takes first
 
+  // Destinations that no module reads; their rows are left out. Set while the rows are made.
+  std::bitset<kMaxModRows> unread;
+
   // The rows as they stand now: which have an effect, in order, and the destinations of both kinds.
   struct Present {
     std::array<const modMatrixRow*, kMaxModRows> live{};  // active, with a depth

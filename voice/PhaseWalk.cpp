@@ -18,13 +18,17 @@ std::int64_t stepsInside(float q, float d, float end) noexcept {
   const float power = std::bit_cast<float>(exponent << kMantissaBits);
   const double perUnit =
       1.0 / static_cast<double>(std::bit_cast<float>((exponent - kMantissaBits) << kMantissaBits));
-  const auto units = [&](double x) { return static_cast<std::int64_t>(x * perUnit); };
-  const std::int64_t each = units(static_cast<double>(d));
-  if (each <= 0) return 0;
+  // Whole numbers below 2^25, whose quotients keep their whole part in double.
+  const auto units = [&](double x) { return x * perUnit; };
+  const double each = units(static_cast<double>(d));
+  if (!(each >= 1.0)) return 0;
   // A sum that comes to the power itself may stem from beyond it, where floats are denser.
-  if (q < 0.0F) return (units(-static_cast<double>(power) - static_cast<double>(q)) - 1) / each;
+  if (q < 0.0F) {
+    return static_cast<std::int64_t>((units(-static_cast<double>(power) - static_cast<double>(q)) - 1.0) /
+                                     each);
+  }
   const double beyond = std::min(2.0 * static_cast<double>(power), static_cast<double>(end));
-  return (units(beyond - static_cast<double>(q)) - 1) / each;
+  return static_cast<std::int64_t>((units(beyond - static_cast<double>(q)) - 1.0) / each);
 }
 
 }  // namespace

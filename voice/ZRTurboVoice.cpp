@@ -27,6 +27,7 @@ ZRTurboVoice::ZRTurboVoice(float sampleRateHz, int blockSizeFrames, int firstPar
   }
   makeModules(sampleRateHz, blockSizeFrames);
   makeRows();
+  leaveOutUnreadRows();
   noteFrequency = 88.0F;
   gate = 0;
 }
@@ -117,6 +118,15 @@ void ZRTurboVoice::makeRows() {
   row(kSourceSlide, lfoAmp->volume, &lfoAmountSlideModAmount, 1, Transform::midi);
   row(kSourceSlide, outputDistortion, &outputDistortionSlideModAmount, 1, Transform::midi);
   row(kSourcePressure, outputDistortion, &outputDistortionPressModAmount, 1, Transform::midi);
+}
+
+// The envelopes take their gates from the notes, and the output amplifier its input from the filter; what the
+// rows bring them nobody reads.
+void ZRTurboVoice::leaveOutUnreadRows() {
+  for (const ZRDSPParameter* unread :
+       {&ampEnvelope->envGate, &modEnvelope->envGate, &fadeEnvelope->envGate, &outputAmp->input}) {
+    modMatrix->getMatrixCore()->unread.set(static_cast<std::size_t>(unread->address));
+  }
 }
 
 void ZRTurboVoice::reset() {}

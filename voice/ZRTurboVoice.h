@@ -107,6 +107,7 @@ class ZRTurboVoice : public ZRDSPVoice {
 
   void makeModules(float sampleRateHz, int blockSizeFrames);
   void makeRows();
+  void leaveOutUnreadRows();
   void gateEnvelopes(int newGate, int newVelocity) noexcept MORV_NONBLOCKING;
   void followControls(int frames) noexcept MORV_NONBLOCKING;
   void runRows(int frames, SeenRows* rows) noexcept MORV_NONBLOCKING;

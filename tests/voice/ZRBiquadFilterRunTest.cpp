@@ -180,6 +180,35 @@ TEST(ZRBiquadFilterRun, AMonoBellWithoutGainFollowsThePlainFormAtAnyBlockSize) {
   }
 }
 
+TEST(ZRBiquadFilterRun, ThreeStereoFiltersInOnePassGiveTheBitsOfThreePasses) {
+  const auto make = [] {
+    return std::array{ZRBiquadFilter(ZRBiquadType::highpass, 40, 1, 2, kRateF),
+                      ZRBiquadFilter(ZRBiquadType::highpass, 100, 1, 2, kRateF),
+                      ZRBiquadFilter(ZRBiquadType::lowpass, 15000, 1, 2, kRateF)};
+  };
+  auto together = make();
+  auto apart = make();
+  const auto inL = makeNoise(6000, 1.0F, 1);
+  const auto inR = makeNoise(6000, 1.0F, 2);
+  std::vector<float> outL(64), outR(64), expectedL(64), expectedR(64);
+  int n = 0;
+  for (int block = 0; n + 64 <= 6000; ++block) {
+    const int frames = 1 + (block * 7) % 64;
+    const float cutoff = block < 40 ? 40.0F : 900.0F;
+    together[0].filterCutoff = apart[0].filterCutoff = cutoff;
+
+    ZRBiquadFilter::runThree(together[0], together[1], together[2], inL.data() + n, inR.data() + n,
+                             outL.data(), outR.data(), frames);
+    apart[0].runFilter(inL.data() + n, inR.data() + n, expectedL.data(), expectedR.data(), frames);
+    apart[1].runFilter(expectedL.data(), expectedR.data(), expectedL.data(), expectedR.data(), frames);
+    apart[2].runFilter(expectedL.data(), expectedR.data(), expectedL.data(), expectedR.data(), frames);
+
+    ASSERT_EQ(outL, expectedL) << block;
+    ASSERT_EQ(outR, expectedR) << block;
+    n += frames;
+  }
+}
+
 TEST(ZRBiquadFilterRun, RampSpansBlocksOfAnySize) {
   const auto in = makeNoise(128);
   const auto runWith = [&](int frames) {
