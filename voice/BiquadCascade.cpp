@@ -138,9 +138,8 @@ struct PairSection {
 };
 
 Pair roundedToFloats(Pair x) noexcept {
-  const Pair rounded = {static_cast<double>(static_cast<float>(x[0])),
-                        static_cast<double>(static_cast<float>(x[1]))};
-  return rounded;
+  using FloatPair = float __attribute__((vector_size(8)));
+  return __builtin_convertvector(__builtin_convertvector(x, FloatPair), Pair);
 }
 
 }  // namespace

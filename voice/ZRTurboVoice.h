@@ -1,11 +1,11 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <memory>
 
 #include "platform/NonBlocking.h"
+#include "platform/Relaxed.h"
 #include "voice/ZRBasicEnvelope.h"
 #include "voice/ZRBiquadFilter.h"
 #include "voice/ZRDSPVoice.h"
@@ -131,7 +131,8 @@ class ZRTurboVoice : public ZRDSPVoice {
   void replay(int frames, float tempo) noexcept MORV_NONBLOCKING;
 
   float panSmoothing;
-  std::atomic<std::uint32_t> settingsSeen_{0};  // how often a setting was set
+  // Changes with each setting that is set; two at once may count as one, which is still a change.
+  Relaxed<std::uint32_t> settingsSeen_{0};
   Rest rest_;
   float restDetune_ = 0;     // Hz
   float longestMemory_ = 0;  // samples, of the filter since the voice came to rest

@@ -25,7 +25,7 @@ constexpr int kLfoSamples = 64;  // of a stretch of the LFO that stands for a lo
 
 void ZRTurboVoice::setParameterValueForAddress(int address, float value) noexcept {
   ZRDSPVoice::setParameterValueForAddress(address, value);
-  settingsSeen_.fetch_add(1, std::memory_order_relaxed);
+  settingsSeen_ = settingsSeen_ + 1;
 }
 
 ZRTurboVoice::Rest ZRTurboVoice::presentRest(int frames, float tempo) const noexcept {
@@ -37,7 +37,7 @@ ZRTurboVoice::Rest ZRTurboVoice::presentRest(int frames, float tempo) const noex
           glideStartFrequency,
           modWheelValue,
           gate,
-          settingsSeen_.load(std::memory_order_relaxed),
+          settingsSeen_.load(),
           frames,
           tempo};
 }

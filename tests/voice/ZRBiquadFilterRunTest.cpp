@@ -195,7 +195,8 @@ TEST(ZRBiquadFilterRun, ThreeStereoFiltersInOnePassGiveTheBitsOfThreePasses) {
   for (int block = 0; n + 64 <= 6000; ++block) {
     const int frames = 1 + (block * 7) % 64;
     const float cutoff = block < 40 ? 40.0F : 900.0F;
-    together[0].filterCutoff = apart[0].filterCutoff = cutoff;
+    together[0].filterCutoff = cutoff;
+    apart[0].filterCutoff = cutoff;
 
     ZRBiquadFilter::runThree(together[0], together[1], together[2], inL.data() + n, inR.data() + n,
                              outL.data(), outR.data(), frames);
