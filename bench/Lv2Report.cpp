@@ -2,6 +2,8 @@
 // 64 frames take at 48 kHz, and how far that hangs on what it plays. Beside each figure of time stands a loop
 // of constant work, measured in the same run, so that the machine's own noise can be told apart.
 
+#include <time.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -127,6 +129,42 @@ void reportBusyCycles(const Lv2World& world, int cycles) {
               figures.greatest / figures.median, 100.0 * figures.greatest / kPeriodMicroseconds);
 }
 
+double threadSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+// CPU time of whole seconds of sound, so that the cycles that strike count with their share.
+void reportSeconds(const char* name, Lv2Host& host, int cycles, bool isStruck) {
+  constexpr int kCyclesOfASecond = 750;
+  std::vector<double> perFrame;
+  for (int second = 0; second < std::max(cycles / kCyclesOfASecond, 1); ++second) {
+    if (isStruck) strike(host);
+    const double start = threadSeconds();
+    for (int i = 0; i < kCyclesOfASecond; ++i) {
+      host.layOutEvents();
+      host.runBare(kFrames);
+    }
+    perFrame.push_back((threadSeconds() - start) * 1e9 / (kCyclesOfASecond * kFrames));
+    host.work();
+  }
+  const Figures figures = figuresOf(perFrame);
+  std::printf("%-42s median %6.1f  mean %6.1f  least %6.1f ns/frame of CPU, by the second\n", name,
+              figures.median, figures.mean, *std::min_element(perFrame.begin(), perFrame.end()));
+}
+
+// The scene by which the instrument's speed is told.
+void reportScene(const Lv2World& world, int cycles, int idleCycles) {
+  Lv2Host host(world);
+  setAll(host, kBusy);
+  host.activate();
+  reportSeconds("Chord struck each second, all effects", host, cycles, true);
+  for (const std::uint8_t note : {36, 43, 48, 52, 55, 60, 64, 67}) host.noteOff(0, note);
+  timesOf(host, 750 * 60, [](int) {});
+  reportSeconds("Idle, a minute behind it", host, idleCycles, false);
+}
+
 void reportSignals(const Lv2World& world, int cycles) {
   struct Case {
     const char* name;
@@ -224,22 +262,28 @@ void reportAutomation(const Lv2World& world) {
 }  // namespace
 }  // namespace morv::lv2
 
-// lv2_report [CYCLES]: cycles of each measurement, 100000 if not given.
+// lv2_report [CYCLES [scene|idle]]: cycles of each measurement, 100000 if not given; all of them, the scene
+// alone, or mostly its end.
 int main(int argc, char** argv) {
   const int cycles = argc > 1 ? std::atoi(argv[1]) : 100000;
+  const std::string part = argc > 2 ? argv[2] : "";
+  const bool isSceneOnly = !part.empty();
   std::string folder = (std::filesystem::temp_directory_path() / "morv-bench-XXXXXX").string();
   if (mkdtemp(folder.data()) == nullptr) return 1;
   for (const char* name :
        {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_DOCUMENTS_DIR", "XDG_CACHE_HOME", "HOME"}) {
     setenv(name, (folder + "/" + name).c_str(), 1);
   }
-  morv::lv2::reportScan();
+  if (!isSceneOnly) morv::lv2::reportScan();
   {
     const morv::lv2::Lv2World world;
-    morv::lv2::reportBusyCycles(world, cycles);
-    morv::lv2::reportSignals(world, cycles / 5);
-    morv::lv2::reportIdle(world, cycles / 5);
-    morv::lv2::reportAutomation(world);
+    morv::lv2::reportScene(world, part == "idle" ? 750 : cycles, cycles);
+    if (!isSceneOnly) {
+      morv::lv2::reportBusyCycles(world, cycles);
+      morv::lv2::reportSignals(world, cycles / 5);
+      morv::lv2::reportIdle(world, cycles / 5);
+      morv::lv2::reportAutomation(world);
+    }
   }
   std::error_code error;
   std::filesystem::remove_all(folder, error);

@@ -1,6 +1,7 @@
 #include "effects/DelayBlocks.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace morv {
 namespace {
@@ -200,5 +201,42 @@ void addAPTap(const ap& a, float delaySamples, float gain, float* out, int frame
   readFloat(a.buffer.data(), a.size, static_cast<float>(first), delaySamples, tapped, frames);
   for (int k = 0; k < frames; ++k) out[k] += gain * tapped[k];
 }
+
+namespace {
+
+// `end` is the element behind the last one taken.
+bool isQuietBefore(const float* buffer, int size, float end, int frames) noexcept {
+  const int element = writtenElement(end, size);
+  const int straight = std::min(element, frames);
+  if (!isQuiet(buffer + element - straight, straight)) return false;
+  const int around = std::min(frames - straight, size);
+  return isQuiet(buffer + size - around, around);
+}
+
+template <typename Line>
+void skip(Line* line, int frames) noexcept {
+  line->position = static_cast<float>((writtenElement(line->position, line->size) + frames) % line->size);
+  line->writeIndex = writeIndexAfter(line->writeIndex, line->size, frames);
+}
+
+}  // namespace
+
+bool isQuiet(const float* samples, int frames) noexcept {
+  int loud = 0;
+  for (int i = 0; i < frames; ++i) loud |= static_cast<int>(!(std::fabs(samples[i]) <= kQuietLevel));
+  return loud == 0;
+}
+
+bool tookQuiet(const uniComb& uc, int frames) noexcept {
+  return isQuietBefore(uc.buffer.data(), uc.size, uc.position, frames);
+}
+
+bool tookQuiet(const ap& a, int frames) noexcept {
+  return isQuietBefore(a.buffer.data(), a.size, a.position, frames);
+}
+
+void skipLine(uniComb* uc, int frames) noexcept { skip(uc, frames); }
+
+void skipLine(ap* a, int frames) noexcept { skip(a, frames); }
 
 }  // namespace morv

@@ -42,4 +42,16 @@ void runAPBlock(ap* a, const float* in, const float* delaysSeconds, float g, flo
 // more than one the delay is at least 2 samples and ends `frames` samples short of the line's length.
 void addAPTap(const ap& a, float delaySamples, float gain, float* out, int frames) noexcept MORV_NONBLOCKING;
 
+// What lies below this, 160 dB under full scale, counts as silence where an effect falls asleep.
+inline constexpr float kQuietLevel = 1.0e-8F;
+
+// Whether every sample is a number within the quiet level.
+bool isQuiet(const float* samples, int frames) noexcept MORV_NONBLOCKING;
+// The same for the `frames` samples that a line took last.
+bool tookQuiet(const uniComb& uc, int frames) noexcept MORV_NONBLOCKING;
+bool tookQuiet(const ap& a, int frames) noexcept MORV_NONBLOCKING;
+// Steps the line without writing to it.
+void skipLine(uniComb* uc, int frames) noexcept MORV_NONBLOCKING;
+void skipLine(ap* a, int frames) noexcept MORV_NONBLOCKING;
+
 }  // namespace morv

@@ -7,6 +7,7 @@
 
 #include "effects/DelayBlocks.h"
 #include "effects/HeldSettings.h"
+#include "voice/PhaseWalk.h"
 #include "voice/VoiceKernels.h"
 
 namespace morv {
@@ -82,6 +83,7 @@ void ZRBasicChorus::_setup() {
   smoothed.amount = 0;
   smoothed.mix = heldFraction(mix);
   noiseTargetL = noiseTargetR = noiseL = noiseR = 0;
+  quietFrames_ = 0;
 }
 
 void ZRBasicChorus::setRandomSeed(std::uint64_t seed) { random_.reseed(seed); }
@@ -201,6 +203,54 @@ int ZRBasicChorus::_longestStretch() const noexcept {
   return delayBlockFor(kCentreSeconds * sampleRate);
 }
 
+// What `stepModulation` does to phases, noise and followers. Where all that moves are the phases, they go
+// from wrap to wrap at once.
+void ZRBasicChorus::skipModulation(float frequencyHz, int frames) noexcept {
+  const auto stands = [this](float at, float target) { return smoothing * (at - target) + target == at; };
+  const float step = kTwoPi * frequencyHz / sampleRate;
+  const float step2 = step + kTwoPi * 0.5F / sampleRate * smoothed.spread;
+  const bool onlyPhasesMove = modShape.intValue() != 1 && step > 0.0F && step2 > 0.0F &&
+                              stands(smoothed.spread, heldFraction(chorusSpread)) &&
+                              stands(smoothed.amount, heldFraction(chorusModAmount)) &&
+                              stands(smoothed.mix, heldFraction(mix));
+  if (!onlyPhasesMove) {
+    Stretch s;
+    for (int start = 0; start < frames; start += kDelayBlock) {
+      stepModulation(frequencyHz, &s, std::min(kDelayBlock, frames - start));
+    }
+    return;
+  }
+  while (frames > 0) {
+    const PhaseWalk one = walkPhase(phase1, step, kTwoPi, frames);
+    const PhaseWalk two = walkPhase(phase2, step2, kTwoPi, one.steps);
+    const bool oneWraps = one.reachesEnd && two.steps == one.steps;
+    phase1 = oneWraps ? one.position - kTwoPi : walkPhase(phase1, step, kTwoPi, two.steps).position;
+    phase2 = two.reachesEnd ? two.position - kTwoPi : two.position;
+    if (oneWraps) noiseTargetR = static_cast<float>(2.0 * random_.unitDouble() - 1.0);
+    if (two.reachesEnd) noiseTargetL = static_cast<float>(2.0 * random_.unitDouble() - 1.0);
+    frames -= static_cast<int>(two.steps);
+  }
+}
+
+bool ZRBasicChorus::sleepsOn(const float* inL, const float* inR, float* outL, float* outR, float frequencyHz,
+                             float inGain, int frames) noexcept {
+  isInputQuiet_ = std::abs(inGain) <= 1.0F && isQuiet(inL, frames) && isQuiet(inR, frames);
+  if (!isInputQuiet_) quietFrames_ = 0;
+  if (quietFrames_ < delayL.size) return false;
+  skipModulation(frequencyHz, frames);
+  skipLine(&delayL, frames);
+  skipLine(&delayR, frames);
+  const float dry = routing == 1 ? 1.0F : 1.0F - smoothed.mix;
+  for (int i = 0; i < frames; ++i) outL[i] = dry * inL[i];
+  for (int i = 0; i < frames; ++i) outR[i] = dry * inR[i];
+  return true;
+}
+
+void ZRBasicChorus::watchForSleep(int frames) noexcept {
+  const bool isStill = isInputQuiet_ && isQuiet(&crossL.z1, 1) && isQuiet(&crossR.z1, 1);
+  quietFrames_ = isStill ? std::min(quietFrames_ + frames, delayL.size) : 0;
+}
+
 void ZRBasicChorus::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                               float tempo) noexcept {
   if (bypass.intValue() != 0) return;
@@ -208,6 +258,7 @@ void ZRBasicChorus::runEffect(const float* inL, const float* inR, float* outL, f
   const float frequencyHz = heldSetting(wantedHz, -sampleRate, sampleRate);
   const float inGain = heldFraction(inputVolume);
   const float outGain = heldFraction(outputVolume);
+  if (sleepsOn(inL, inR, outL, outR, frequencyHz, inGain, frames)) return;
   const int longest = _longestStretch();
   Stretch s;
   for (int start = 0; start < frames; start += longest) {
@@ -229,6 +280,7 @@ void ZRBasicChorus::runEffect(const float* inL, const float* inR, float* outL, f
       outR[start + i] = dry * dryR + wet * (s.right[k] * outGain);
     }
   }
+  watchForSleep(frames);
 }
 
 }  // namespace morv

@@ -13,6 +13,9 @@ namespace morv {
 // Stereo chorus: a delay line for each side, swung by a sine or by gliding noise, with a saturating sum and a
 // high-passed, inverted cross-feed between the sides. Even at full mix it is limited by a hyperbolic tangent.
 //
+// It sleeps once its input has been below 160 dB under full scale for longer than its lines, and wakes with
+// the next louder sample, modulation and lines where they would have been.
+//
 // Construction and `prepare`: off the render thread. `runEffect`: render thread.
 class ZRBasicChorus : public ZRDSPEffect {
  public:
@@ -57,6 +60,10 @@ class ZRBasicChorus : public ZRDSPEffect {
   struct Stretch;
 
   void _setup();
+  bool sleepsOn(const float* inL, const float* inR, float* outL, float* outR, float frequencyHz, float inGain,
+                int frames) noexcept MORV_NONBLOCKING;
+  void watchForSleep(int frames) noexcept MORV_NONBLOCKING;
+  void skipModulation(float frequencyHz, int frames) noexcept MORV_NONBLOCKING;
   int _longestStretch() const noexcept MORV_NONBLOCKING;
   float driftCoefficient(float frequencyHz) const noexcept MORV_NONBLOCKING;
   void stepModulation(float frequencyHz, Stretch* s, int frames) noexcept MORV_NONBLOCKING;
@@ -64,6 +71,8 @@ class ZRBasicChorus : public ZRDSPEffect {
   void crossFeed(Stretch* s, int frames) noexcept MORV_NONBLOCKING;
 
   Random random_;
+  bool isInputQuiet_ = false;  // of this block
+  int quietFrames_ = 0;        // for which the input was
 };
 
 }  // namespace morv

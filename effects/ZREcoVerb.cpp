@@ -6,6 +6,7 @@
 
 #include "effects/DelayBlocks.h"
 #include "effects/HeldSettings.h"
+#include "voice/PhaseWalk.h"
 #include "voice/VoiceKernels.h"
 
 namespace morv {
@@ -230,20 +231,57 @@ void ZREcoVerb::tapOutputs(const Block& block, Stretch* s, int frames) const noe
   addAPTap(loopAP4, kNearestTap * k, -kTapGain, right, frames);
 }
 
+// A phase that goes up, by whole stretches of equal sums.
+float ZREcoVerb::phaseAfter(float at, float step, int frames) noexcept {
+  while (frames > 0) {
+    const PhaseWalk walk = walkPhase(at, step, kTwoPi, frames);
+    at = walk.reachesEnd ? walk.position - kTwoPi : walk.position;
+    frames -= static_cast<int>(walk.steps);
+  }
+  return at;
+}
+
+bool ZREcoVerb::sleepsOn(const Block& block, const float* inL, const float* inR, float* outL, float* outR,
+                         float cutoffHz, int frames) noexcept {
+  isInputQuiet_ = isQuiet(inL, frames) && isQuiet(inR, frames);
+  if (!isInputQuiet_) quietFrames_ = 0;
+  const bool sleeps = quietFrames_ >= loopAP1.size && block.phaseStep > 0.0F &&
+                      cutoffHz == variableHighpass.filterCutoff.value;
+  if (!sleeps) return false;
+  phase = phaseAfter(phase, block.phaseStep, frames);
+  for (ap& diffuser : diffusers) skipLine(&diffuser, frames);
+  for (ap* line : {&loopAP1, &loopAP2, &loopAP3, &loopAP4}) skipLine(line, frames);
+  for (uniComb* line : {&loopD1, &loopD2, &loopD3, &loopD4}) skipLine(line, frames);
+  for (int i = 0; i < frames; ++i) outL[i] = (1.0F - block.mix) * inL[i];
+  for (int i = 0; i < frames; ++i) outR[i] = (1.0F - block.mix) * inR[i];
+  return true;
+}
+
+void ZREcoVerb::watchForSleep(int frames) noexcept {
+  bool isStill = isInputQuiet_;
+  for (const ap& diffuser : diffusers) isStill = isStill && tookQuiet(diffuser, frames);
+  for (const ap* line : {&loopAP1, &loopAP2, &loopAP3, &loopAP4})
+    isStill = isStill && tookQuiet(*line, frames);
+  for (const uniComb* line : {&loopD1, &loopD2, &loopD3, &loopD4})
+    isStill = isStill && tookQuiet(*line, frames);
+  quietFrames_ = isStill ? std::min(quietFrames_ + frames, loopAP1.size) : 0;
+}
+
 void ZREcoVerb::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                           float /*tempo*/) noexcept {
   if (bypass.intValue() != 0) return;
   const Block block = _settings();
   const float cutoffHz = kLeastCutoffHz + heldSetting(highpass.value, 0.0F, kHeldMagnitude) * kCutoffRangeHz;
-  variableHighpass.filterCutoff = heldCutoff(cutoffHz, variableHighpass.sampleRate);
+  const float heldHz = heldCutoff(cutoffHz, variableHighpass.sampleRate);
+  if (sleepsOn(block, inL, inR, outL, outR, heldHz, frames)) return;
+  variableHighpass.filterCutoff = heldHz;
   Stretch s;
   for (int start = 0; start < frames;) {
     const int n = std::min(_longestStretch(block), frames - start);
     float* left = s.left.data();
     float* right = s.right.data();
-    variableHighpass.runFilter(inL + start, inR + start, left, right, n);
-    fixedHighpass.runFilter(left, right, left, right, n);
-    fixedLowpass.runFilter(left, right, left, right, n);
+    ZRBiquadFilter::runThree(variableHighpass, fixedHighpass, fixedLowpass, inL + start, inR + start, left,
+                             right, n);
     stepModulation(block, &s, n);
     for (std::size_t d = 0; d < diffusers.size(); ++d) {
       runAPBlock(&diffusers[d], left, kDiffuserSeconds[d], kDiffuserGains[d], sampleRate, left, n);
@@ -260,6 +298,7 @@ void ZREcoVerb::runEffect(const float* inL, const float* inR, float* outL, float
     }
     start += n;
   }
+  watchForSleep(frames);
 }
 
 }  // namespace morv

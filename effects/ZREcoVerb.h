@@ -18,6 +18,9 @@ namespace morv {
 // samples, so the reverb grows shorter as the rate rises. At full decay the loop's gain is above 1 and the
 // saturation of its delays bounds it.
 //
+// It sleeps once its input and all that its lines took for their length lie below 160 dB under full scale,
+// and wakes with the next louder sample, modulation and lines where they would have been.
+//
 // Construction and `reset`: off the render thread. `runEffect`: render thread. Lines and input filters keep
 // the constructor's rate.
 class ZREcoVerb : public ZRDSPEffect {
@@ -55,11 +58,18 @@ class ZREcoVerb : public ZRDSPEffect {
   struct Block;
 
   Block _settings() const noexcept MORV_NONBLOCKING;
+  bool sleepsOn(const Block& block, const float* inL, const float* inR, float* outL, float* outR,
+                float cutoffHz, int frames) noexcept MORV_NONBLOCKING;
+  static float phaseAfter(float at, float step, int frames) noexcept MORV_NONBLOCKING;
+  void watchForSleep(int frames) noexcept MORV_NONBLOCKING;
   int _longestStretch(const Block& block) const noexcept MORV_NONBLOCKING;
   void stepModulation(const Block& block, Stretch* s, int frames) noexcept MORV_NONBLOCKING;
   void readDelays(const Block& block, Stretch* s, int frames) noexcept MORV_NONBLOCKING;
   void runBranches(const Block& block, Stretch* s, int frames) noexcept MORV_NONBLOCKING;
   void tapOutputs(const Block& block, Stretch* s, int frames) const noexcept MORV_NONBLOCKING;
+
+  bool isInputQuiet_ = false;  // of this block
+  int quietFrames_ = 0;        // for which neither the input nor any line took more than silence
 };
 
 }  // namespace morv

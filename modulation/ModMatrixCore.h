@@ -70,6 +70,23 @@ class ModMatrixCore {
   std::array<std::unique_ptr<modMatrixRow>, kMaxModRows> rows;
   int usedRows = 0;                 // slots from here on are empty
   std::bitset<kMaxModRows> routed;  // destinations that some row feeds
+  std::bitset<kMaxModRows> taken;   // sources that some row takes first
+
+  // Destinations that no module reads; their rows are left out. Set while the rows are made.
+  std::bitset<kMaxModRows> unread;
+
+  // The rows as they stand now: which have an effect, in order, and the destinations of both kinds.
+  struct Present {
+    std::array<const modMatrixRow*, kMaxModRows> live{};  // active, with a depth
+    int liveCount = 0;
+    std::bitset<kMaxModRows> liveDestinations;
+    std::array<int, kMaxModRows> idleDestinations{};  // of active rows at depth zero alone
+    int idleCount = 0;
+    bool hasSecondSources = false;
+  };
+  // Looks through all rows. Render thread, like what it leaves in `present`.
+  void look() noexcept MORV_NONBLOCKING;
+  Present present;
 
   // Buffer of a global source; none beyond the table. `number` is the source index without its sign.
   float* globalSourceBuffer(int number) noexcept MORV_NONBLOCKING;

@@ -120,6 +120,7 @@ modMatrixRow* ZRDSPModMatrix::addRow(const std::string& identifier, const std::s
   matrixCore->usedRows = std::max(matrixCore->usedRows, rowCount);
   if (destination >= 0 && destination < kMaxModRows)
     matrixCore->routed.set(static_cast<std::size_t>(destination));
+  if (source >= 0 && source < kMaxModRows) matrixCore->taken.set(static_cast<std::size_t>(source));
   rowsByIdentifier[identifier] = slot.get();
   return slot.get();
 }

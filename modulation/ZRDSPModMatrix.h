@@ -89,13 +89,31 @@ class ZRDSPModMatrix {
   // Clears the destinations and adds every row into its own. `frames` up to the buffers' capacity. A row adds
   // nothing when its transform has no operation in its pass, or when one of its buffers does not exist.
   void runMatrix(int frames) noexcept MORV_NONBLOCKING;
+  // The same with the rows as the core saw them last: for the further voices of a block.
+  void runMatrixAsPresent(int frames) noexcept MORV_NONBLOCKING;
 
   // Sample buffers of this voice. A source that does not exist gives none; every destination address below
   // 475 has a buffer, others give none. Asking for a destination to write into makes the next block look
   // whether it needs clearing; who only reads takes `readDestination`.
   float* sourceBuffer(int source) noexcept MORV_NONBLOCKING {
     if (source < 0) return matrixCore != nullptr ? matrixCore->globalSourceBuffer(-source) : nullptr;
-    return source < kMaxModRows ? sourceBuffers[static_cast<std::size_t>(source)] : nullptr;
+    if (source >= kMaxModRows) return nullptr;
+    heldSources_[static_cast<std::size_t>(source)].frames = 0;
+    return sourceBuffers[static_cast<std::size_t>(source)];
+  }
+  // Makes the first `frames` samples of an existing source one value. While nobody asks for the buffer, the
+  // matrix knows that it holds still, and its rows cost no more than one sample.
+  void holdSource(int source, float value, int frames) noexcept MORV_NONBLOCKING;
+  bool isSourceHeld(int source, int frames) const noexcept MORV_NONBLOCKING {
+    return source >= 0 && source < kMaxModRows &&
+           heldSources_[static_cast<std::size_t>(source)].frames >= frames;
+  }
+  // A source's buffer for reading alone.
+  const float* readSource(int source) const noexcept MORV_NONBLOCKING;
+  // Whether some row may take this source.
+  bool isRead(int source) const noexcept MORV_NONBLOCKING {
+    return matrixCore != nullptr && source >= 0 && source < kMaxModRows &&
+           (matrixCore->taken.test(static_cast<std::size_t>(source)) || matrixCore->present.hasSecondSources);
   }
   float* destinationBuffer(int address) noexcept MORV_NONBLOCKING {
     return destinationBuffer(address, static_cast<int>(stride_));
@@ -104,6 +122,7 @@ class ZRDSPModMatrix {
     if (address < 0 || address >= kMaxModRows) return nullptr;
     int& written = writtenFrames_[static_cast<std::size_t>(address)];
     if (framesWritten > written) written = framesWritten;
+    heldDestinations_[static_cast<std::size_t>(address)].frames = 0;
     return bufferAt(address);
   }
   const float* readDestination(int address) const noexcept MORV_NONBLOCKING {
@@ -113,6 +132,12 @@ class ZRDSPModMatrix {
   // Whether a destination is known to hold nothing but zeros. False also where that is merely not known.
   bool isClear(int address) const noexcept MORV_NONBLOCKING {
     return address < 0 || address >= kMaxModRows || writtenFrames_[static_cast<std::size_t>(address)] == 0;
+  }
+  // Whether a destination is known to hold one value over so many frames. False also where that is merely not
+  // known.
+  bool isHeld(int address, int frames) const noexcept MORV_NONBLOCKING {
+    return address >= 0 && address < kMaxModRows &&
+           heldDestinations_[static_cast<std::size_t>(address)].frames >= frames;
   }
   // Whether any row feeds this destination. One that none feeds reads as zero unless its own module writes
   // it.
@@ -127,7 +152,14 @@ class ZRDSPModMatrix {
   void setBlockSize(int newBlockSize);
   void _createMatrixCore();
   void _initBuffers();
+  // One value over the first frames of a buffer; none if not known.
+  struct Held {
+    float value = 0;
+    int frames = 0;
+  };
   void clearDestinations(int frames) noexcept MORV_NONBLOCKING;
+  bool runHeldRow(const modMatrixRow& row, float gain, int frames) noexcept MORV_NONBLOCKING;
+  void writeSum(std::size_t destination, int frames) noexcept MORV_NONBLOCKING;
   void runGlobalMatrix(int frames) noexcept MORV_NONBLOCKING;
   void runRow(const modMatrixRow& row, const float* source, bool isGlobalPass,
               int frames) noexcept MORV_NONBLOCKING;
@@ -147,9 +179,11 @@ class ZRDSPModMatrix {
   std::shared_ptr<ModMatrixCore> matrixCore;
   std::array<int, kMaxModRows>
       writtenFrames_{};  // of each destination, how many frames may be other than zero
-  std::array<const modMatrixRow*, kMaxModRows> liveRows_{};  // of this block: active, with a depth
-  int liveRowCount_ = 0;
-  std::bitset<kMaxModRows> fresh_;  // destinations that this block cleared and nobody has written yet
+  std::array<Held, kMaxModRows> heldSources_{};
+  std::array<Held, kMaxModRows> heldDestinations_{};
+  std::bitset<kMaxModRows> fresh_;   // destinations that this block cleared and nobody has written yet
+  std::bitset<kMaxModRows> summed_;  // those whose rows so far held still: `sums_` stands for the buffer
+  std::array<float, kMaxModRows> sums_{};
   ZeroedFloats scratchA_;
   ZeroedFloats scratchB_;
 };

@@ -1,6 +1,8 @@
 // The matrix's block: destinations cleared, then every row added into its own.
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <cstdlib>
 
 #include "modulation/RowKernels.h"
@@ -32,39 +34,77 @@ bool hasOperation(Transform transform, bool isGlobalPass) noexcept {
          transform != Transform::undefined;
 }
 
+bool isSame(float a, float b) noexcept {
+  return std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b);
+}
+
 }  // namespace
+
+void ZRDSPModMatrix::holdSource(int source, float value, int frames) noexcept {
+  const auto at = static_cast<std::size_t>(source);
+  Held& held = heldSources_[at];
+  if (frames <= held.frames && isSame(value, held.value)) return;
+  std::fill_n(sourceBuffers[at], frames, value);
+  held = {value, frames};
+}
+
+const float* ZRDSPModMatrix::readSource(int source) const noexcept {
+  if (source < 0) return matrixCore != nullptr ? matrixCore->globalSourceBuffer(-source) : nullptr;
+  return source < kMaxModRows ? sourceBuffers[static_cast<std::size_t>(source)] : nullptr;
+}
 
 // Destinations of rows with a depth are cleared outright. Those of rows at depth zero are cleared only if
 // their sum is not zero: the row may have been turned down since, or a module may have written into the
 // buffer. A buffer that nobody wrote since it was cleared needs neither. Clearing is put off to the first row
 // that writes.
 void ZRDSPModMatrix::clearDestinations(int frames) noexcept {
-  fresh_.reset();
-  liveRowCount_ = 0;
-  std::bitset<kMaxModRows> cleared;
+  const ModMatrixCore::Present& present = matrixCore->present;
+  fresh_ = present.liveDestinations;
   const auto forget = [&](std::size_t destination) {
-    cleared.set(destination);
     int& written = writtenFrames_[destination];
     if (written <= frames) written = 0;
   };
-  for (int r = 0; r < matrixCore->usedRows; ++r) {
-    const modMatrixRow* row = matrixCore->rows[static_cast<std::size_t>(r)].get();
-    if (row == nullptr || !row->active) continue;
-    if (row->destinationIndex < 0 || row->destinationIndex >= kMaxModRows) continue;
-    const auto destination = static_cast<std::size_t>(row->destinationIndex);
-    const float depth = row->depth != nullptr ? row->depth->value.load() : 1.0F;
-    if (depth != 0.0F) {
-      liveRows_[static_cast<std::size_t>(liveRowCount_++)] = row;
-      if (cleared.test(destination)) continue;
-      fresh_.set(destination);
-      forget(destination);
-    } else if (writtenFrames_[destination] != 0 && !cleared.test(destination)) {
-      float* buffer = bufferAt(row->destinationIndex);
-      if (rowKernels().sum(buffer, frames) == 0.0F) continue;
-      std::fill_n(buffer, frames, 0.0F);
-      forget(destination);
-    }
+  for (int r = 0; r < present.liveCount; ++r) {
+    forget(static_cast<std::size_t>(present.live[static_cast<std::size_t>(r)]->destinationIndex));
   }
+  for (int i = 0; i < present.idleCount; ++i) {
+    const int destination = present.idleDestinations[static_cast<std::size_t>(i)];
+    const auto at = static_cast<std::size_t>(destination);
+    if (writtenFrames_[at] == 0) continue;
+    float* buffer = bufferAt(destination);
+    if (rowKernels().sum(buffer, frames) == 0.0F) continue;
+    std::fill_n(buffer, frames, 0.0F);
+    heldDestinations_[at].frames = 0;
+    forget(at);
+  }
+}
+
+// Puts the sum of rows that hold still into the buffer, unless it is there already.
+void ZRDSPModMatrix::writeSum(std::size_t destination, int frames) noexcept {
+  const auto address = static_cast<int>(destination);
+  const float sum = sums_[destination];
+  const Held held = heldDestinations_[destination];
+  float* buffer = destinationBuffer(address, frames);
+  if (frames <= held.frames && isSame(sum, held.value)) {
+    heldDestinations_[destination] = held;
+  } else {
+    std::fill_n(buffer, frames, sum);
+    heldDestinations_[destination] = {sum, frames};
+  }
+  summed_.reset(destination);
+}
+
+// A row whose source holds still, into a destination where all rows so far did: one sample stands for all.
+bool ZRDSPModMatrix::runHeldRow(const modMatrixRow& row, float gain, int frames) noexcept {
+  if (row.source < 0 || row.source >= kMaxModRows || frames <= 0) return false;
+  const Held& source = heldSources_[static_cast<std::size_t>(row.source)];
+  const auto at = static_cast<std::size_t>(row.destinationIndex);
+  const bool isFirst = fresh_.test(at);
+  if (source.frames < frames || (!isFirst && !summed_.test(at))) return false;
+  rowKernels().route(row.transform, &source.value, gain, &sums_[at], !isFirst, 1);
+  summed_.set(at);
+  fresh_.reset(at);
+  return true;
 }
 
 void ZRDSPModMatrix::runRow(const modMatrixRow& row, const float* source, bool isGlobalPass,
@@ -75,13 +115,15 @@ void ZRDSPModMatrix::runRow(const modMatrixRow& row, const float* source, bool i
   const float amount = row.amount;
   const float gain = row.depth != nullptr ? row.depth->normalizedValue() * amount : amount;
   const auto at = static_cast<std::size_t>(row.destinationIndex);
+  const int modSource = row.modSource;
+  if (modSource == 0 && !isGlobalPass && runHeldRow(row, gain, frames)) return;
+  if (summed_.test(at)) writeSum(at, frames);
   const bool adds = !fresh_.test(at);
   float* destination = destinationBuffer(row.destinationIndex, frames);
-  const int modSource = row.modSource;
   if (modSource == 0) {
     kernels.route(transform, source, gain, destination, adds, frames);
   } else {
-    const float* second = sourceBuffer(modSource);
+    const float* second = readSource(modSource);
     if (second == nullptr) return;
     float* a = scratchA_.data();
     float* b = scratchB_.data();
@@ -95,8 +137,9 @@ void ZRDSPModMatrix::runRow(const modMatrixRow& row, const float* source, bool i
 }
 
 void ZRDSPModMatrix::runGlobalMatrix(int frames) noexcept {
-  for (int r = 0; r < liveRowCount_; ++r) {
-    const modMatrixRow& row = *liveRows_[static_cast<std::size_t>(r)];
+  const ModMatrixCore::Present& present = matrixCore->present;
+  for (int r = 0; r < present.liveCount; ++r) {
+    const modMatrixRow& row = *present.live[static_cast<std::size_t>(r)];
     if (!row.isGlobal) continue;
     const float* source = matrixCore->globalSourceBuffer(std::abs(row.source));
     if (source != nullptr) runRow(row, source, true, frames);
@@ -105,20 +148,32 @@ void ZRDSPModMatrix::runGlobalMatrix(int frames) noexcept {
 
 void ZRDSPModMatrix::runMatrix(int frames) noexcept {
   if (matrixCore == nullptr) return;
+  matrixCore->look();
+  runMatrixAsPresent(frames);
+}
+
+void ZRDSPModMatrix::runMatrixAsPresent(int frames) noexcept {
+  if (matrixCore == nullptr) return;
+  const ModMatrixCore::Present& present = matrixCore->present;
   clearDestinations(frames);
+  summed_.reset();
   if (enabled) {
     runGlobalMatrix(frames);
-    for (int r = 0; r < liveRowCount_; ++r) {
-      const modMatrixRow& row = *liveRows_[static_cast<std::size_t>(r)];
+    for (int r = 0; r < present.liveCount; ++r) {
+      const modMatrixRow& row = *present.live[static_cast<std::size_t>(r)];
       if (row.isGlobal) continue;
-      const float* source = sourceBuffer(row.source);
+      const float* source = readSource(row.source);
       if (source != nullptr) runRow(row, source, false, frames);
     }
   }
-  if (fresh_.none()) return;
-  for (int r = 0; r < liveRowCount_; ++r) {
-    const int destination = liveRows_[static_cast<std::size_t>(r)]->destinationIndex;
-    if (fresh_.test(static_cast<std::size_t>(destination))) std::fill_n(bufferAt(destination), frames, 0.0F);
+  if (fresh_.none() && summed_.none()) return;
+  for (int r = 0; r < present.liveCount; ++r) {
+    const int destination = present.live[static_cast<std::size_t>(r)]->destinationIndex;
+    const auto at = static_cast<std::size_t>(destination);
+    if (summed_.test(at)) writeSum(at, frames);
+    if (!fresh_.test(at)) continue;
+    std::fill_n(bufferAt(destination), frames, 0.0F);
+    heldDestinations_[at].frames = 0;
   }
 }
 

@@ -45,6 +45,17 @@ class Random {
     return static_cast<double>(bits >> 11U) * 0x1.0p-53;
   }
 
+  // Leaves out `draws` of 32 bits; as many steps as that number has binary digits.
+  constexpr void skip(std::uint64_t draws) noexcept MORV_NONBLOCKING {
+    std::uint64_t factor = 6364136223846793005ULL;
+    std::uint64_t summand = 1442695040888963407ULL;
+    for (; draws != 0; draws >>= 1U) {
+      if ((draws & 1U) != 0) state_ = state_ * factor + summand;
+      summand *= factor + 1;
+      factor *= factor;
+    }
+  }
+
   // A well-mixed seed for the n-th owner below one seed (splitmix64, Steele et al. 2014).
   static constexpr std::uint64_t derive(std::uint64_t seed, std::uint64_t n) noexcept MORV_NONBLOCKING {
     std::uint64_t z = seed + (n + 1) * 0x9E3779B97F4A7C15ULL;

@@ -5,6 +5,7 @@
 
 #include "platform/DiagnosticRing.h"
 #include "render/ZRDSPInstrument.h"
+#include "voice/VoiceKernels.h"
 
 namespace morv {
 namespace {
@@ -126,10 +127,17 @@ void ZRDSPInstrument::_runEffects(const float* inLeft, const float* inRight, flo
 
 void ZRDSPInstrument::saturateAndScale(float* left, float* right, int frames) noexcept {
   if (outputSaturation.value > 0.0F) {
-    for (int i = 0; i < frames; ++i) left[i] = std::tanh(left[i]);
-    for (int i = 0; i < frames; ++i) right[i] = std::tanh(right[i]);
+    voiceKernels().tanhInPlace(left, frames);
+    voiceKernels().tanhInPlace(right, frames);
   }
   float gain = smoothedVolume;
+  // A follower that a step leaves where it is stays there.
+  const float wanted = volume.value;
+  if (std::fma(volumeCoefficient, gain - wanted, wanted) == gain) {
+    for (int i = 0; i < frames; ++i) left[i] *= gain;
+    for (int i = 0; i < frames; ++i) right[i] *= gain;
+    return;
+  }
   for (int i = 0; i < frames; ++i) {
     const float target = volume.value;
     gain = std::fma(volumeCoefficient, gain - target, target);

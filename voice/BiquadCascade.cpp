@@ -101,4 +101,63 @@ void runBiquadPair(const double* coefficients, double* delays1, double* delays2,
   }
 }
 
+namespace {
+
+// Both channels side by side.
+using Pair = double __attribute__((vector_size(16)));
+
+struct PairSection {
+  double b0, b1, b2, a1, a2;
+  Pair x1, x2, y1, y2;
+
+  explicit PairSection(const BiquadPair& p) noexcept
+      : b0(p.coefficients[0]),
+        b1(p.coefficients[1]),
+        b2(p.coefficients[2]),
+        a1(p.coefficients[3]),
+        a2(p.coefficients[4]),
+        x1{p.delays1[0], p.delays2[0]},
+        x2{p.delays1[1], p.delays2[1]},
+        y1{p.delays1[2], p.delays2[2]},
+        y2{p.delays1[3], p.delays2[3]} {}
+  Pair step(Pair x) noexcept {
+    const Pair y = b0 * x + b1 * x1 + b2 * x2 - a1 * y1 - a2 * y2;
+    x2 = x1;
+    x1 = x;
+    y2 = y1;
+    y1 = y;
+    return y;
+  }
+  void store(const BiquadPair& p) const noexcept {
+    const Pair* const states[] = {&x1, &x2, &y1, &y2};
+    for (int k = 0; k < 4; ++k) {
+      p.delays1[k] = (*states[k])[0];
+      p.delays2[k] = (*states[k])[1];
+    }
+  }
+};
+
+Pair roundedToFloats(Pair x) noexcept {
+  using FloatPair = float __attribute__((vector_size(8)));
+  return __builtin_convertvector(__builtin_convertvector(x, FloatPair), Pair);
+}
+
+}  // namespace
+
+void runThreeBiquadPairs(const BiquadPair* pairs, const float* in1, const float* in2, float* out1,
+                         float* out2, int frames) noexcept {
+  PairSection first(pairs[0]);
+  PairSection second(pairs[1]);
+  PairSection third(pairs[2]);
+  for (int i = 0; i < frames; ++i) {
+    const Pair x = {static_cast<double>(in1[i]), static_cast<double>(in2[i])};
+    const Pair y = third.step(roundedToFloats(second.step(roundedToFloats(first.step(x)))));
+    out1[i] = static_cast<float>(y[0]);
+    out2[i] = static_cast<float>(y[1]);
+  }
+  first.store(pairs[0]);
+  second.store(pairs[1]);
+  third.store(pairs[2]);
+}
+
 }  // namespace morv

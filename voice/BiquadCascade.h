@@ -32,4 +32,15 @@ void runBiquadCascade(const double* coefficients, int sections, double* delays, 
 void runBiquadPair(const double* coefficients, double* delays1, double* delays2, const float* in1,
                    const float* in2, float* out1, float* out2, int frames) noexcept MORV_NONBLOCKING;
 
+// Three stereo sections behind one another in one pass, each with its coefficients and its two channels'
+// delays; what goes from one to the next is rounded to floats, so it gives the bits of three passes. Outputs
+// may be inputs.
+struct BiquadPair {
+  const double* coefficients = nullptr;
+  double* delays1 = nullptr;
+  double* delays2 = nullptr;
+};
+void runThreeBiquadPairs(const BiquadPair* pairs, const float* in1, const float* in2, float* out1,
+                         float* out2, int frames) noexcept MORV_NONBLOCKING;
+
 }  // namespace morv

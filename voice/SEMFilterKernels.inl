@@ -100,8 +100,34 @@ inline void storeTile(Tile& tile, const SEMFilterLane* lanes, int count, int at,
   }
 }
 
+// sgn(y)(1 - e^-|y|), as `softLimit` works it out sample by sample.
+inline Lanes softLimitedRow(Lanes y) noexcept {
+  constexpr float kLowest = -87.0F;
+  constexpr float kLog2e = 1.44269504F;
+  constexpr float kLn2High = 0.693359375F;
+  constexpr float kLn2Low = -2.12194440e-4F;
+  constexpr float kShift = 12582912.0F;
+  const LaneMask isNegative = y < 0.0F;
+  const Lanes magnitude = select(isNegative, y, -y);
+  const Lanes x = select(magnitude < kLowest, Lanes{} + kLowest, magnitude);
+  const Lanes n = (x * kLog2e + kShift) - kShift;
+  const LaneMask k = __builtin_convertvector(select(n == n, n, Lanes{}), LaneMask);
+  const Lanes r = (x - n * kLn2High) - n * kLn2Low;
+  const Lanes p =
+      r *
+      (1.00000001F +
+       r * (0.49999998F + r * (0.16666493F + r * (4.1667175e-2F + r * (8.3705116e-3F + r * 1.3888836e-3F)))));
+  const Lanes scale = __builtin_bit_cast(Lanes, (k + 127) << 23);
+  const Lanes limited = -(scale * p + (scale - 1.0F));
+  return select(isNegative, -limited, limited);
+}
+
 // hp = alpha0 (x - rho z1 - z2), bp = tanh(alpha hp + z1), lp = alpha bp + z2;
 // z1 = alpha hp + bp, z2 = alpha bp + lp. Below mode 1 lp fades to hp, above it hp to bp.
+//
+// What goes into the tangent is alpha0 (alpha (x - z2) + z1), since 1 - alpha alpha0 rho = alpha0. Written by
+// the state ahead of the last bp it is e + f bp: all but one step of it is ready before bp is, so that little
+// more than the tangent itself stands between one sample and the next.
 void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
   const float* in[kWidth] = {};
   const float* alphas[kWidth] = {};
@@ -110,6 +136,10 @@ void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
   const float* modes[kWidth] = {};
   Lanes z1{};
   Lanes z2{};
+  LaneMask limits{};
+  Lanes gains{};
+  bool anyLimits = false;
+  bool anyDrives = false;
   for (int l = 0; l < count; ++l) {
     in[l] = lanes[l].in;
     alphas[l] = lanes[l].alphas;
@@ -118,8 +148,16 @@ void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
     modes[l] = lanes[l].modes;
     z1[l] = *lanes[l].z1;
     z2[l] = *lanes[l].z2;
+    limits[l] = lanes[l].limitsInput ? -1 : 0;
+    gains[l] = lanes[l].driveGain;
+    anyLimits |= lanes[l].limitsInput;
+    anyDrives |= lanes[l].driveGain > 0.0F;
   }
   const Lanes one = Lanes{} + 1.0F;
+  Lanes earlierZ2 = z2;
+  Lanes earlierDriven = z1;
+  Lanes earlierBp{};
+  Lanes twiceEarlierAlpha{};
   Tile x;
   Tile alpha;
   Tile alpha0;
@@ -128,20 +166,34 @@ void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
   for (int at = 0; at < frames; at += kWidth) {
     const int samples = frames - at < kWidth ? frames - at : kWidth;
     loadTile(x, in, count, at, samples);
+    if (anyLimits) {
+      for (Lanes& row : x.rows) row = select(limits, tanhRational(boundedLanes(row, kTanhBound)), row);
+    }
     loadTile(alpha, alphas, count, at, samples);
     loadTile(alpha0, alpha0s, count, at, samples);
     loadTile(rho, rhos, count, at, samples);
     loadTile(mode, modes, count, at, samples);
     for (int i = 0; i < samples; ++i) {
+      const Lanes a = alpha.rows[i];
+      const Lanes e = alpha0.rows[i] * (a * (x.rows[i] - earlierZ2) + earlierDriven);
+      const Lanes f = alpha0.rows[i] * (one - a * twiceEarlierAlpha);
+      const Lanes bp = tanhRational(boundedLanes(e + f * earlierBp, kTanhBound));
       const Lanes hp = alpha0.rows[i] * (x.rows[i] - rho.rows[i] * z1 - z2);
-      const Lanes driven = alpha.rows[i] * hp;
-      const Lanes bp = tanhRational(boundedLanes(driven + z1, kTanhBound));
-      const Lanes second = alpha.rows[i] * bp;
+      const Lanes driven = a * hp;
+      const Lanes second = a * bp;
       const Lanes lp = second + z2;
+      earlierZ2 = z2;
+      earlierDriven = driven;
+      earlierBp = bp;
+      twiceEarlierAlpha = a + a;
       z1 = driven + bp;
       z2 = second + lp;
       const Lanes m = mode.rows[i];
       x.rows[i] = select(m < one, lp * (one - m) + hp * m, bp * (m - one) + hp * (one + one - m));
+    }
+    if (anyDrives) {
+      const LaneMask drives = gains > 0.0F;
+      for (Lanes& row : x.rows) row = select(drives, softLimitedRow(row * gains), row);
     }
     storeTile(x, lanes, count, at, samples);
   }

@@ -3,6 +3,10 @@
 // explains.
 #pragma once
 
+#if defined(__SSE2__)
+#include <immintrin.h>
+#endif
+
 #include <cstdint>
 #include <cstring>
 
@@ -18,9 +22,10 @@ template <typename V>
 inline V tanhRational(V x) noexcept {
   const V u = x * x;
   const V u2 = u * u;
-  const V p = (kTanhP[0] + kTanhP[1] * u) + u2 * ((kTanhP[2] + kTanhP[3] * u) + u2 * kTanhP[4]);
+  // The factor x goes in early: the numerator is then ready together with the denominator.
+  const V p = x * (kTanhP[0] + kTanhP[1] * u) + (x * u2) * ((kTanhP[2] + kTanhP[3] * u) + u2 * kTanhP[4]);
   const V q = (kTanhQ[0] + kTanhQ[1] * u) + u2 * ((kTanhQ[2] + kTanhQ[3] * u) + u2 * kTanhQ[4]);
-  return x * p / q;
+  return p / q;
 }
 
 inline float bounded(float x, float low, float high) noexcept {
@@ -52,11 +57,18 @@ inline Lanes select(LaneMask mask, Lanes a, Lanes b) noexcept {
       Lanes, (__builtin_bit_cast(LaneMask, a) & mask) | (__builtin_bit_cast(LaneMask, b) & ~mask));
 }
 
+// Not-a-number stays.
 inline Lanes boundedLanes(Lanes x, float bound) noexcept {
   const Lanes high = Lanes{} + bound;
   const Lanes low = Lanes{} - bound;
+#if defined(__AVX__)
+  return _mm256_min_ps(high, _mm256_max_ps(low, x));
+#elif defined(__SSE2__)
+  return _mm_min_ps(high, _mm_max_ps(low, x));
+#else
   x = select(x < low, low, x);
   return select(x > high, high, x);
+#endif
 }
 
 }  // namespace

@@ -15,6 +15,8 @@ struct SEMFilterLane {
   const float* modes = nullptr;    // 0 low-pass, 0.5 notch, 1 high-pass, 2 band-pass
   float* z1 = nullptr;
   float* z2 = nullptr;
+  bool limitsInput = false;  // what comes in goes through the hyperbolic tangent first
+  float driveGain = 0;       // behind the filter sgn(y)(1 - e^-|y|) with y = gain x; 0 for none
 };
 
 struct OscillatorStepSettings {

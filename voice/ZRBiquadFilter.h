@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "platform/NonBlocking.h"
+#include "voice/BiquadCascade.h"
 #include "voice/ZRBiquadType.h"
 #include "voice/ZRDSPFilter.h"
 
@@ -28,6 +29,11 @@ class ZRBiquadFilter : public ZRDSPFilter {
   void runFilter(const float* in1, const float* in2, float* out1, float* out2,
                  int frames) noexcept MORV_NONBLOCKING override;
 
+  // Three stereo filters of one section behind one another, with the same result as one `runFilter` behind
+  // the other, in one pass while no coefficient is on its way. Outputs may be inputs.
+  static void runThree(ZRBiquadFilter& first, ZRBiquadFilter& second, ZRBiquadFilter& third, const float* in1,
+                       const float* in2, float* out1, float* out2, int frames) noexcept MORV_NONBLOCKING;
+
   // b0, b1, b2, a1, a2 of each section as last computed, for all channels alike.
   const std::vector<double>& coefficients() const noexcept { return coefficients_; }
 
@@ -48,8 +54,15 @@ class ZRBiquadFilter : public ZRDSPFilter {
   void computeShelf(double* c) const noexcept MORV_NONBLOCKING;
   void computePeak(double* c) const noexcept MORV_NONBLOCKING;
   void computeOnePole(double* c) const noexcept MORV_NONBLOCKING;
+  bool isSettledPair() const noexcept MORV_NONBLOCKING {
+    return multichannel != 0 && sections == 1 && !ramping_ && !settingsChanged();
+  }
+  BiquadPair pair() noexcept MORV_NONBLOCKING;
   bool settingsChanged() const noexcept MORV_NONBLOCKING;
   void storeSettings() noexcept MORV_NONBLOCKING;
+  bool passesUnchanged(const double* delays) const noexcept MORV_NONBLOCKING;
+  static void passUnchanged(double* delays, const float* in, float* out,
+                            int frames) noexcept MORV_NONBLOCKING;
   void stepRunningCoefficients() noexcept MORV_NONBLOCKING;
 
   float lastCutoff_ = 0;

@@ -69,6 +69,7 @@ const float* ZRDSPOscillator::destinationOf(const ZRDSPParameter& parameter) con
 
 bool ZRDSPOscillator::holdsStill(const ZRDSPParameter& parameter, int frames) const noexcept {
   return modMatrix == nullptr || modMatrix->isClear(parameter.address) ||
+         modMatrix->isHeld(parameter.address, frames) ||
          isUniform(modMatrix->readDestination(parameter.address), frames);
 }
 

@@ -21,22 +21,24 @@ constexpr int kFirstRoutingAddress = 512;
 
 const double kSemitone = std::pow(2.0, 1.0 / 12.0);
 
-// Writes y = c (y - target) + target for each sample and returns the last y. Once a step leaves y where it
-// was, all later steps do too, and the rest is a fill.
-float follow(float* out, HeldFill& held, int frames, float y, float target, float c) noexcept {
+// Makes a source y = c (y - target) + target, sample by sample, and returns the last y. Once a step leaves y
+// where it was, all later steps do too, and the rest is a fill.
+float follow(ZRDSPModMatrix& matrix, int source, int frames, float y, float target, float c) noexcept {
+  if (frames <= 0) return y;
+  float next = c * (y - target) + target;
+  if (next == y) {
+    matrix.holdSource(source, y, frames);
+    return y;
+  }
+  float* out = matrix.sourceBuffer(source);
   for (int i = 0; i < frames; ++i) {
-    const float next = c * (y - target) + target;
     if (next == y) {
-      if (i == 0) {
-        held.fill(out, y, frames);
-      } else {
-        std::fill(out + i, out + frames, y);
-      }
+      std::fill(out + i, out + frames, y);
       return y;
     }
-    if (i == 0) held.forget();
     y = next;
     out[i] = y;
+    next = c * (y - target) + target;
   }
   return y;
 }
@@ -198,8 +200,7 @@ void ZRDSPVoice::setPressure(float newPressure) noexcept { pressure = newPressur
 void ZRDSPVoice::setMIDICC(int controller, int value) noexcept {
   if (controller == 1) {
     modWheelValue = static_cast<float>(value);
-    modWheelFilled_ = std::min(blockSize, kMaxBlockFrames);
-    std::fill_n(modMatrix->sourceBuffer(kSourceModWheel), modWheelFilled_, modWheelValue);
+    modMatrix->holdSource(kSourceModWheel, modWheelValue, std::min(blockSize, kMaxBlockFrames));
   } else if (controller == 74) {
     slide = static_cast<float>(value);
   }
@@ -207,14 +208,14 @@ void ZRDSPVoice::setMIDICC(int controller, int value) noexcept {
 
 // The portamento is linear in pitch and takes `portamentoTime` seconds whatever the interval:
 // f = start 2^(phase s / 12), with s the interval in semitones.
-void ZRDSPVoice::fillNoteSource(float* out, int frames) noexcept {
+void ZRDSPVoice::fillNoteSource(int frames) noexcept {
   const float time = portamentoTime.value;
   if (!(time > 0.0F) || glideStartFrequency == noteFrequency) {
     glidePhase = 0;
-    noteFill_.fill(out, noteFrequency, frames);
+    modMatrix->holdSource(kSourceNote, noteFrequency, frames);
     return;
   }
-  noteFill_.forget();
+  float* out = modMatrix->sourceBuffer(kSourceNote);
   const double start = glideStartFrequency;
   const double interval = static_cast<float>(
       12.0 * std::log2(static_cast<double>(noteFrequency) / static_cast<double>(glideStartFrequency)));
@@ -242,22 +243,14 @@ void ZRDSPVoice::runGenerator(float* /*left*/, float* /*right*/, int frames, flo
     noteStarted = false;
   }
   ZRDSPModMatrix& matrix = *modMatrix;
-  smoothedPressure = follow(matrix.sourceBuffer(kSourcePressure), pressureFill_, frames, smoothedPressure,
-                            pressure, fastSmoothing);
-  smoothedPitchbend = follow(matrix.sourceBuffer(kSourcePitchWheel), bendFill_, frames, smoothedPitchbend,
+  smoothedPressure = follow(matrix, kSourcePressure, frames, smoothedPressure, pressure, fastSmoothing);
+  smoothedPitchbend = follow(matrix, kSourcePitchWheel, frames, smoothedPitchbend,
                              pitchbendDelta + addedPitchbend, mediumSmoothing);
-  smoothedSlide =
-      follow(matrix.sourceBuffer(kSourceSlide), slideFill_, frames, smoothedSlide, slide, fastSmoothing);
-  smoothedGate = follow(matrix.sourceBuffer(kSourceGate), gateFill_, frames, smoothedGate,
-                        static_cast<float>(gate), mediumSmoothing);
-  smoothedVelocity = follow(matrix.sourceBuffer(kSourceVelocity), velocityFill_, frames, smoothedVelocity,
-                            velocity, slowSmoothing);
-  fillNoteSource(matrix.sourceBuffer(kSourceNote), frames);
-  if (frames > modWheelFilled_) {
-    std::fill(matrix.sourceBuffer(kSourceModWheel) + modWheelFilled_,
-              matrix.sourceBuffer(kSourceModWheel) + frames, modWheelValue);
-    modWheelFilled_ = frames;
-  }
+  smoothedSlide = follow(matrix, kSourceSlide, frames, smoothedSlide, slide, fastSmoothing);
+  smoothedGate = follow(matrix, kSourceGate, frames, smoothedGate, static_cast<float>(gate), mediumSmoothing);
+  smoothedVelocity = follow(matrix, kSourceVelocity, frames, smoothedVelocity, velocity, slowSmoothing);
+  fillNoteSource(frames);
+  matrix.holdSource(kSourceModWheel, modWheelValue, frames);
 }
 
 void ZRDSPVoice::runGenerators(ZRDSPVoice* const* bank, int count, float* left, float* right, int frames,

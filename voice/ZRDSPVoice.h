@@ -8,7 +8,6 @@
 #include "modulation/ZRDSPModMatrix.h"
 #include "platform/NonBlocking.h"
 #include "render/ZRDSPEntity.h"
-#include "voice/HeldFill.h"
 
 namespace morv {
 
@@ -117,7 +116,7 @@ class ZRDSPVoice : public ZRDSPEntity {
   int addressCounter;  // next free address for the derived class
 
  private:
-  void fillNoteSource(float* out, int frames) noexcept MORV_NONBLOCKING;
+  void fillNoteSource(int frames) noexcept MORV_NONBLOCKING;
   float bendInHz(float semitones) const noexcept MORV_NONBLOCKING;
 
   float inverseSampleRate;
@@ -125,9 +124,6 @@ class ZRDSPVoice : public ZRDSPEntity {
   float mediumSmoothing;
   float slowSmoothing;
   bool noteStarted = false;
-  // What the sources of this class hold.
-  HeldFill pressureFill_, bendFill_, slideFill_, gateFill_, velocityFill_, noteFill_;
-  int modWheelFilled_ = 0;  // frames of source 3 that hold the present value
   std::vector<std::unique_ptr<ZRDSPParameter>> routingDepths_;
 };
 

@@ -150,12 +150,24 @@ void ZRSEMFilter::runRecursion(const float* in1, const float* in2, float* out1, 
   z4 = s4;
 }
 
+// The poles lie at w (R +- sqrt(R^2 - 1)) with w near 2 alpha a sample; R is 1 at the most.
+float ZRSEMFilter::memorySamples() const noexcept {
+  const float a = laneAlphas_[0];
+  return 1.0F / ((laneRhos_[0] - a) * a);
+}
+
+bool ZRSEMFilter::holdsStill(const ZRDSPParameter& parameter, const float* modulation,
+                             int frames) const noexcept {
+  return modulation == nullptr || modMatrix->isHeld(parameter.address, frames) ||
+         isUniform(modulation, frames);
+}
+
 SEMFilterLane ZRSEMFilter::laneFor(const float* in, float* out, int frames) noexcept {
   const float* cutoffModulation = modulationOf(filterCutoff);
   const float* resonanceModulation = modulationOf(filterResonance);
   const float* modeModulation = modulationOf(filterMode);
-  const bool resonanceIsStill = isUniform(resonanceModulation, frames);
-  if (resonanceIsStill && isUniform(cutoffModulation, frames)) {
+  const bool resonanceIsStill = holdsStill(filterResonance, resonanceModulation, frames);
+  if (resonanceIsStill && holdsStill(filterCutoff, cutoffModulation, frames)) {
     _updateCoefficients(0);
     alphaFill_.fill(laneAlphas_.data(), static_cast<float>(alpha), frames);
     alpha0Fill_.fill(laneAlpha0s_.data(), static_cast<float>(alpha0), frames);

@@ -31,6 +31,8 @@ class ZRSEMFilter : public ZRDSPFilter {
   // and with approximated tangent and tanh: within 100 dB of `runFilter`. The second channel stands still.
   // The lane refers to this filter's memory and states; run it before the next block.
   SEMFilterLane laneFor(const float* in, float* out, int frames) noexcept MORV_NONBLOCKING;
+  // Samples in which what the present coefficients keep falls to 1/e; of the lane's first sample.
+  float memorySamples() const noexcept MORV_NONBLOCKING;
   // Brings the coefficients up to one sample of the present block. The tangent is taken only when the limited
   // cutoff or resonance has changed.
   void _updateCoefficients(int sampleIndex) noexcept MORV_NONBLOCKING;
@@ -52,6 +54,8 @@ class ZRSEMFilter : public ZRDSPFilter {
   double rho = 0;         // 2 R + g
 
  private:
+  bool holdsStill(const ZRDSPParameter& parameter, const float* modulation,
+                  int frames) const noexcept MORV_NONBLOCKING;
   void setCoefficients(float c, float r) noexcept MORV_NONBLOCKING;
   bool fillCoefficients(int frames) noexcept MORV_NONBLOCKING;
   void runRecursion(const float* in1, const float* in2, float* out1, float* out2, int coefficientStep,

@@ -27,6 +27,7 @@ ZRTurboVoice::ZRTurboVoice(float sampleRateHz, int blockSizeFrames, int firstPar
   }
   makeModules(sampleRateHz, blockSizeFrames);
   makeRows();
+  leaveOutUnreadRows();
   noteFrequency = 88.0F;
   gate = 0;
 }
@@ -49,6 +50,7 @@ void ZRTurboVoice::makeModules(float sampleRateHz, int blockSizeFrames) {
 
   lfo->pulseMode = 0;
   lfo->lfoMode = true;
+  lfo->leavesUnreadRight = true;
   lfo->level = 1.0F;
 
   // Each registers its sources as it takes the matrix, so this order numbers them.
@@ -118,9 +120,19 @@ void ZRTurboVoice::makeRows() {
   row(kSourcePressure, outputDistortion, &outputDistortionPressModAmount, 1, Transform::midi);
 }
 
+// The envelopes take their gates from the notes, and the output amplifier its input from the filter; what the
+// rows bring them nobody reads.
+void ZRTurboVoice::leaveOutUnreadRows() {
+  for (const ZRDSPParameter* unread :
+       {&ampEnvelope->envGate, &modEnvelope->envGate, &fadeEnvelope->envGate, &outputAmp->input}) {
+    modMatrix->getMatrixCore()->unread.set(static_cast<std::size_t>(unread->address));
+  }
+}
+
 void ZRTurboVoice::reset() {}
 
 void ZRTurboVoice::prepare(float sampleRateHz, int blockSizeFrames) {
+  wake();
   ZRDSPVoice::prepare(sampleRateHz, blockSizeFrames);
   const std::array<ZRDSPEntity*, 8> modules = {waveOscillator.get(), filter.get(),      lfo.get(),
                                                ampEnvelope.get(),    modEnvelope.get(), fadeEnvelope.get(),
@@ -142,17 +154,20 @@ void ZRTurboVoice::gateEnvelopes(int newGate, int newVelocity) noexcept {
 }
 
 void ZRTurboVoice::setGateWithNote(int newGate, int newNote, int newVelocity) noexcept {
+  wake();
   ZRDSPVoice::setGateWithNote(newGate, newNote, newVelocity);
   gateEnvelopes(newGate, newVelocity);
 }
 
 void ZRTurboVoice::setGateWithNoteAndPitchbend(int newGate, int newNote, int newVelocity,
                                                float bend) noexcept {
+  wake();
   ZRDSPVoice::setGateWithNoteAndPitchbend(newGate, newNote, newVelocity, bend);
   gateEnvelopes(newGate, newVelocity);
 }
 
 void ZRTurboVoice::setGate(int newGate) noexcept {
+  wake();
   gate = newGate;
   ampEnvelope->setGate(newGate, 1.0F);
   modEnvelope->setGate(newGate, 1.0F);
@@ -171,15 +186,10 @@ void ZRTurboVoice::followControls(int frames) noexcept {
   smoothedPan = panSmoothing * (smoothedPan - panTarget) + panTarget;
 
   // The fade row works only while no other row feeds the LFO amplifier's volume.
-  rowFadeToLfo->active = modwheelLFOAmount.value == 0.0F && lfoAmountPressModAmount.value == 0.0F &&
-                         lfoAmountSlideModAmount.value == 0.0F;
   const float fadeIn = lfoFadeIn.value;
-  if (fadeIn == 0.0F) {
-    rowFadeToLfo->active = false;
-    lfoAmp->volume = kFullyOpen;
-  } else {
-    lfoAmp->volume = 0.0F;
-  }
+  rowFadeToLfo->active = fadeIn != 0.0F && modwheelLFOAmount.value == 0.0F &&
+                         lfoAmountPressModAmount.value == 0.0F && lfoAmountSlideModAmount.value == 0.0F;
+  lfoAmp->volume = fadeIn == 0.0F ? kFullyOpen : 0.0F;
 
   ampEnvelope->attack = squared(2.0F * env1Attack.value);
   ampEnvelope->decay = squared(2.5F * env1Decay.value);
@@ -244,44 +254,78 @@ void ZRTurboVoice::runOscillator(int frames, float tempo) noexcept {
   osc.runGenerator(frames, tempo);
 }
 
-// Soft exponential limiter, sgn(x)(1 - e^-|x|), behind a gain of up to 21, then a bell at 3.5 kHz.
-void ZRTurboVoice::runDrive(float* signal, int frames) noexcept {
+// Soft exponential limiter, sgn(x)(1 - e^-|x|), behind a gain of up to 21; 0 while there is no drive.
+float ZRTurboVoice::driveGain() const noexcept {
   const float drive = outputDistortion.value + firstDestinationSample(outputDistortion);
-  if (!(drive > 0.0F)) return;
-  const auto gain = static_cast<float>(1.0 + static_cast<double>(20.0F * drive));
-  voiceKernels().softLimit(signal, gain, driven_.data(), frames);
+  return drive > 0.0F ? static_cast<float>(1.0 + static_cast<double>(20.0F * drive)) : 0.0F;
+}
+
+// The filter's lane, with the limiter ahead of it and the one behind.
+SEMFilterLane ZRTurboVoice::laneFor(float* signal, int frames) noexcept {
+  SEMFilterLane lane = filter->laneFor(signal, signal, frames);
+  lane.limitsInput = true;
+  lane.driveGain = driveGain();
+  return lane;
+}
+
+// A bell at 3.5 kHz behind the drive.
+void ZRTurboVoice::runDriveTone(float* signal, int frames) noexcept {
+  if (!(driveGain() > 0.0F)) return;
   driveTone->filterCutoff = kDriveToneHz;
   driveTone->gain = kDriveToneDb * outputDistortionTone.value;
   driveTone->bandwidth = kDriveToneBandwidthHz;
-  driveTone->runFilter(driven_.data(), nullptr, signal, nullptr, frames);
+  driveTone->runFilter(signal, nullptr, signal, nullptr, frames);
+}
+
+// All voices of a block have one row array, and only the fade row changes on their way.
+void ZRTurboVoice::runRows(int frames, SeenRows* rows) noexcept {
+  const SeenRows now{modMatrix->getMatrixCore().get(), rowFadeToLfo->active};
+  if (now.core == rows->core && now.fadeIsActive == rows->fadeIsActive) {
+    modMatrix->runMatrixAsPresent(frames);
+  } else {
+    modMatrix->runMatrix(frames);
+  }
+  *rows = now;
 }
 
 // Everything ahead of the filter. Returns whether the voice sounds at all.
-bool ZRTurboVoice::runSources(int frames, float tempo) noexcept {
+bool ZRTurboVoice::runSources(int frames, float tempo, SeenRows* rows) noexcept {
+  if (sleepsOn(frames, tempo)) {
+    ZRDSPVoice::runGenerator(nullptr, nullptr, frames, tempo);
+    followControls(frames);
+    return false;
+  }
   ZRDSPVoice::runGenerator(nullptr, nullptr, frames, tempo);
   followControls(frames);
   if (!active || frames == 0) return false;
+  runToFilter(frames, tempo, rows);
+  return true;
+}
+
+// From the LFO to the filter's settings; returns the buffer with what is to be filtered.
+float* ZRTurboVoice::runToFilter(int frames, float tempo, SeenRows* rows) noexcept {
   runLfo(frames, tempo);
-  modMatrix->runMatrix(frames);
+  runRows(frames, rows);
   fadeEnvelope->runGenerator(frames, tempo);
   lfoAmp->runAmp(frames, tempo);
   runOscillator(frames, tempo);
-  voiceKernels().tanhInPlace(modMatrix->sourceBuffer(waveOscillator->outputSourceLeft), frames);
+  float* signal = modMatrix->sourceBuffer(waveOscillator->outputSourceLeft);
   modEnvelope->runGenerator(frames, tempo);
   filter->filterCutoff = filterCutoff.value;
   filter->filterResonance = filterResonance.value;
   filter->filterMode = filterMode.value;
-  return true;
+  return signal;
 }
 
 // Everything behind the filter.
 void ZRTurboVoice::runOutput(float* left, float* right, int frames, float tempo) noexcept {
   float* signal = modMatrix->sourceBuffer(waveOscillator->outputSourceLeft);
   ampEnvelope->runGenerator(frames, tempo);
-  runDrive(signal, frames);
+  runDriveTone(signal, frames);
   // One buffer goes in as both inputs, so the amplifier's gain acts on it twice.
   outputAmp->pan = smoothedPan;
   outputAmp->runAmp(signal, signal, left, right, frames, tempo);
+  watchForSleep(frames, tempo);
 }
 
 void ZRTurboVoice::runGenerator(float* left, float* right, int frames, float tempo) noexcept {
@@ -293,15 +337,16 @@ void ZRTurboVoice::runGenerators(ZRDSPVoice* const* bank, int count, float* left
                                  float tempo) noexcept {
   std::array<ZRTurboVoice*, VoiceKernels::kLanes> sounding{};
   std::array<SEMFilterLane, VoiceKernels::kLanes> lanes{};
+  SeenRows rows;
   for (int next = 0; next < count;) {
     int lane = 0;
     for (; next < count && lane < VoiceKernels::kLanes; ++next) {
       auto* voice = static_cast<ZRTurboVoice*>(bank[next]);
-      if (!voice->runSources(frames, tempo)) continue;
+      if (!voice->runSources(frames, tempo, &rows)) continue;
       const auto at = static_cast<std::size_t>(lane++);
       float* signal = voice->modMatrix->sourceBuffer(voice->waveOscillator->outputSourceLeft);
       sounding[at] = voice;
-      lanes[at] = voice->filter->laneFor(signal, signal, frames);
+      lanes[at] = voice->laneFor(signal, frames);
     }
     if (lane == 0) continue;
     voiceKernels().semFilterBank(lanes.data(), lane, frames);

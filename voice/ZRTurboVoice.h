@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "platform/NonBlocking.h"
-#include "render/BlockLimits.h"
+#include "platform/Relaxed.h"
 #include "voice/ZRBasicEnvelope.h"
 #include "voice/ZRBiquadFilter.h"
 #include "voice/ZRDSPVoice.h"
@@ -44,6 +44,15 @@ class ZRTurboVoice : public ZRDSPVoice {
   void runGenerators(ZRDSPVoice* const* bank, int count, float* left, float* right, int frames,
                      float tempo) noexcept MORV_NONBLOCKING override;
   void setRandomSeed(std::uint64_t seed) override;
+  void setParameterValueForAddress(int address, float value) noexcept MORV_NONBLOCKING override;
+
+  // A voice whose sound has ended falls asleep a second later, while nothing about it moves, and then costs
+  // no more than one that never sounded. Before the next thing that happens to it, it makes up for the time:
+  // LFO phase, random draws and filter are then where they would have been. The oscillator's phase is, too,
+  // but for at most 2^-25 of a cycle per frame slept; and where the LFO bends the pitch or the instrument's
+  // slop moves it, it is some other one. The filter's state comes from playing its last stretch again and is
+  // within 80 dB.
+  bool isAsleep() const noexcept MORV_NONBLOCKING { return asleep_; }
 
   ZRDSPParameter oscWave, oscPulseWidth, oscMainLevel, oscNoiseLevel, oscSubLevel, oscSubWave, oscSubOctave,
       oscSubDetune, oscEnvModAmount, oscLFOModAmount, oscPulsewidthLFOModAmount, oscWaveLFOModAmount,
@@ -80,19 +89,57 @@ class ZRTurboVoice : public ZRDSPVoice {
   modMatrixRow* rowNoteToPitch = nullptr;
 
  private:
+  // The row array that a block has looked through, and how the fade row stood then.
+  struct SeenRows {
+    const ModMatrixCore* core = nullptr;
+    bool fadeIsActive = false;
+  };
+
+  // What must not move while a voice sleeps.
+  struct Rest {
+    float pressure = 0, bend = 0, slide = 0, velocity = 0, noteFrequency = 0, glideStart = 0, wheel = 0;
+    int gate = 0;
+    std::uint32_t settings = 0;
+    int frames = 0;
+    float tempo = 0;
+    bool operator==(const Rest&) const = default;
+  };
+
   void makeModules(float sampleRateHz, int blockSizeFrames);
   void makeRows();
+  void leaveOutUnreadRows();
   void gateEnvelopes(int newGate, int newVelocity) noexcept MORV_NONBLOCKING;
   void followControls(int frames) noexcept MORV_NONBLOCKING;
-  bool runSources(int frames, float tempo) noexcept MORV_NONBLOCKING;
+  void runRows(int frames, SeenRows* rows) noexcept MORV_NONBLOCKING;
+  bool runSources(int frames, float tempo, SeenRows* rows) noexcept MORV_NONBLOCKING;
+  float* runToFilter(int frames, float tempo, SeenRows* rows) noexcept MORV_NONBLOCKING;
   void runOutput(float* left, float* right, int frames, float tempo) noexcept MORV_NONBLOCKING;
   void runLfo(int frames, float tempo) noexcept MORV_NONBLOCKING;
   void runOscillator(int frames, float tempo) noexcept MORV_NONBLOCKING;
-  void runDrive(float* signal, int frames) noexcept MORV_NONBLOCKING;
+  float driveGain() const noexcept MORV_NONBLOCKING;
+  SEMFilterLane laneFor(float* signal, int frames) noexcept MORV_NONBLOCKING;
+  void runDriveTone(float* signal, int frames) noexcept MORV_NONBLOCKING;
   float firstDestinationSample(const ZRDSPParameter& parameter) const noexcept MORV_NONBLOCKING;
 
+  Rest presentRest(int frames, float tempo) const noexcept MORV_NONBLOCKING;
+  bool isAtRest(int frames) const noexcept MORV_NONBLOCKING;
+  void watchForSleep(int frames, float tempo) noexcept MORV_NONBLOCKING;
+  bool sleepsOn(int frames, float tempo) noexcept MORV_NONBLOCKING;
+  void wake() noexcept MORV_NONBLOCKING;
+  void skip(std::int64_t frames) noexcept MORV_NONBLOCKING;
+  ZRWavetableOscillator::Steps meanSteps(double frames) noexcept MORV_NONBLOCKING;
+  void replay(int frames, float tempo) noexcept MORV_NONBLOCKING;
+
   float panSmoothing;
-  std::array<float, kMaxBlockFrames> driven_{};  // the drive's scratch
+  // Changes with each setting that is set; two at once may count as one, which is still a change.
+  Relaxed<std::uint32_t> settingsSeen_{0};
+  Rest rest_;
+  float restDetune_ = 0;     // Hz
+  float longestMemory_ = 0;  // samples, of the filter since the voice came to rest
+  int quietFrames_ = 0;
+  int replayedFrames_ = 0;  // that waking plays again
+  std::int64_t sleptFrames_ = 0;
+  bool asleep_ = false;
 };
 
 }  // namespace morv

@@ -7,6 +7,7 @@
 #include "modulation/ZRDSPModMatrix.h"
 #include "render/BlockLimits.h"
 #include "voice/OscillatorLaws.h"
+#include "voice/PhaseWalk.h"
 #include "voice/Smoothing.h"
 #include "voice/VoiceKernels.h"
 
@@ -96,14 +97,15 @@ float ZRVAOscillator::baseFrequency(float tempo) const noexcept {
   return timeDivisionToFrequency(bars, notesPerBar, tempo);
 }
 
-// Leaves the phase step of each sample in `scratch`. The phase runs over a range of two.
-void ZRVAOscillator::fillSteps(int frames, float tempo) noexcept {
+// Leaves the phase step of each sample in `scratch`; returns whether all are alike. The phase runs over a
+// range of two.
+bool ZRVAOscillator::fillSteps(int frames, float tempo) noexcept {
   const float f0 = baseFrequency(tempo);
   float* steps = scratch.data();
   if (modMatrix == nullptr) {
     frequency = f0;
     std::fill_n(steps, frames, 2.0F * f0 / sampleRate);
-    return;
+    return true;
   }
   const float octaves = octaveFactor(oscOctave.value, firstDestinationSampleOf(oscOctave));
   const float semitones = semitoneFactor(oscSemitones.value, firstDestinationSampleOf(oscSemitones));
@@ -116,7 +118,7 @@ void ZRVAOscillator::fillSteps(int frames, float tempo) noexcept {
   if (holdsStill(oscCents, frames) && holdsStill(oscFreq, frames)) {
     frequency = stepFor(frequencies[0], centsFactor(cents + centsModulation[0]));
     std::fill_n(steps, frames, 2.0F * frequency / sampleRate);
-    return;
+    return true;
   }
   float lastModulation = centsModulation[0];
   float factor = centsFactor(cents + lastModulation);
@@ -130,6 +132,7 @@ void ZRVAOscillator::fillSteps(int frames, float tempo) noexcept {
   frequency = steps[frames - 1];
   const float rate = sampleRate;
   for (int i = 0; i < frames; ++i) steps[i] = 2.0F * steps[i] / rate;
+  return false;
 }
 
 template <bool kLfo, bool kPulse, bool kWidthModulated>
@@ -169,9 +172,85 @@ void ZRVAOscillator::advancePhases(int frames) noexcept {
   heldValue = held;
 }
 
+namespace {
+
+// A phase that starts anew at -1 with each wrap, `frames` steps on.
+struct SkippedPhase {
+  std::int64_t wraps = 0;
+  std::int64_t lastWrap = 0;  // steps up to and with the last one
+};
+
+SkippedPhase skipCycles(float* phase, float step, std::int64_t frames) noexcept {
+  SkippedPhase skipped;
+  PhaseWalk walk = walkPhase(*phase, step, 1.0F, frames);
+  *phase = walk.position;
+  if (!walk.reachesEnd) return skipped;
+  skipped = {1, walk.steps};
+  *phase = -1.0F;
+  if (skipped.lastWrap == frames) return skipped;
+  walk = walkPhase(-1.0F, step, 1.0F, frames - skipped.lastWrap);
+  if (walk.reachesEnd) {
+    const std::int64_t cycles = (frames - skipped.lastWrap) / walk.steps;
+    skipped.wraps += cycles;
+    skipped.lastWrap += cycles * walk.steps;
+    walk = walkPhase(-1.0F, step, 1.0F, frames - skipped.lastWrap);
+  }
+  *phase = skipped.lastWrap == frames ? -1.0F : walk.position;
+  return skipped;
+}
+
+}  // namespace
+
+bool ZRVAOscillator::isSteady(int frames) const noexcept {
+  const int wave = oscWave.intValue() + truncatedInt(firstDestinationSampleOf(oscWave));
+  return lfoMode && pulseMode == 0 && wrapCallback == nullptr && frequency > 0.0F && wave >= 0 && wave <= 4 &&
+         holdsStill(oscCents, frames) && holdsStill(oscFreq, frames);
+}
+
+void ZRVAOscillator::skip(std::int64_t frames, int blockFrames) noexcept {
+  if (frames <= 0) return;
+  const float step = 2.0F * frequency / sampleRate;
+  const SkippedPhase first = skipCycles(&phase, step, frames);
+  if (first.wraps > 0) heldValue = noiseTable[static_cast<std::size_t>((first.lastWrap - 1) % blockFrames)];
+  const SkippedPhase second = skipCycles(&secondPhase, step, frames);
+  if (second.wraps % 2 != 0) sign = sign > 0.0F ? -1.0F : 1.0F;
+  historyA[0] = phase * phase;
+  historyB[0] = secondPhase * secondPhase;
+  historyC[0] = (1.0F - secondPhase * secondPhase) * sign;
+}
+
+// The same for an LFO whose steps are all alike: from wrap to wrap, in runs of equal sums.
+void ZRVAOscillator::advancePhasesSteadily(float step, int frames) noexcept {
+  float* phases = phaseBuffer.data();
+  for (int i = 0; i < frames;) {
+    i += fillPhase(&phase, step, 1.0F, phases + i, frames - i);
+    if (!(phase >= 1.0F)) break;
+    phase = -1.0F;
+    phases[i - 1] = phase;
+    heldValue = noiseTable[static_cast<std::size_t>(i - 1)];
+    if (wrapCallback != nullptr) wrapCallback(wrapCallbackOwner);
+  }
+  float* secondPhases = secondPhaseBuffer.data();
+  float* signs = signBuffer.data();
+  for (int i = 0; i < frames;) {
+    const int from = i;
+    i += fillPhase(&secondPhase, step, 1.0F, secondPhases + i, frames - i);
+    std::fill(signs + from, signs + i, sign);
+    if (!(secondPhase >= 1.0F)) break;
+    secondPhase = -1.0F;
+    secondPhases[i - 1] = secondPhase;
+    sign = sign > 0.0F ? -1.0F : 1.0F;
+    signs[i - 1] = sign;
+  }
+}
+
 void ZRVAOscillator::runPhaseIncrement(int frames, float tempo) noexcept {
   if (frames <= 0) return;
-  fillSteps(frames, tempo);
+  const bool isSteady = fillSteps(frames, tempo);
+  if (isSteady && lfoMode && pulseMode == 0 && scratch[0] > 0.0F) {
+    advancePhasesSteadily(scratch[0], frames);
+    return;
+  }
   const bool widthModulated = modMatrix != nullptr;
   if (lfoMode) {
     pulseMode != 0 ? advancePhases<true, true, false>(frames) : advancePhases<true, false, false>(frames);
@@ -198,17 +277,17 @@ void ZRVAOscillator::fillHistories(bool first, bool second, bool third, int fram
     c[i] = (1.0F - secondPhases[i] * secondPhases[i]) * signs[i];
 }
 
-void ZRVAOscillator::runWave(int wave, float* left, float* right, int frames) noexcept {
+void ZRVAOscillator::runWave(int wave, float* left, float* right, bool isRightWanted, int frames) noexcept {
   const float scale = sampleRate / (4.0F * frequency);
   const float* phases = phaseBuffer.data();
   const float* secondPhases = secondPhaseBuffer.data();
   const float* signs = signBuffer.data();
   if (wave == 0) {
     voiceKernels().sinPi(phases, left, frames);
-    voiceKernels().sinPi(secondPhases, right, frames);
+    if (isRightWanted) voiceKernels().sinPi(secondPhases, right, frames);
   } else if (wave == 1 || wave == 2) {
     differentiate(historyA.data(), scale, left, frames);
-    differentiate(historyB.data(), scale, right, frames);
+    if (isRightWanted || wave == 2) differentiate(historyB.data(), scale, right, frames);
     if (wave == 2) {
       for (int i = 0; i < frames; ++i) left[i] -= right[i];
     }
@@ -216,11 +295,12 @@ void ZRVAOscillator::runWave(int wave, float* left, float* right, int frames) no
     const float* c = historyC.data();
     const float slope = sampleRate / frequency;
     for (int i = 0; i < frames; ++i) left[i] = (c[i + 1] - c[i]) * slope * 0.25F;
-    differentiate(historyB.data(), scale, right, frames);
+    if (isRightWanted) differentiate(historyB.data(), scale, right, frames);
   } else if (wave == 4 && lfoMode) {
     const float held = heldValue;
     const float other = 1.0F - held;
     for (int i = 0; i < frames; ++i) left[i] = signs[i] * held;
+    if (!isRightWanted) return;
     for (int i = 0; i < frames; ++i) right[i] = signs[i] * other;
   } else if (wave == 5 && lfoMode) {
     for (int i = 0; i < frames; ++i) left[i] = static_cast<float>(2.0 * random_.unitDouble() - 1.0);
@@ -247,13 +327,27 @@ void ZRVAOscillator::smoothOutput(float* left, int frames) noexcept {
 }
 
 void ZRVAOscillator::runGenerator(float* left, float* right, int frames, float tempo) noexcept {
+  runOutputs(left, right, true, frames, tempo);
+}
+
+void ZRVAOscillator::runGenerator(int frames, float tempo) noexcept {
+  if (modMatrix == nullptr) return;
+  float* left = modMatrix->sourceBuffer(outputSourceLeft);
+  float* right = modMatrix->sourceBuffer(outputSourceRight);
+  if (left == nullptr || right == nullptr) return;
+  runOutputs(left, right, !leavesUnreadRight || modMatrix->isRead(outputSourceRight), frames, tempo);
+}
+
+void ZRVAOscillator::runOutputs(float* left, float* right, bool isRightWanted, int frames,
+                                float tempo) noexcept {
   if (frames <= 0) return;
   runPhaseIncrement(frames, tempo);
   if (pulseMode == 0) {
     const int wave = oscWave.intValue() + truncatedInt(firstDestinationSampleOf(oscWave));
     const bool isPlain = wave < 0 || wave > 5;
-    fillHistories(wave == 1 || wave == 2 || isPlain, wave >= 1 && wave <= 3, wave == 3, frames);
-    runWave(wave, left, right, frames);
+    const bool takesSecond = wave == 2 || (isRightWanted && (wave == 1 || wave == 3));
+    fillHistories(wave == 1 || wave == 2 || isPlain, takesSecond, wave == 3, frames);
+    runWave(wave, left, right, isRightWanted, frames);
   } else {
     fillHistories(true, true, false, frames);
     const float scale = sampleRate / (4.0F * frequency);

@@ -23,8 +23,6 @@ namespace morv {
 // value of the block's last wrap in the whole block.
 class ZRVAOscillator : public ZRDSPOscillator {
  public:
-  using ZRDSPOscillator::runGenerator;
-
   // Draws nine addresses. Allocates buffers for kMaxBlockFrames frames, or `framesPerBlock` if that is more.
   // In LFO mode `oscFreq` goes from 0.01 to 10 Hz and starts at 0.1 Hz.
   ZRVAOscillator(float sampleRateHz, int framesPerBlock, int* addressCounter, bool isLfo);
@@ -38,7 +36,17 @@ class ZRVAOscillator : public ZRDSPOscillator {
   // reciprocal. A negative one moves the phase down without a wrap.
   void runPhaseIncrement(int frames, float tempo) noexcept MORV_NONBLOCKING;
   void runGenerator(float* left, float* right, int frames, float tempo) noexcept MORV_NONBLOCKING override;
+  // The matrix's sources; with `leavesUnreadRight` the second only while some row takes it.
+  void runGenerator(int frames, float tempo) noexcept MORV_NONBLOCKING override;
 
+  // Whether the last block's steps were all alike and its wave is one of the five that draw no random
+  // numbers, so that `skip` may follow.
+  bool isSteady(int frames) const noexcept MORV_NONBLOCKING;
+  // Moves phases, sign and held value on by so many frames as blocks of `blockFrames` at the last block's
+  // frequency would, to the bit. The output smoother stands still. LFO mode, without a `wrapCallback`.
+  void skip(std::int64_t frames, int blockFrames) noexcept MORV_NONBLOCKING;
+
+  bool leavesUnreadRight = false;
   int pulseMode = 0;     // 0: the wave that oscWave names; 1: pulse of two saws, oscWave the second's gain
   bool bpmSync = false;  // oscFreq x 8 names a division of the tempo, from 4 bars (0) to a 64th (8)
   bool lfoMode;
@@ -69,11 +77,14 @@ class ZRVAOscillator : public ZRDSPOscillator {
  private:
   void _initNoise(int length) noexcept MORV_NONBLOCKING;
   float baseFrequency(float tempo) const noexcept MORV_NONBLOCKING;
-  void fillSteps(int frames, float tempo) noexcept MORV_NONBLOCKING;
+  bool fillSteps(int frames, float tempo) noexcept MORV_NONBLOCKING;
+  void advancePhasesSteadily(float step, int frames) noexcept MORV_NONBLOCKING;
   template <bool kLfo, bool kPulse, bool kWidthModulated>
   void advancePhases(int frames) noexcept MORV_NONBLOCKING;
   void fillHistories(bool first, bool second, bool third, int frames) noexcept MORV_NONBLOCKING;
-  void runWave(int wave, float* left, float* right, int frames) noexcept MORV_NONBLOCKING;
+  void runOutputs(float* left, float* right, bool isRightWanted, int frames,
+                  float tempo) noexcept MORV_NONBLOCKING;
+  void runWave(int wave, float* left, float* right, bool isRightWanted, int frames) noexcept MORV_NONBLOCKING;
   void smoothOutput(float* left, int frames) noexcept MORV_NONBLOCKING;
 
   Random random_;

@@ -144,6 +144,34 @@ void ZRWavetableOscillator::runFrequency(int frames) noexcept {
       increments_[static_cast<std::size_t>(frames) - 1] * settings.rate / settings.size / settings.scale;
 }
 
+ZRWavetableOscillator::Steps ZRWavetableOscillator::meanSteps(int frames) noexcept {
+  if (frames <= 0) return {};
+  runFrequency(frames);
+  Steps sum;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(frames); ++i) {
+    sum.main += static_cast<double>(increments_[i]);
+    sum.sub += static_cast<double>(subIncrements_[i]);
+  }
+  return {sum.main / frames, sum.sub / frames};
+}
+
+void ZRWavetableOscillator::skip(Steps each, std::int64_t frames) noexcept {
+  const auto count = static_cast<double>(frames);
+  const auto size = static_cast<float>(tableSize);
+  const auto moved = [&](float phase, double step) {
+    const double position = static_cast<double>(phase) + step * count;
+    return wrapped(static_cast<float>(std::fmod(position, static_cast<double>(tableSize))), size);
+  };
+  phaseOne = moved(phaseOne, each.main);
+  phaseThree = moved(phaseThree, each.sub);
+  phaseTwo = wrapped(lastWidth_ * size + phaseOne + static_cast<float>(each.main), size);
+  if (noiseLevel > 0.0F) random_.skip(static_cast<std::uint64_t>(frames));
+}
+
+bool ZRWavetableOscillator::holdsPitch(int frames) const noexcept {
+  return holdsStill(oscFreq, frames) && holdsStill(oscCents, frames);
+}
+
 void ZRWavetableOscillator::runWidths(int frames) noexcept {
   const float width = oscPulsewidth.value;
   const float* modulation = destinationOf(oscPulsewidth);
@@ -289,8 +317,7 @@ void ZRWavetableOscillator::runVoiceMode(float* left, int frames) noexcept {
 void ZRWavetableOscillator::addSub(float* left, int frames) noexcept {
   if (subLevel == 0.0F) return;
   const float* sub = table(subWave != 0 ? 4 : 0) + readOffset_;
-  for (int n = 0; n < frames; ++n)
-    left[n] += readTable(sub, phaseThreeBuffer[static_cast<std::size_t>(n)]) * subLevel;
+  voiceKernels().addTable(sub, phaseThreeBuffer.data(), subLevel, left, frames);
 }
 
 int ZRWavetableOscillator::clampedWave(int wave) const noexcept {

@@ -43,6 +43,19 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
   void runGenerator(int frames, float tempo) noexcept MORV_NONBLOCKING override;
   virtual void _init();
 
+  // Mean steps of the main and the sub phase, in samples of the table.
+  struct Steps {
+    double main = 0;
+    double sub = 0;
+  };
+  // Works out the steps of a block from the present modulation, without playing it.
+  Steps meanSteps(int frames) noexcept MORV_NONBLOCKING;
+  // Moves the phases on by so many steps, and the noise by as many draws. Behind a sum of single steps the
+  // phases differ by what those lose in rounding: at most 2^-15 of a sample of the table each.
+  void skip(Steps each, std::int64_t frames) noexcept MORV_NONBLOCKING;
+  // Whether pitch and phase hold still over the block, but for the settings.
+  bool holdsPitch(int frames) const noexcept MORV_NONBLOCKING;
+
   // Fills a slot of `tables` with a wave and its copies and counts it; without a number of harmonics they
   // reach up to 10 kHz at the base table's pitch.
   void generateWaveInTable(ZROscillatorWave wave, float* table);

@@ -104,9 +104,9 @@ class PlainMatrix {
     if (transform < 0 || transform > 9 || transform == kNoTransform) return;
     if (transform == 8 && row.isGlobal) return;
     const float* source = row.isGlobal ? matrix.getMatrixCore()->globalSourceBuffer(std::abs(row.source))
-                                       : matrix.sourceBuffer(row.source);
+                                       : matrix.readSource(row.source);
     const int modSource = row.modSource;
-    const float* second = modSource != 0 ? matrix.sourceBuffer(modSource) : nullptr;
+    const float* second = modSource != 0 ? matrix.readSource(modSource) : nullptr;
     if (source == nullptr || (modSource != 0 && second == nullptr)) return;
     const bool isMidi = modSource == 1 || modSource == 2 || modSource == 3 || modSource == 5 ||
                         (modSource == 6 && !row.isGlobal);
@@ -218,7 +218,11 @@ class ZRDSPModMatrixRandom : public ::testing::TestWithParam<std::uint64_t> {
 
   void changeSources(Voice& voice, int frames) {
     for (int source = 1; source < kSources; ++source) {
-      if (oneIn(3)) fillBuffer(voice.matrix.sourceBuffer(source), frames);
+      if (oneIn(3)) {
+        fillBuffer(voice.matrix.sourceBuffer(source), frames);
+      } else if (oneIn(3)) {
+        voice.matrix.holdSource(source, small(), oneIn(4) ? std::max(frames - 1, 0) : frames);
+      }
     }
     for (int number = 0; number < kNumGlobalSourceBuffers; ++number) {
       if (oneIn(8)) fillBuffer(shared->getMatrixCore()->globalSourceBuffer(number), frames);

@@ -75,5 +75,17 @@ TEST(Random, GivesEachOwnerBelowOneSeedASeedOfItsOwn) {
   EXPECT_EQ(Random::derive(5, 3), Random::derive(5, 3));
 }
 
+TEST(Random, SkippingLeavesOutThatManyDraws) {
+  for (const int draws : {0, 1, 2, 3, 64, 1000, 12345}) {
+    Random skipped(7);
+    Random drawn(7);
+    for (int i = 0; i < draws; ++i) drawn.nextBits();
+
+    skipped.skip(static_cast<std::uint64_t>(draws));
+
+    for (int i = 0; i < 5; ++i) ASSERT_EQ(skipped.nextBits(), drawn.nextBits()) << draws;
+  }
+}
+
 }  // namespace
 }  // namespace morv

@@ -180,6 +180,39 @@ TEST_P(SEMFilterBankLanes, EachGivesTheSameBitsWhateverTheOthersHold) {
   }
 }
 
+// The limiters of some lanes leave the others alone, and are those of their own kernels.
+TEST_P(SEMFilterBankLanes, LimitersAheadAndBehindAreThoseOfTheirKernels) {
+  constexpr float kRounding = 2.5e-7F;  // two steps of a float below one
+  constexpr int kCount = 8;
+  std::vector<Lane> plain, limited;
+  std::vector<SEMFilterLane> plainViews, limitedViews;
+  for (int l = 0; l < kCount; ++l) {
+    plain.push_back(makeLane(l));
+    limited.push_back(makeLane(l));
+  }
+  const auto gainOf = [](int l) { return l % 2 == 0 ? 0.0F : 3.0F * static_cast<float>(l); };
+  for (int l = 0; l < kCount; ++l) {
+    if (l % 3 != 0) GetParam()->tanhInPlace(plain[at(l)].in.data(), kFrames);
+    plainViews.push_back(plain[at(l)].view());
+    limitedViews.push_back(limited[at(l)].view());
+    limitedViews.back().limitsInput = l % 3 != 0;
+    limitedViews.back().driveGain = gainOf(l);
+  }
+
+  GetParam()->semFilterBank(plainViews.data(), kCount, kFrames);
+  GetParam()->semFilterBank(limitedViews.data(), kCount, kFrames);
+
+  for (int l = 0; l < kCount; ++l) {
+    Signal& expected = plain[at(l)].out;
+    if (gainOf(l) > 0.0F) GetParam()->softLimit(expected.data(), gainOf(l), expected.data(), kFrames);
+    for (int i = 0; i < kFrames; ++i) {
+      // The drive raises what the tangent's last digit leaves.
+      const float tolerance = kRounding * std::max(1.0F, 30.0F * gainOf(l));
+      ASSERT_NEAR(limited[at(l)].out[at(i)], expected[at(i)], tolerance) << l << ": " << i;
+    }
+  }
+}
+
 TEST_P(SEMFilterBankLanes, AnOutputMayBeItsInput) {
   Lane apart = makeLane(3);
   Lane inPlace = makeLane(3);

@@ -158,6 +158,58 @@ TEST(ZRBiquadFilterRun, CoefficientsGoHalfOfTheWayPerSampleUntilTheySitOnTheirTa
   }
 }
 
+// What its input and output still differ by when the gain has just gone is given up 200 dB below full scale.
+TEST(ZRBiquadFilterRun, AMonoBellWithoutGainFollowsThePlainFormAtAnyBlockSize) {
+  constexpr double kRounding = 1.2e-7;  // of the floats that come out, below 2
+  for (const int block : {1, 7, 64, 500}) {
+    ZRBiquadFilter filter(ZRBiquadType::peaking, 1000, 1, 2, kRateF);
+    PlainCascade plain(sectionsOf(filter));
+    const auto in = makeNoise(4000, 1.0F, 1);
+    std::vector<float> out(in.size());
+    for (int n = 0; n < 4000; n += block) {
+      const int frames = std::min(block, 4000 - n);
+      filter.gain = n < 1000 || n >= 3000 ? 0.0F : 9.0F;
+      filter.filterCutoff = 3500.0F;
+      filter.runFilter(in.data() + n, nullptr, out.data() + n, nullptr, frames);
+      plain.target = sectionsOf(filter);
+      for (int i = n; i < n + frames; ++i) {
+        const auto at = static_cast<std::size_t>(i);
+        ASSERT_NEAR(out[at], plain.next(static_cast<double>(in[at])), kRounding) << block << ": " << i;
+      }
+    }
+  }
+}
+
+TEST(ZRBiquadFilterRun, ThreeStereoFiltersInOnePassGiveTheBitsOfThreePasses) {
+  const auto make = [] {
+    return std::array{ZRBiquadFilter(ZRBiquadType::highpass, 40, 1, 2, kRateF),
+                      ZRBiquadFilter(ZRBiquadType::highpass, 100, 1, 2, kRateF),
+                      ZRBiquadFilter(ZRBiquadType::lowpass, 15000, 1, 2, kRateF)};
+  };
+  auto together = make();
+  auto apart = make();
+  const auto inL = makeNoise(6000, 1.0F, 1);
+  const auto inR = makeNoise(6000, 1.0F, 2);
+  std::vector<float> outL(64), outR(64), expectedL(64), expectedR(64);
+  int n = 0;
+  for (int block = 0; n + 64 <= 6000; ++block) {
+    const int frames = 1 + (block * 7) % 64;
+    const float cutoff = block < 40 ? 40.0F : 900.0F;
+    together[0].filterCutoff = cutoff;
+    apart[0].filterCutoff = cutoff;
+
+    ZRBiquadFilter::runThree(together[0], together[1], together[2], inL.data() + n, inR.data() + n,
+                             outL.data(), outR.data(), frames);
+    apart[0].runFilter(inL.data() + n, inR.data() + n, expectedL.data(), expectedR.data(), frames);
+    apart[1].runFilter(expectedL.data(), expectedR.data(), expectedL.data(), expectedR.data(), frames);
+    apart[2].runFilter(expectedL.data(), expectedR.data(), expectedL.data(), expectedR.data(), frames);
+
+    ASSERT_EQ(outL, expectedL) << block;
+    ASSERT_EQ(outR, expectedR) << block;
+    n += frames;
+  }
+}
+
 TEST(ZRBiquadFilterRun, RampSpansBlocksOfAnySize) {
   const auto in = makeNoise(128);
   const auto runWith = [&](int frames) {
