@@ -17,9 +17,12 @@ namespace {
 
 constexpr float kRateHz = 48000;
 constexpr int kBlockFrames = 64;
+constexpr long kShorterForInsides = 10;  // of every pair of a choice and another control
+constexpr long kLeastBlocks = 100;
 constexpr float kBound = 100.0F;  // 40 dB above the noise that goes in
 
-// A quarter of a second at each setting, or what the environment asks for: ten minutes in the nightly run.
+// Noise at each setting: a quarter of a second, or what the environment asks for, ten minutes in the nightly
+// run.
 long blocksOfTest() {
   const char* wanted = std::getenv("MORV_NOISE_SECONDS");
   return std::lround((wanted != nullptr ? std::atof(wanted) : 0.25) * static_cast<double>(kRateHz) /
@@ -73,13 +76,13 @@ void setToMiddle(std::vector<EffectControl>& controls) {
 class EffectExtremes : public testing::TestWithParam<EffectKind> {
  protected:
   // Each control but the choice itself, at each of its settings, under one inside of the unit.
-  void expectBounded(std::vector<EffectControl>& controls, ZRDSPEffect& effect) {
+  void expectBounded(std::vector<EffectControl>& controls, ZRDSPEffect& effect, long blocks) {
     for (EffectControl& control : controls) {
       if (choosesInside(control)) continue;
       const float before = control.value();
       for (const float value : settingsOf(control)) {
         control.set(value);
-        const float peak = peakOfNoise(effect, blocksOfTest(), random_);
+        const float peak = peakOfNoise(effect, blocks, random_);
         ASSERT_LT(peak, kBound) << control.identifier() << " at " << value;
         greatest_ = std::max(greatest_, peak);
         ++settings_;
@@ -99,13 +102,16 @@ TEST_P(EffectExtremes, StayBoundedInLongNoise) {
   effect->prepare(kRateHz, kBlockFrames);
   auto controls = controlsOf(kind, *effect);
   setToMiddle(controls);
-  expectBounded(controls, *effect);
+  const long blocks = blocksOfTest();
+  expectBounded(controls, *effect, blocks);
   for (EffectControl& choice : controls) {
     if (!choosesInside(choice)) continue;
     for (const float value : settingsOf(choice)) {
       SCOPED_TRACE(choice.identifier() + " " + std::to_string(value));
       choice.set(value);
-      expectBounded(controls, *effect);
+      const float peak = peakOfNoise(*effect, blocks, random_);
+      ASSERT_LT(peak, kBound);
+      expectBounded(controls, *effect, std::max(blocks / kShorterForInsides, kLeastBlocks));
     }
   }
   RecordProperty("settings", settings_);
