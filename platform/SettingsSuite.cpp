@@ -149,8 +149,13 @@ Result<SettingsSuite::Value> SettingsSuite::readFile(bool isLocked) {
     if (bytes.failure().systemError == ENOENT) return Value();
     return bytes.failure();
   }
+  if (bytes.value() == parsedText_) return parsedValue_;
   auto value = readPropertyList(bytes.value());
-  if (value && value.value().dictionary() != nullptr) return value;
+  if (value && value.value().dictionary() != nullptr) {
+    parsedText_ = bytes.value();
+    parsedValue_ = value.value();
+    return value;
+  }
   if (isLocked) return setAside(value ? "it is no dictionary" : value.reason());
   const auto lock = lockFile();
   if (!lock) return lock.failure();

@@ -97,6 +97,9 @@ class MORV_EXPORT SettingsSuite final : public SettingsStore {
   const MessageHandler messages_;
   std::mutex fileMutex_;  // one at a time reads or writes the file
   Seen seen_;             // the file whose content memory has
+  // The text that was parsed last, which need not be parsed again; empty at first, which is no property list.
+  std::string parsedText_;
+  Value parsedValue_;
 };
 
 }  // namespace morv

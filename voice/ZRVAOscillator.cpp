@@ -42,7 +42,6 @@ ZRVAOscillator::ZRVAOscillator(float sampleRateHz, int framesPerBlock, int* addr
       secondPhaseBuffer(bufferFrames(framesPerBlock)),
       signBuffer(bufferFrames(framesPerBlock)),
       scratch(bufferFrames(framesPerBlock)),
-      noiseTable(bufferFrames(framesPerBlock)),
       lfoSmoothing(smoothingCoefficient(kLfoSmoothingMs, sampleRateHz)) {
   blockSize = framesPerBlock;
   initDPWOsc(dpwState);
@@ -57,26 +56,15 @@ ZRVAOscillator::ZRVAOscillator(float sampleRateHz, int framesPerBlock, int* addr
   setRandomSeed(kDefaultSeed);
 }
 
-void ZRVAOscillator::setRandomSeed(std::uint64_t seed) noexcept {
-  random_.reseed(seed);
+void ZRVAOscillator::setRandomSeed(std::uint64_t seed) {
   dpwState.random.reseed(Random::derive(seed, 0));
-  _initNoise(static_cast<int>(noiseTable.size()));
+  _initNoise(seed, static_cast<int>(scratch.size()));
 }
 
-// Pink noise: Gaussian noise through three one-pole filters side by side, whose corners lie so that the sum
-// falls by some 10 dB per decade.
-void ZRVAOscillator::_initNoise(int length) noexcept {
-  float b0 = 0;
-  float b1 = 0;
-  float b2 = 0;
-  float* table = noiseTable.data();
-  for (int i = 0; i < length; ++i) {
-    const float w = gaussianNoise(random_);
-    b0 = 0.99765F * b0 + 0.099046F * w;
-    b1 = 0.963F * b1 + 0.2965164F * w;
-    b2 = 0.57F * b2 + 1.0526913F * w;
-    table[i] = b0 + b1 + b2 + 0.1848F * w;
-  }
+void ZRVAOscillator::_initNoise(std::uint64_t seed, int length) {
+  noise_ = PinkNoise::ofSeed(seed, length);
+  noiseTable = noise_->samples;
+  random_ = noise_->behind;
 }
 
 void ZRVAOscillator::resetPhase() noexcept {

@@ -2,11 +2,14 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
+#include <span>
 
 #include "platform/NonBlocking.h"
 #include "platform/Random.h"
 #include "platform/ZeroedFloats.h"
 #include "voice/DPWOscillator.h"
+#include "voice/PinkNoise.h"
 #include "voice/ZRDSPOscillator.h"
 
 namespace morv {
@@ -27,8 +30,8 @@ class ZRVAOscillator : public ZRDSPOscillator {
   // In LFO mode `oscFreq` goes from 0.01 to 10 Hz and starts at 0.1 Hz.
   ZRVAOscillator(float sampleRateHz, int framesPerBlock, int* addressCounter, bool isLfo);
 
-  // Reseeds the generator and makes the noise table anew from it.
-  void setRandomSeed(std::uint64_t seed) noexcept MORV_NONBLOCKING;
+  // Reseeds the generator and takes the noise table that goes with it. Off the render thread.
+  void setRandomSeed(std::uint64_t seed);
   // Puts both phases and the sign to their start, then calls `wrapCallback`.
   void resetPhase() noexcept MORV_NONBLOCKING;
 
@@ -59,14 +62,14 @@ class ZRVAOscillator : public ZRDSPOscillator {
   ZeroedFloats secondPhaseBuffer;
   ZeroedFloats signBuffer;
   ZeroedFloats scratch;
-  float frequency = 0;       // Hz, of the block's last sample, modulated
-  float phase = -1.0F;       // -1 to 1
-  float secondPhase = 0.0F;  // -1 to 1; pulse and triangle
-  float sign = -1.0F;        // flips with each wrap of `secondPhase`
-  ZeroedFloats noiseTable;   // pink noise
-  float heldValue = 0;       // of the sample and hold
-  float lfoSmoothing;        // 1 ms at the constructor's rate
-  float lfoOutput = 0;       // state of the output smoother, -1 to 1
+  float frequency = 0;                // Hz, of the block's last sample, modulated
+  float phase = -1.0F;                // -1 to 1
+  float secondPhase = 0.0F;           // -1 to 1; pulse and triangle
+  float sign = -1.0F;                 // flips with each wrap of `secondPhase`
+  std::span<const float> noiseTable;  // pink noise, shared by all of one seed
+  float heldValue = 0;                // of the sample and hold
+  float lfoSmoothing;                 // 1 ms at the constructor's rate
+  float lfoOutput = 0;                // state of the output smoother, -1 to 1
   DPWOscillatorState dpwState;
   // A second-order section that turns white noise pink, in double, with its two delays. The block loop takes
   // its noise from the table instead.
@@ -75,7 +78,7 @@ class ZRVAOscillator : public ZRDSPOscillator {
   std::array<double, 2> noiseFilterDelays = {};
 
  private:
-  void _initNoise(int length) noexcept MORV_NONBLOCKING;
+  void _initNoise(std::uint64_t seed, int length);
   float baseFrequency(float tempo) const noexcept MORV_NONBLOCKING;
   bool fillSteps(int frames, float tempo) noexcept MORV_NONBLOCKING;
   void advancePhasesSteadily(float step, int frames) noexcept MORV_NONBLOCKING;
@@ -88,6 +91,7 @@ class ZRVAOscillator : public ZRDSPOscillator {
   void smoothOutput(float* left, int frames) noexcept MORV_NONBLOCKING;
 
   Random random_;
+  std::shared_ptr<const PinkNoise> noise_;
 };
 
 }  // namespace morv

@@ -621,6 +621,14 @@ TEST_F(ZRVAOscillatorTest, TheSameSeedGivesTheSameTableAndAnotherSeedAnother) {
   EXPECT_FALSE(other);
 }
 
+TEST_F(ZRVAOscillatorTest, OscillatorsOfOneSeedHoldOneTable) {
+  ZRVAOscillator a(kRate, 64, &counter, false);
+  ZRVAOscillator b(kRate, 64, &counter, true);
+  EXPECT_EQ(a.noiseTable.data(), b.noiseTable.data());
+  b.setRandomSeed(2);
+  EXPECT_NE(a.noiseTable.data(), b.noiseTable.data());
+}
+
 TEST_F(ZRVAOscillatorTest, BlocksOfAnyLengthGiveTheSameWaveAtASteadyFrequency) {
   for (const float wave : {0.0F, 1.0F, 2.0F, 3.0F}) {
     for (const bool lfo : {false, true}) {
