@@ -21,12 +21,12 @@ bool isZero(const ZeroedFloats& floats) {
 
 // Pages of an array that the system has supplied, as a part of all of them.
 double suppliedPart(const ZeroedFloats& floats) {
-  const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-  const auto at = reinterpret_cast<std::uintptr_t>(floats.data());
-  const std::uintptr_t first = at / page * page;
-  const std::uintptr_t end = at + floats.size() * sizeof(float);
-  std::vector<unsigned char> pages((end - first + page - 1) / page);
-  EXPECT_EQ(mincore(reinterpret_cast<void*>(first), end - first, pages.data()), 0);
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  const std::size_t ahead = reinterpret_cast<std::uintptr_t>(floats.data()) % page;
+  const std::size_t bytes = ahead + floats.size() * sizeof(float);
+  std::vector<unsigned char> pages((bytes + page - 1) / page);
+  auto* first = reinterpret_cast<char*>(const_cast<float*>(floats.data())) - ahead;
+  EXPECT_EQ(mincore(first, bytes, pages.data()), 0);
   std::size_t supplied = 0;
   for (const unsigned char each : pages) supplied += each & 1U;
   return static_cast<double>(supplied) / static_cast<double>(pages.size());
