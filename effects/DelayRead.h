@@ -57,4 +57,12 @@ inline int elementBehind(int writeIndex, float delaySamples, int size) noexcept 
   return static_cast<int>(p >= 0.0F && p < static_cast<float>(size) ? p : broughtIn(p, size));
 }
 
+// Seconds of one sample, rounded down: a line read a hair more than a sample back would lose that sample once
+// in each lap, where the interpolation leaves out the line's end.
+inline float sampleSeconds(float sampleRateHz) noexcept MORV_NONBLOCKING {
+  const float seconds = 1.0F / sampleRateHz;
+  const bool isMore = static_cast<double>(seconds) * static_cast<double>(sampleRateHz) > 1.0;
+  return isMore ? std::nextafter(seconds, 0.0F) : seconds;
+}
+
 }  // namespace morv

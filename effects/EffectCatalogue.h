@@ -63,7 +63,7 @@ struct EffectKind {
 
 // All kinds, in the order in which people are shown them.
 MORV_EXPORT std::span<const EffectKind> effectKinds();
-// An effect of a kind at a rate in Hz, ready for blocks of `blockFrames`; none for a name that is none.
+// An effect of a kind, constructed at a rate in Hz and not yet prepared; none for a name that is none.
 // Effects are made one at a time, since they draw on the process's address counter. Not for the render
 // thread.
 MORV_EXPORT std::unique_ptr<ZRDSPEffect> makeEffect(std::string_view kind, double sampleRateHz);

@@ -19,6 +19,16 @@ inline float heldSetting(float value, float low, float high) noexcept MORV_NONBL
   return std::clamp(value == value ? value : 0.0F, low, high);
 }
 
+// 120 dB over full scale: above any signal, and what rings on it is still a finite number and dies away.
+inline constexpr float kGreatestInput = 1.0e6F;
+
+// An input sample inside that bound; what is no number counts as silence. A loop over it becomes vector code.
+inline float heldInput(float sample) noexcept MORV_NONBLOCKING {
+  const float number = sample == sample ? sample : 0.0F;
+  const float above = number < -kGreatestInput ? -kGreatestInput : number;
+  return above > kGreatestInput ? kGreatestInput : above;
+}
+
 // A one-pole's prewarped tangent turns round at half the rate, and the filter would run away; a cutoff above
 // this part of the rate is held there.
 inline constexpr float kHighestCutoff = 0.499F;

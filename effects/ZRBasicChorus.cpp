@@ -42,6 +42,7 @@ float heldFraction(const ZRDSPParameter& parameter) noexcept {
 }  // namespace
 
 struct ZRBasicChorus::Stretch {
+  std::array<float, kDelayBlock> dryL, dryR;
   std::array<float, kDelayBlock> left, right;   // the wet signal
   std::array<float, kDelayBlock> sineL, sineR;  // turns of pi, then their sines
   std::array<float, kDelayBlock> noiseL, noiseR;
@@ -264,8 +265,11 @@ void ZRBasicChorus::runEffect(const float* inL, const float* inR, float* outL, f
   for (int start = 0; start < frames; start += longest) {
     const int n = std::min(longest, frames - start);
     for (int i = 0; i < n; ++i) {
-      s.left[static_cast<std::size_t>(i)] = inL[start + i] * inGain;
-      s.right[static_cast<std::size_t>(i)] = inR[start + i] * inGain;
+      const auto k = static_cast<std::size_t>(i);
+      s.dryL[k] = heldInput(inL[start + i]);
+      s.dryR[k] = heldInput(inR[start + i]);
+      s.left[k] = s.dryL[k] * inGain;
+      s.right[k] = s.dryR[k] * inGain;
     }
     stepModulation(frequencyHz, &s, n);
     doChorus(&s, n);
@@ -274,10 +278,8 @@ void ZRBasicChorus::runEffect(const float* inL, const float* inR, float* outL, f
       const auto k = static_cast<std::size_t>(i);
       const float wet = s.mix[k];
       const float dry = routing == 1 ? 1.0F : 1.0F - wet;
-      const float dryL = inL[start + i];
-      const float dryR = inR[start + i];
-      outL[start + i] = dry * dryL + wet * (s.left[k] * outGain);
-      outR[start + i] = dry * dryR + wet * (s.right[k] * outGain);
+      outL[start + i] = dry * s.dryL[k] + wet * (s.left[k] * outGain);
+      outR[start + i] = dry * s.dryR[k] + wet * (s.right[k] * outGain);
     }
   }
   watchForSleep(frames);

@@ -25,7 +25,7 @@ class ZRBasicChorus : public ZRDSPEffect {
   // Builds lines and filters anew for the rate in Hz and starts the followers over. Allocates.
   void prepare(float sampleRateHz, int blockSizeFrames) override;
   using ZRDSPEffect::runEffect;
-  // At most kMaxBlockFrames frames; the outputs may be the inputs.
+  // At most kMaxBlockFrames frames; the outputs may be the inputs. An input that is not a number counts as 0.
   void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                  float tempo) noexcept MORV_NONBLOCKING override;
   // Does nothing.

@@ -220,8 +220,8 @@ void ZRBasicDelay::runEffect(const float* inL, const float* inR, float* outL, fl
   _eraseSome();
   for (int start = 0; start < frames; start += longest) {
     const int n = std::min(longest, frames - start);
-    std::copy_n(inL + start, n, dryL);
-    if (inR != nullptr) std::copy_n(inR + start, n, dryR);
+    for (int i = 0; i < n; ++i) dryL[i] = heldInput(inL[start + i]);
+    for (int i = 0; inR != nullptr && i < n; ++i) dryR[i] = heldInput(inR[start + i]);
     runSide({&delayL, &highpassL, &timeL, targetL_, feedback, cutoffHz, wet, dry, dryL, outL + start}, n);
     runSide({&delayR, &highpassR, &timeR, targetR_, feedback, cutoffHz, wet, dry, dryR, outR + start}, n);
   }

@@ -22,7 +22,8 @@ class ZRBasicDelay : public ZRDSPEffect {
   void prepare(float sampleRateHz, int blockSizeFrames) override;
   using ZRDSPEffect::runEffect;
   // At most kMaxBlockFrames frames; the outputs may be the inputs. Without a right input the right line takes
-  // silence. A tempo that gives no finite time leaves synchronised times as they are.
+  // silence. A tempo that gives no finite time leaves synchronised times as they are. An input that is not a
+  // number counts as 0.
   void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                  float tempo) noexcept MORV_NONBLOCKING override;
   // Empties both lines.

@@ -238,8 +238,8 @@ void ZRDigiVerb::runEffect(const float* inL, const float* inR, float* outL, floa
     runLFO(&s.m, n);
     for (int i = 0; i < n; ++i) {
       const auto k = static_cast<std::size_t>(i);
-      s.dryL[k] = inL[start + i];
-      s.dryR[k] = inR[start + i];
+      s.dryL[k] = heldInput(inL[start + i]);
+      s.dryR[k] = heldInput(inR[start + i]);
       s.left[k] = s.dryL[k] * gain;
       s.right[k] = s.dryR[k] * gain;
     }

@@ -53,7 +53,8 @@ class ZRDigiVerb : public ZRDSPEffect {
   void prepare(float sampleRateHz, int blockSizeFrames) override;
   using ZRDSPEffect::runEffect;
   // At most kMaxBlockFrames frames; the outputs may be the inputs. Does nothing while `bypass` is on. Modes 4
-  // and 5 work on every other frame, counted from the block's start.
+  // and 5 work on every other frame, counted from the block's start. An input that is not a number counts as
+  // 0.
   void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                  float tempo) noexcept MORV_NONBLOCKING override;
   // Makes all lines anew for the rate, and forgets what the filters at half rate and the spring's feedback

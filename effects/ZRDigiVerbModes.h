@@ -1,9 +1,6 @@
 #pragma once
 
-#include <cmath>
-
 #include "effects/ZRDigiVerb.h"
-#include "platform/NonBlocking.h"
 
 namespace morv {
 
@@ -40,13 +37,5 @@ struct ZRDigiVerb::Stretch {
   Frames left, right;  // input of the mode, then the late signal
   Frames earlyL, earlyR;
 };
-
-// Seconds of one sample, rounded down: a line read a hair more than a sample back would lose that sample once
-// in each lap, where the interpolation leaves out the line's end.
-inline float sampleSeconds(float sampleRateHz) noexcept MORV_NONBLOCKING {
-  const float seconds = 1.0F / sampleRateHz;
-  const bool isMore = static_cast<double>(seconds) * static_cast<double>(sampleRateHz) > 1.0;
-  return isMore ? std::nextafter(seconds, 0.0F) : seconds;
-}
 
 }  // namespace morv

@@ -76,6 +76,7 @@ struct ZREcoVerb::Block {
 };
 
 struct ZREcoVerb::Stretch {
+  std::array<float, kDelayBlock> dryL, dryR;
   std::array<float, kDelayBlock> left, right;     // filtered input, then the branches' signals
   std::array<float, kDelayBlock> delay1, delay3;  // seconds, of the modulated all-passes
   std::array<float, kDelayBlock> lowA, lowB;      // what leaves the loop's low-passes
@@ -280,8 +281,13 @@ void ZREcoVerb::runEffect(const float* inL, const float* inR, float* outL, float
     const int n = std::min(_longestStretch(block), frames - start);
     float* left = s.left.data();
     float* right = s.right.data();
-    ZRBiquadFilter::runThree(variableHighpass, fixedHighpass, fixedLowpass, inL + start, inR + start, left,
-                             right, n);
+    for (int i = 0; i < n; ++i) {
+      const auto k = static_cast<std::size_t>(i);
+      s.dryL[k] = heldInput(inL[start + i]);
+      s.dryR[k] = heldInput(inR[start + i]);
+    }
+    ZRBiquadFilter::runThree(variableHighpass, fixedHighpass, fixedLowpass, s.dryL.data(), s.dryR.data(),
+                             left, right, n);
     stepModulation(block, &s, n);
     for (std::size_t d = 0; d < diffusers.size(); ++d) {
       runAPBlock(&diffusers[d], left, kDiffuserSeconds[d], kDiffuserGains[d], sampleRate, left, n);
@@ -291,10 +297,8 @@ void ZREcoVerb::runEffect(const float* inL, const float* inR, float* outL, float
     tapOutputs(block, &s, n);
     for (int i = 0; i < n; ++i) {
       const auto k = static_cast<std::size_t>(i);
-      const float dryL = inL[start + i];
-      const float dryR = inR[start + i];
-      outL[start + i] = (1.0F - block.mix) * dryL + block.mix * s.wetL[k];
-      outR[start + i] = (1.0F - block.mix) * dryR + block.mix * s.wetR[k];
+      outL[start + i] = (1.0F - block.mix) * s.dryL[k] + block.mix * s.wetL[k];
+      outR[start + i] = (1.0F - block.mix) * s.dryR[k] + block.mix * s.wetR[k];
     }
     start += n;
   }

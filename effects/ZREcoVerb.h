@@ -30,6 +30,7 @@ class ZREcoVerb : public ZRDSPEffect {
 
   using ZRDSPEffect::runEffect;
   // At most kMaxBlockFrames frames; the outputs may be the inputs. Always crossfades, whatever `routing`.
+  // An input that is not a number counts as 0.
   void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                  float tempo) noexcept MORV_NONBLOCKING override;
   // Empties the tank; the diffusers keep what they hold.

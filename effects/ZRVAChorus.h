@@ -88,6 +88,7 @@ class ZRVAChorus : public ZRDSPEffect {
   struct Shelf {
     float coefficient;
     float gain;
+    float delaySeconds;  // one sample
   };
 
   void _setup();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "effects/DelayRead.h"
 #include "effects/HeldSettings.h"
 #include "effects/ZRVAChorus.h"
 #include "effects/ZRVAChorusStretch.h"
@@ -66,7 +67,7 @@ ZRVAChorus::Shelf ZRVAChorus::_lowShelf() const noexcept {
   const auto frequency = static_cast<double>(heldCutoff(kLowShelfHz, sampleRate));
   const double t = std::tan(kPi * frequency / static_cast<double>(sampleRate));
   const double a = g > 0.0 ? (t - 1.0) / (t + 1.0) : (t - v) / (t + v);
-  return {static_cast<float>(a), static_cast<float>((v - 1.0) / 2.0)};
+  return {static_cast<float>(a), static_cast<float>((v - 1.0) / 2.0), sampleSeconds(sampleRate)};
 }
 
 ZRVAChorus::Shelf ZRVAChorus::_highShelf() const noexcept {
@@ -76,16 +77,15 @@ ZRVAChorus::Shelf ZRVAChorus::_highShelf() const noexcept {
   const double t = std::tan(kPi * frequency / static_cast<double>(sampleRate));
   // Boost and cut turn at the same frequency: the gain leaves the quotient.
   const double a = g > 0.0 ? (t - 1.0) / (t + 1.0) : v * (t - 1.0) / (v * (t + 1.0));
-  return {static_cast<float>(a), static_cast<float>((v - 1.0) / 2.0)};
+  return {static_cast<float>(a), static_cast<float>((v - 1.0) / 2.0), sampleSeconds(sampleRate)};
 }
 
 // x += (allpass(x) + x) (V - 1) / 2, with an all-pass of one sample's delay.
 void ZRVAChorus::doShelf(const Shelf& shelf, float* left, float* right) noexcept {
-  const float delaySeconds = 1.0F / sampleRate;
   float* const sides[] = {left, right};
   for (std::size_t channel = 0; channel < 2; ++channel) {
     const float x = *sides[channel];
-    const float y = runAP(&shelves[channel], x, delaySeconds, shelf.coefficient, sampleRate);
+    const float y = runAP(&shelves[channel], x, shelf.delaySeconds, shelf.coefficient, sampleRate);
     *sides[channel] = x + (y + x) * shelf.gain;
   }
 }

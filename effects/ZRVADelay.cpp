@@ -96,16 +96,19 @@ void ZRVADelay::prepare(float sampleRateHz, int blockSizeFrames) {
   reset();
 }
 
-// Takes the memory for the greater working rate; the pages behind it cost nothing until they are used.
+// Takes the memory for the greater working rate. That of the parts that nothing runs costs no pages.
 void ZRVADelay::reset() {
   constexpr float kBandHz = 1000.0F;
   constexpr int kBandSections = 10;
   const float greatestRate = sampleRate * static_cast<float>(kOversampling);
   const int greatestSize = std::max(truncatedInt(kTapeSeconds * static_cast<double>(greatestRate)), 3);
   delayBuffer = ZeroedFloats(static_cast<std::size_t>(greatestSize));
-  for (Channel& channel : channels) {
-    initUniComb(&channel.comb, greatestSize);
-    initBBDLine(&channel.line, kLineStages, kLineSeconds, greatestRate);
+  {
+    const ZeroedFloats::Populated whenUsed(false);
+    for (Channel& channel : channels) {
+      initUniComb(&channel.comb, greatestSize);
+      initBBDLine(&channel.line, kLineStages, kLineSeconds, greatestRate);
+    }
   }
   const std::array rates = {sampleRate, greatestRate};
   for (std::size_t i = 0; i < rates.size(); ++i) {

@@ -13,6 +13,20 @@ namespace morv {
 // thread only. Throws std::bad_alloc.
 class MORV_EXPORT ZeroedFloats {
  public:
+  // While one lives, the arrays that its thread makes have their pages from the start or, with `false`, when
+  // they are first used. The innermost one counts; without any, pages come when they are first used. For what
+  // is rendered in real time, where the system must not be waited for.
+  class MORV_EXPORT Populated {
+   public:
+    explicit Populated(bool fromTheStart = true) noexcept;
+    ~Populated();
+    Populated(const Populated&) = delete;
+    Populated& operator=(const Populated&) = delete;
+
+   private:
+    const bool before_;
+  };
+
   ZeroedFloats() noexcept = default;
   explicit ZeroedFloats(std::size_t count) : data_(allocate(count)), size_(count) {}
   ~ZeroedFloats() { release(data_, size_); }

@@ -16,9 +16,6 @@ constexpr std::array kOptions = {OptionSpec{"in"},    OptionSpec{"out"},        
                                  OptionSpec{"pre"},   OptionSpec{"set"},        OptionSpec{"at"},
                                  OptionSpec{"seed"},  OptionSpec{"help", false}};
 
-constexpr double kLeastRateHz = 1000;
-constexpr double kGreatestRateHz = 768000;
-
 Failure notOfForm(const std::string& option, const std::string& text, const std::string& form) {
   return Failure{"option '--" + option + "': '" + text + "' is not of the form " + form};
 }
@@ -50,7 +47,7 @@ Result<std::optional<double>> rateOf(const CommandLine& line, const std::string&
   const auto text = line.value(option);
   if (!text) return std::optional<double>{};
   const auto rate = parseReal(*text);
-  if (!rate || *rate < kLeastRateHz || *rate > kGreatestRateHz) {
+  if (!rate || *rate < kLeastEffectRateHz || *rate > kGreatestEffectRateHz) {
     return Failure{"option '--" + option + "': '" + *text + "' is no rate from 1000 to 768000"};
   }
   return rate;

@@ -10,6 +10,10 @@
 
 namespace morv::cli {
 
+// Rates at which effects run, in Hz.
+inline constexpr double kLeastEffectRateHz = 1000;
+inline constexpr double kGreatestEffectRateHz = 768000;
+
 // What "morv effect run" was asked to do.
 struct EffectOptions {
   // A control's new value; ahead of the first block that begins at or behind the frame.

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <memory>
 #include <vector>
@@ -34,6 +35,10 @@ class SoundFile {
                      " channels; one or two can be used"};
     }
     if (info.frames < 1) return Failure{path + ": it holds no sound"};
+    if (info.samplerate < kLeastEffectRateHz || info.samplerate > kGreatestEffectRateHz) {
+      return Failure{path + ": its rate is " + std::to_string(info.samplerate) +
+                     " Hz; rates from 1000 to 768000 Hz can be used"};
+    }
     file.rateHz_ = info.samplerate;
     file.channels_ = static_cast<std::size_t>(info.channels);
     file.frames_ = static_cast<std::uint64_t>(info.frames);
@@ -96,12 +101,17 @@ class EffectRun {
     std::fprintf(stderr, "%s: %s s, peak %s dBFS, RMS %s dBFS\n", options_.outPath.c_str(),
                  printFixed(static_cast<double>(input_.frames()) / input_.rateHz(), 3).c_str(),
                  printFixed(meter_.peakDb(), 2).c_str(), printFixed(meter_.rmsDb(), 2).c_str());
+    if (isSilent(meter_) && !isSilent(inputMeter_)) {
+      warn(options_.outPath + " is silent, and " + options_.inPath + " is not; 'morv effect parameters " +
+           options_.effect + "' names the controls");
+    }
     return ExitCode::ok;
   }
 
  private:
   static constexpr int kCutShort = -1;
 
+  static bool isSilent(const LevelMeter& meter) { return meter.peakDb() == -HUGE_VAL; }
   EffectControl* control(const std::string& identifier) {
     const auto found =
         std::find_if(controls_.begin(), controls_.end(),
@@ -142,6 +152,8 @@ class EffectRun {
       for (; next < options_.laterSets.size() && options_.laterSets[next].frame <= done; ++next) {
         apply(options_.laterSets[next]);
       }
+      inputMeter_.add(inLeft.data(), count);
+      inputMeter_.add(inRight.data(), count);
       left = inLeft;
       right = inRight;
       {
@@ -169,7 +181,8 @@ class EffectRun {
   SoundFile input_;
   std::unique_ptr<ZRDSPEffect> effect_;
   std::vector<EffectControl> controls_;
-  LevelMeter meter_;
+  LevelMeter meter_;  // of the output
+  LevelMeter inputMeter_;
   int shownPercent_ = -1;
 };
 

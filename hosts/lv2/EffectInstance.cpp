@@ -11,6 +11,7 @@
 #include "effects/ZRSpectrumAnalyzer.h"
 #include "hosts/lv2/AtomInput.h"
 #include "platform/ScopedFlushDenormals.h"
+#include "platform/ZeroedFloats.h"
 
 namespace morv::lv2 {
 namespace {
@@ -47,8 +48,10 @@ EffectInstance::EffectInstance(const EffectFacts& facts, double sampleRateHz, co
   watch_.emplace(ports_->ports());
 }
 
-// With all controls at their defaults. If there is no memory for it, the old effect stays.
+// With all controls at their defaults, and with the pages of all its lines: a first lap over them would wait
+// for the system at each. If there is no memory for it, the old effect stays.
 void EffectInstance::makeEffect() {
+  const ZeroedFloats::Populated populated;
   std::unique_ptr<ZRDSPEffect> effect = morv::makeEffect(facts_.kind, sampleRateHz_);
   std::vector<EffectControl> controls = controlsOf(facts_.kind, *effect);
   effect->prepare(static_cast<float>(sampleRateHz_), static_cast<int>(kHostBlockFrames));

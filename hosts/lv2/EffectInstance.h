@@ -27,7 +27,8 @@ namespace morv::lv2 {
 // in, what goes out is finite and held 24 dB above full scale; a sample that is no number goes in as silence.
 //
 // An effect that is not enabled runs on unheard, so that it is in the midst of the song when it comes back.
-// All memory is taken at construction and activation: no setting needs more while audio runs.
+// All memory is taken at construction and activation, with the pages of all lines that run: no setting needs
+// more while audio runs.
 //
 // The operations are those of an LV2 descriptor, with its rules for threads.
 class EffectInstance {

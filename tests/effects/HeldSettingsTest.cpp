@@ -27,6 +27,15 @@ TEST(HeldSettings, AValueIsHeldInsideItsBoundsAndNoNumberIsNothing) {
   EXPECT_EQ(heldSetting(std::nanf(""), 2.0F, 3.0F), 2.0F);
 }
 
+TEST(HeldSettings, AnInputIsHeldFarAboveFullScaleAndNoNumberIsSilence) {
+  EXPECT_EQ(heldInput(0.3F), 0.3F);
+  EXPECT_EQ(heldInput(-4.0F), -4.0F);
+  EXPECT_EQ(heldInput(3e38F), 1e6F);
+  EXPECT_EQ(heldInput(kInfinity), 1e6F);
+  EXPECT_EQ(heldInput(-kInfinity), -1e6F);
+  EXPECT_EQ(heldInput(std::nanf("")), 0.0F);
+}
+
 TEST(HeldSettings, ACutoffStaysJustBelowHalfTheRate) {
   EXPECT_EQ(heldCutoff(1000.0F, 8000.0F), 1000.0F);
   EXPECT_FLOAT_EQ(heldCutoff(4000.0F, 8000.0F), 3992.0F);

@@ -63,6 +63,7 @@ class PlainVAChorus {
   float animate = 0.7F;
   float minDelay = 60;
   double bits = 12;
+  float feedback = 0;  // percent for the combs, the factor itself for the second analogue form
 
  private:
   void run(float inL, float inR, float* outL, float* outR) {
@@ -134,7 +135,7 @@ class PlainVAChorus {
   }
 
   float quantised(float x) const {
-    const double levels = std::pow(2, bits) - 1;
+    const double levels = std::trunc(std::pow(2, bits) - 1);
     return static_cast<float>(std::round((static_cast<double>(x) + 1) * levels) / levels - 1);
   }
 
@@ -190,8 +191,9 @@ class PlainVAChorus {
 
   float line(std::size_t n, float in, float d) {
     if (program == 0 && !isParallel) return runBBDLine(&lines[n], in, d, 0.5F, 0, 0.75F, rate);
-    if (program == 0 || program == 3) return runBBDLine(&lines[n], in, d, 0, 0, 1, rate);
-    return runUniComb(&combs[n], in, d, isParallel ? 0.0F : 0.2F, 0, 1, rate);
+    if (program == 0) return runBBDLine(&lines[n], in, d, 0, 0, 1, rate);
+    if (program == 3) return runBBDLine(&lines[n], in, d, 0, feedback, 1, rate);
+    return runUniComb(&combs[n], in, d, isParallel ? 0.0F : 0.2F, feedback / 100, 1, rate);
   }
 
   struct PlainShelf {
@@ -229,6 +231,8 @@ void setUp(ZRVAChorus* chorus, const PlainVAChorus& plain) {
   chorus->shape = plain.shape;
   chorus->animate = plain.animate;
   chorus->minDelay = plain.minDelay;
+  chorus->feedback = plain.feedback;
+  chorus->bitDepth = static_cast<float>(plain.bits);
   chorus->mix = 60.0F;
   chorus->modAmount = 80.0F;
   chorus->inGainLow = 0.9F;
@@ -280,6 +284,36 @@ TEST(ZRVAChorusForm, IsThePlainFormAtAnotherRateAndWithFewerStages) {
       EXPECT_LT(differenceDb(plain.run(in), runInBlocks(chorus, in, 512)), kPlainFormDb) << program;
     }
   }
+}
+
+// The bucket-brigade lines of the first form have no way back.
+TEST(ZRVAChorusForm, IsThePlainFormWithFeedback) {
+  const Stereo in = stereoNoise(20000, 8, 0.2F);
+  for (int program = 0; program < 4; ++program) {
+    for (const bool isParallel : {false, true}) {
+      SCOPED_TRACE(std::to_string(program) + (isParallel ? " parallel" : " serial"));
+      PlainVAChorus plain(44100.0F);
+      plain.program = program;
+      plain.isParallel = isParallel;
+      plain.feedback = program == 3 ? 0.5F : 50.0F;
+      ZRVAChorus chorus(44100.0F);
+      setUp(&chorus, plain);
+
+      EXPECT_LT(differenceDb(plain.run(in), runInBlocks(chorus, in, 512)), kPlainFormDb);
+    }
+  }
+}
+
+// 2^3.7 - 1 = 11.996 steps a unit are 11.
+TEST(ZRVAChorusForm, TheGridOfAFractionalDepthHasWholeSteps) {
+  const Stereo in = stereoNoise(20000, 9);
+  PlainVAChorus plain(44100.0F);
+  plain.program = 2;
+  plain.bits = 3.7;
+  ZRVAChorus chorus(44100.0F);
+  setUp(&chorus, plain);
+
+  EXPECT_LT(differenceDb(plain.run(in), runInBlocks(chorus, in, 512)), kPlainFormDb);
 }
 
 TEST(ZRVAChorusForm, BlocksOfAnySizeSoundAlike) {

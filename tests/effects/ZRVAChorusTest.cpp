@@ -326,6 +326,35 @@ TEST(ZRVAChorus, BothShelvesRunThroughOneSampleOfMemory) {
   }
 }
 
+// Both shelves step their line of a second, so it ends twice in one; where it was read a hair more than a
+// sample back, the sine clicked there.
+TEST(ZRVAChorus, TheShelvesPassOverTheEndOfTheirLine) {
+  constexpr double kRounding = 1e-6;  // of floats near 1
+  const auto bends = [](const std::vector<float>& x, std::size_t from, std::size_t to) {
+    double greatest = 0;
+    for (std::size_t i = from; i < to; ++i) {
+      const double bend = static_cast<double>(x[i + 1]) - 2 * static_cast<double>(x[i]);
+      greatest = std::max(greatest, std::abs(bend + static_cast<double>(x[i - 1])));
+    }
+    return greatest;
+  };
+  for (const float rate : {8000.0F, 16000.0F, 32000.0F, 48000.0F, 64000.0F}) {
+    for (const bool isLow : {true, false}) {
+      const auto chorus = wetChorus(kThrough, rate);
+      (isLow ? chorus->lowShelf : chorus->highShelf) = 6.0F;
+      const auto tenth = static_cast<std::size_t>(rate) / 10;
+      const auto frames = static_cast<int>(2.2F * rate);
+
+      const Stereo out = runInBlocks(*chorus, stereoSine(frames, 100.0, static_cast<double>(rate)), 64);
+
+      for (const std::vector<float>* side : {&out.left, &out.right}) {
+        const double usual = bends(*side, 2 * tenth, 4 * tenth);
+        EXPECT_LT(bends(*side, 4 * tenth, side->size() - 1), 1.01 * usual + kRounding) << rate << isLow;
+      }
+    }
+  }
+}
+
 TEST(ZRVAChorus, TheLowShelfStopsAtTheTopOfItsRange) {
   const Stereo in = stereoNoise(48000, 7);
   for (const float rate : {8000.0F, 48000.0F, 192000.0F}) {

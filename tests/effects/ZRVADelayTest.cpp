@@ -215,6 +215,17 @@ TEST(ZRVADelay, HumAndHissStandOnTheTapeAtTheirLevels) {
   EXPECT_NEAR(20 * std::log10(rms(tape) * std::sqrt(3.0)), -75.0, kLevelDb);
 }
 
+// At four times the hum's frequency its first sample is the crest; the hiss alone would be far below.
+TEST(ZRVADelay, TheHumStepsAheadOfItsSine) {
+  constexpr float kHissPeak = 1.8e-4F;
+  ZRVADelay delay(240.0F);
+
+  runInBlocks(delay, Stereo(4), 4);
+
+  const float expected[] = {0.001F, 0.0F, -0.001F, 0.0F};
+  for (std::size_t i = 0; i < 4; ++i) EXPECT_NEAR(delay.delayBuffer[i], expected[i], kHissPeak) << i;
+}
+
 TEST(ZRVADelay, WowAndFlutterMoveTheReadByTheirDepths) {
   ZRVADelay delay(kRate);
   std::vector<double> moved;

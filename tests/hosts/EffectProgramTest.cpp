@@ -13,22 +13,25 @@ namespace {
 using testing::Each;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
+
+constexpr int kFloats = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
 
 class EffectProgram : public ProgramFixture {
  protected:
   // A sound file of some channels, each with its own constant.
-  std::string soundFile(int channels, std::size_t frames,
-                        int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT) const {
+  std::string soundFile(int channels, std::size_t frames, int format = kFloats, int rateHz = 48000,
+                        float level = 0.25F) const {
     const std::string path = folder_.path("in.sound");
     SF_INFO info{};
-    info.samplerate = 48000;
+    info.samplerate = rateHz;
     info.channels = channels;
     info.format = format;
     SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
     EXPECT_NE(file, nullptr);
     std::vector<float> samples(frames * static_cast<std::size_t>(channels));
     for (std::size_t i = 0; i < samples.size(); ++i) {
-      samples[i] = 0.25F * static_cast<float>(1 + i % static_cast<std::size_t>(channels));
+      samples[i] = level * static_cast<float>(1 + i % static_cast<std::size_t>(channels));
     }
     sf_writef_float(file, samples.data(), static_cast<sf_count_t>(frames));
     sf_close(file);
@@ -126,6 +129,11 @@ TEST_F(EffectProgram, RefusesWhatItCannotDo) {
            {runEffect("basicdelay", midi_), 3, "piece.mid: "},
            {runEffect("basicdelay", soundFile(3, 100)), 3, "it has 3 channels"},
            {runEffect("basicdelay", soundFile(2, 0)), 3, "it holds no sound"},
+           {runEffect("basicdelay", soundFile(2, 100, kFloats, 999)), 3,
+            "in.sound: its rate is 999 Hz; rates from 1000 to 768000 Hz can be used"},
+           {runEffect("basicdelay", soundFile(2, 100, kFloats, 768001)), 3, "its rate is 768001 Hz"},
+           {runEffect("basicdelay", soundFile(2, 100, kFloats, 100), {"--prepare", "48000"}), 3,
+            "its rate is 100 Hz"},
            {runMorv({"effect"}), 2, "list, parameters or run?"},
            {runMorv({"effect", "parameters"}), 2, "which effect?"},
            {runMorv({"effect", "run", "basicdelay"}), 2, "option '--in' is missing"},
@@ -139,6 +147,33 @@ TEST_F(EffectProgram, RefusesWhatItCannotDo) {
   const ProgramResult overItself = runMorv({"effect", "run", "basicdelay", "--in", same, "--out", same});
   EXPECT_EQ(overItself.exitCode, 2);
   EXPECT_THAT(overItself.errors, HasSubstr("is both read and written"));
+}
+
+TEST_F(EffectProgram, RunsAtTheRatesAtTheEndsOfTheRange) {
+  for (const int rateHz : {1000, 768000}) {
+    EXPECT_EQ(runEffect("basicdelay", soundFile(2, 100, kFloats, rateHz)).exitCode, 0) << rateHz;
+    EXPECT_EQ(sound().size(), 200U);
+    EXPECT_EQ(rate_, rateHz);
+  }
+}
+
+// Its mix and its dry gain both start at 0.
+TEST_F(EffectProgram, RemarksOnASilentOutputOfASoundAndSucceeds) {
+  const std::string remark = "is silent, and ";
+  const ProgramResult silent = runEffect("digiverb", soundFile(2, 1000));
+  EXPECT_EQ(silent.exitCode, 0);
+  EXPECT_THAT(sound(), Each(0.0F));
+  EXPECT_THAT(silent.errors, HasSubstr("out.wav " + remark));
+  EXPECT_THAT(silent.errors, HasSubstr("'morv effect parameters digiverb'"));
+
+  const ProgramResult heard = runEffect("digiverb", soundFile(2, 1000), {"--set", "dryGain=1"});
+  EXPECT_EQ(heard.exitCode, 0);
+  EXPECT_THAT(heard.errors, Not(HasSubstr(remark)));
+
+  const ProgramResult nothing = runEffect("digiverb", soundFile(2, 1000, kFloats, 48000, 0.0F));
+  EXPECT_EQ(nothing.exitCode, 0);
+  EXPECT_THAT(sound(), Each(0.0F));
+  EXPECT_THAT(nothing.errors, Not(HasSubstr(remark)));
 }
 
 TEST_F(EffectProgram, RemarksOnValuesOutsideTheirRangesAndGoesOn) {
