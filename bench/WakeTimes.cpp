@@ -115,9 +115,9 @@ int main(int argc, char** argv) {
   std::printf("us in a block of 64 frames at 48 kHz, whose period is %.0f us\n", morv::kPeriodMicroseconds);
   for (const morv::Patch& patch : {morv::Patch{"default patch", 0, 0, false},
                                    {"default patch, all of it at work", 0, 0, true},
-                                   {"cutoff 1 kHz, resonance 0.33", 1000, 0.33F, false},
-                                   {"the same, all of it at work", 1000, 0.33F, true},
-                                   {"cutoff 100 Hz, resonance 0.02", 100, 0.02F, false},
+                                   {"cutoff 1 kHz, resonance 0.19", 1000, 0.19F, false},
+                                   {"the same, all of it at work", 1000, 0.19F, true},
+                                   {"cutoff 200 Hz, resonance 0.01", 200, 0.01F, false},
                                    {"cutoff 100 Hz, resonance 0.9", 100, 0.9F, false}}) {
     morv::Waking(patch).report(wakes);
   }

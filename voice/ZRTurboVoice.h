@@ -50,10 +50,10 @@ class ZRTurboVoice : public ZRDSPVoice {
   // A voice whose sound has ended falls asleep a second later, while nothing about it moves, and then costs
   // no more than one that never sounded. In the first block in which something moves it makes up for the
   // time: LFO phase, random draws and filter are then where they would have been. The oscillator's phase is,
-  // too, but for at most 2^-25 of a cycle per frame slept; and where the LFO bends the pitch or the
-  // instrument's slop moves it, it is some other one. The filter's state comes from playing its last stretch
-  // again and is within 80 dB. If settings moved, that stretch is played with the new ones, so a note in the
-  // very block of such a move begins as if they had stood longer.
+  // too, but for at most 2^-25 of a cycle per frame slept; where the LFO bends the pitch, it is some other
+  // one, as is the phase of an LFO at the pitch that the instrument's slop moves. The filter's state comes
+  // from playing its last stretch again and is within 80 dB. If settings moved, that stretch is played with
+  // the new ones, so a note in the very block of such a move begins as if they had stood longer.
   bool isAsleep() const noexcept MORV_NONBLOCKING { return asleep_; }
 
   ZRDSPParameter oscWave, oscPulseWidth, oscMainLevel, oscNoiseLevel, oscSubLevel, oscSubWave, oscSubOctave,
@@ -126,6 +126,7 @@ class ZRTurboVoice : public ZRDSPVoice {
   Rest presentRest(int frames, float tempo) const noexcept MORV_NONBLOCKING;
   bool isAtRest(int frames) const noexcept MORV_NONBLOCKING;
   void watchForSleep(int frames, float tempo) noexcept MORV_NONBLOCKING;
+  void sleepOn(int frames) noexcept MORV_NONBLOCKING;
   bool isStirred(int frames, float tempo) const noexcept MORV_NONBLOCKING;
   void wake() noexcept MORV_NONBLOCKING;
   static void wakeStirred(ZRDSPVoice* const* bank, int count, int frames,
@@ -140,11 +141,12 @@ class ZRTurboVoice : public ZRDSPVoice {
   // Counts the settings that are set, behind each, so that who sees the count sees the setting.
   std::atomic<std::uint32_t> settingsSeen_{0};
   Rest rest_;
-  float restDetune_ = 0;     // Hz
   float longestMemory_ = 0;  // samples, of the filter since the voice came to rest
   int quietFrames_ = 0;
   int replayedFrames_ = 0;  // that waking plays again
   std::int64_t sleptFrames_ = 0;
+  double sleptDetune_ = 0;  // Hz, summed over those
+  float lastDetune_ = 0;    // Hz
   bool asleep_ = false;
   bool isGated_ = false;      // since it fell asleep
   bool lfoRestarts_ = false;  // once the voice is awake

@@ -18,7 +18,7 @@ constexpr float kForgetting = 9.3F;
 // would be.
 constexpr int kLeastReplay = 256;
 // Bounds the work of the block that wakes a voice. What rings longer stays awake.
-constexpr float kLongestReplay = 1536.0F;
+constexpr float kLongestReplay = 1024.0F;
 constexpr int kLfoSamples = 64;  // of a stretch of the LFO that stands for a longer one
 
 }  // namespace
@@ -72,11 +72,19 @@ void ZRTurboVoice::watchForSleep(int frames, float tempo) noexcept {
   const float wanted = static_cast<float>(kLeastReplay) + kForgetting * longestMemory_;
   if (!(wanted <= kLongestReplay)) return;
   replayedFrames_ = static_cast<int>(wanted);
-  restDetune_ = detuneOffset;
+  lastDetune_ = detuneOffset;
+  sleptDetune_ = 0;
   sleptFrames_ = 0;
   isGated_ = false;
   lfoRestarts_ = false;
   asleep_ = true;
+}
+
+void ZRTurboVoice::sleepOn(int frames) noexcept {
+  if (frames == 0) return;
+  sleptFrames_ += frames;
+  sleptDetune_ += static_cast<double>(detuneOffset) * frames;
+  lastDetune_ = detuneOffset;
 }
 
 bool ZRTurboVoice::isStirred(int frames, float tempo) const noexcept {
@@ -119,9 +127,14 @@ void ZRTurboVoice::beginWaking() noexcept {
   awake_.noteFrequency = noteFrequency;
   awake_.detune = detuneOffset;
   noteFrequency = rest_.noteFrequency;
-  detuneOffset = restDetune_;
   modMatrix->holdSource(kSourceModWheel, rest_.wheel, block);
-  if (slept > replayed) skip((slept - replayed) * block);
+  if (slept > replayed) {
+    const double skipped = static_cast<double>(slept - replayed) * block;
+    const double ofReplay = static_cast<double>(lastDetune_) * replayed * block;
+    waveOscillator->oscFreq = static_cast<float>((sleptDetune_ - ofReplay) / skipped);
+    skip((slept - replayed) * block);
+  }
+  detuneOffset = lastDetune_;
   const ZRVAOscillator::Place now = lfo->place();
   lfo->skip(static_cast<std::int64_t>(replayed) * block, block);
   awake_.lfo = lfo->place();

@@ -99,7 +99,7 @@ TEST_F(ZRTurboVoiceSleep, ALongSleepIsMadeUpForWithin80Decibels) {
   constexpr double kWantedDb = -80.0;
   both([](ZRTurboVoice& v) {
     v.filterLFOModAmount = 0.3F;
-    v.filterResonance = 0.3F;
+    v.filterResonance = 0.1F;
     v.lfoFreq = 7.3F;
     v.oscNoiseLevel = 0.2F;
     v.oscSubLevel = 0.5F;
