@@ -26,11 +26,19 @@ void BenchEngine::modulate() {
   setParameter("oscLFOModAmount", 0.2F);
 }
 
-void BenchEngine::holdChord(int notes) {
+void BenchEngine::holdChord(int notes) { play(0x90, notes); }
+
+void BenchEngine::releaseChord(int notes) { play(0x80, notes); }
+
+void BenchEngine::play(int status, int notes) {
   std::vector<AURenderEvent> events(static_cast<std::size_t>(notes));
   for (std::size_t i = 0; i < events.size(); ++i) {
-    events[i].MIDI = {i + 1 < events.size() ? &events[i + 1] : nullptr,  0, AURenderEventMIDI, 3, 0,
-                      {0x90, static_cast<std::uint8_t>(48 + 3 * i), 100}};
+    events[i].MIDI = {i + 1 < events.size() ? &events[i + 1] : nullptr,
+                      static_cast<std::int64_t>(time_.mSampleTime),
+                      AURenderEventMIDI,
+                      3,
+                      0,
+                      {static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(48 + 3 * i), 100}};
   }
   render(events.empty() ? nullptr : events.data());
   DiagnosticRing::shared().drain(nullptr);

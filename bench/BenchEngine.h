@@ -16,13 +16,16 @@ class BenchEngine {
   void setParameter(const char* identifier, float value);
   // The default patch with both envelopes and the LFO on the filter, and the LFO on the pitch.
   void modulate();
-  // Starts so many notes, a minor third apart.
+  // Starts so many notes, a minor third apart, and renders the block that they begin.
   void holdChord(int notes);
+  // Ends them again, with the same block.
+  void releaseChord(int notes);
   void renderBlock();
 
   ZQ3DSPKernel kernel;
 
  private:
+  void play(int status, int notes);
   void render(const AURenderEvent* events);
 
   int blockFrames_;

@@ -141,6 +141,7 @@ void ZRTurboVoice::prepare(float sampleRateHz, int blockSizeFrames) {
 }
 
 void ZRTurboVoice::setRandomSeed(std::uint64_t seed) {
+  wake();
   lfo->setRandomSeed(Random::derive(seed, 0));
   waveOscillator->setRandomSeed(Random::derive(seed, 1));
 }
@@ -150,25 +151,30 @@ void ZRTurboVoice::gateEnvelopes(int newGate, int newVelocity) noexcept {
   ampEnvelope->setGate(newGate, v);
   modEnvelope->setGate(newGate, v);
   fadeEnvelope->setGate(newGate, 1.0F);
-  if (newGate != 0 && lfoKeySync.value != 0.0F) lfo->resetPhase();
+  if (newGate == 0) return;
+  isGated_ = asleep_;
+  if (lfoKeySync.value == 0.0F) return;
+  if (asleep_) {
+    lfoRestarts_ = true;
+  } else {
+    lfo->resetPhase();
+  }
 }
 
 void ZRTurboVoice::setGateWithNote(int newGate, int newNote, int newVelocity) noexcept {
-  wake();
   ZRDSPVoice::setGateWithNote(newGate, newNote, newVelocity);
   gateEnvelopes(newGate, newVelocity);
 }
 
 void ZRTurboVoice::setGateWithNoteAndPitchbend(int newGate, int newNote, int newVelocity,
                                                float bend) noexcept {
-  wake();
   ZRDSPVoice::setGateWithNoteAndPitchbend(newGate, newNote, newVelocity, bend);
   gateEnvelopes(newGate, newVelocity);
 }
 
 void ZRTurboVoice::setGate(int newGate) noexcept {
-  wake();
   gate = newGate;
+  if (newGate != 0) isGated_ = asleep_;
   ampEnvelope->setGate(newGate, 1.0F);
   modEnvelope->setGate(newGate, 1.0F);
   fadeEnvelope->setGate(newGate, 1.0F);
@@ -290,27 +296,24 @@ void ZRTurboVoice::runRows(int frames, SeenRows* rows) noexcept {
 
 // Everything ahead of the filter. Returns whether the voice sounds at all.
 bool ZRTurboVoice::runSources(int frames, float tempo, SeenRows* rows) noexcept {
-  if (sleepsOn(frames, tempo)) {
-    ZRDSPVoice::runGenerator(nullptr, nullptr, frames, tempo);
-    followControls(frames);
-    return false;
-  }
   ZRDSPVoice::runGenerator(nullptr, nullptr, frames, tempo);
   followControls(frames);
-  if (!active || frames == 0) return false;
-  runToFilter(frames, tempo, rows);
+  if (asleep_) sleepOn(frames);
+  if (!active || asleep_ || frames == 0) return false;
+  runToFilter(frames, tempo, rows, true);
   return true;
 }
 
-// From the LFO to the filter's settings; returns the buffer with what is to be filtered.
-float* ZRTurboVoice::runToFilter(int frames, float tempo, SeenRows* rows) noexcept {
+// From the LFO to the filter's settings; returns the buffer with what is to be filtered. Envelopes that are
+// left out stand as their last block left them.
+float* ZRTurboVoice::runToFilter(int frames, float tempo, SeenRows* rows, bool withEnvelopes) noexcept {
   runLfo(frames, tempo);
   runRows(frames, rows);
-  fadeEnvelope->runGenerator(frames, tempo);
+  if (withEnvelopes) fadeEnvelope->runGenerator(frames, tempo);
   lfoAmp->runAmp(frames, tempo);
   runOscillator(frames, tempo);
   float* signal = modMatrix->sourceBuffer(waveOscillator->outputSourceLeft);
-  modEnvelope->runGenerator(frames, tempo);
+  if (withEnvelopes) modEnvelope->runGenerator(frames, tempo);
   filter->filterCutoff = filterCutoff.value;
   filter->filterResonance = filterResonance.value;
   filter->filterMode = filterMode.value;
@@ -337,6 +340,7 @@ void ZRTurboVoice::runGenerators(ZRDSPVoice* const* bank, int count, float* left
                                  float tempo) noexcept {
   std::array<ZRTurboVoice*, VoiceKernels::kLanes> sounding{};
   std::array<SEMFilterLane, VoiceKernels::kLanes> lanes{};
+  wakeStirred(bank, count, frames, tempo);
   SeenRows rows;
   for (int next = 0; next < count;) {
     int lane = 0;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -47,11 +48,12 @@ class ZRTurboVoice : public ZRDSPVoice {
   void setParameterValueForAddress(int address, float value) noexcept MORV_NONBLOCKING override;
 
   // A voice whose sound has ended falls asleep a second later, while nothing about it moves, and then costs
-  // no more than one that never sounded. Before the next thing that happens to it, it makes up for the time:
-  // LFO phase, random draws and filter are then where they would have been. The oscillator's phase is, too,
-  // but for at most 2^-25 of a cycle per frame slept; and where the LFO bends the pitch or the instrument's
-  // slop moves it, it is some other one. The filter's state comes from playing its last stretch again and is
-  // within 80 dB.
+  // no more than one that never sounded. In the first block in which something moves it makes up for the
+  // time: LFO phase, random draws and filter are then where they would have been. The oscillator's phase is,
+  // too, but for at most 2^-25 of a cycle per frame slept; where the LFO bends the pitch, it is some other
+  // one, as is the phase of an LFO at the pitch that the instrument's slop moves. The filter's state comes
+  // from playing its last stretch again and is within 80 dB. If settings moved, that stretch is played with
+  // the new ones, so a note in the very block of such a move begins as if they had stood longer.
   bool isAsleep() const noexcept MORV_NONBLOCKING { return asleep_; }
 
   ZRDSPParameter oscWave, oscPulseWidth, oscMainLevel, oscNoiseLevel, oscSubLevel, oscSubWave, oscSubOctave,
@@ -112,7 +114,7 @@ class ZRTurboVoice : public ZRDSPVoice {
   void followControls(int frames) noexcept MORV_NONBLOCKING;
   void runRows(int frames, SeenRows* rows) noexcept MORV_NONBLOCKING;
   bool runSources(int frames, float tempo, SeenRows* rows) noexcept MORV_NONBLOCKING;
-  float* runToFilter(int frames, float tempo, SeenRows* rows) noexcept MORV_NONBLOCKING;
+  float* runToFilter(int frames, float tempo, SeenRows* rows, bool withEnvelopes) noexcept MORV_NONBLOCKING;
   void runOutput(float* left, float* right, int frames, float tempo) noexcept MORV_NONBLOCKING;
   void runLfo(int frames, float tempo) noexcept MORV_NONBLOCKING;
   void runOscillator(int frames, float tempo) noexcept MORV_NONBLOCKING;
@@ -124,22 +126,39 @@ class ZRTurboVoice : public ZRDSPVoice {
   Rest presentRest(int frames, float tempo) const noexcept MORV_NONBLOCKING;
   bool isAtRest(int frames) const noexcept MORV_NONBLOCKING;
   void watchForSleep(int frames, float tempo) noexcept MORV_NONBLOCKING;
-  bool sleepsOn(int frames, float tempo) noexcept MORV_NONBLOCKING;
+  void sleepOn(int frames) noexcept MORV_NONBLOCKING;
+  bool isStirred(int frames, float tempo) const noexcept MORV_NONBLOCKING;
   void wake() noexcept MORV_NONBLOCKING;
+  static void wakeStirred(ZRDSPVoice* const* bank, int count, int frames,
+                          float tempo) noexcept MORV_NONBLOCKING;
+  static void replayTogether(ZRTurboVoice* const* waking, int count) noexcept MORV_NONBLOCKING;
+  void beginWaking() noexcept MORV_NONBLOCKING;
+  void endWaking() noexcept MORV_NONBLOCKING;
   void skip(std::int64_t frames) noexcept MORV_NONBLOCKING;
   ZRWavetableOscillator::Steps meanSteps(double frames) noexcept MORV_NONBLOCKING;
-  void replay(int frames, float tempo) noexcept MORV_NONBLOCKING;
 
   float panSmoothing;
-  // Changes with each setting that is set; two at once may count as one, which is still a change.
-  Relaxed<std::uint32_t> settingsSeen_{0};
+  // Counts the settings that are set, behind each, so that who sees the count sees the setting.
+  std::atomic<std::uint32_t> settingsSeen_{0};
   Rest rest_;
-  float restDetune_ = 0;     // Hz
   float longestMemory_ = 0;  // samples, of the filter since the voice came to rest
   int quietFrames_ = 0;
   int replayedFrames_ = 0;  // that waking plays again
   std::int64_t sleptFrames_ = 0;
+  double sleptDetune_ = 0;  // Hz, summed over those
+  float lastDetune_ = 0;    // Hz
   bool asleep_ = false;
+  bool isGated_ = false;      // since it fell asleep
+  bool lfoRestarts_ = false;  // once the voice is awake
+  // What waking hands over to the voice awake.
+  struct Awake {
+    int blocksLeft = 0;  // to be played again
+    float noteFrequency = 0;
+    float detune = 0;
+    ZRVAOscillator::Place lfo{};
+    Random noise;
+  };
+  Awake awake_;
 };
 
 }  // namespace morv

@@ -195,6 +195,20 @@ bool ZRVAOscillator::isSteady(int frames) const noexcept {
          holdsStill(oscCents, frames) && holdsStill(oscFreq, frames);
 }
 
+ZRVAOscillator::Place ZRVAOscillator::place() const noexcept {
+  return {phase, secondPhase, sign, heldValue, {historyA[0], historyB[0], historyC[0]}};
+}
+
+void ZRVAOscillator::setPlace(const Place& place) noexcept {
+  phase = place.phase;
+  secondPhase = place.secondPhase;
+  sign = place.sign;
+  heldValue = place.heldValue;
+  historyA[0] = place.lastHistories[0];
+  historyB[0] = place.lastHistories[1];
+  historyC[0] = place.lastHistories[2];
+}
+
 void ZRVAOscillator::skip(std::int64_t frames, int blockFrames) noexcept {
   if (frames <= 0) return;
   const float step = 2.0F * frequency / sampleRate;

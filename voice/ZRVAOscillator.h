@@ -45,6 +45,13 @@ class ZRVAOscillator : public ZRDSPOscillator {
   // Whether the last block's steps were all alike and its wave is one of the five that draw no random
   // numbers, so that `skip` may follow.
   bool isSteady(int frames) const noexcept MORV_NONBLOCKING;
+  // Where an LFO stands, but for its output smoother.
+  struct Place {
+    float phase, secondPhase, sign, heldValue;
+    std::array<float, 3> lastHistories;
+  };
+  Place place() const noexcept MORV_NONBLOCKING;
+  void setPlace(const Place& place) noexcept MORV_NONBLOCKING;
   // Moves phases, sign and held value on by so many frames as blocks of `blockFrames` at the last block's
   // frequency would, to the bit. The output smoother stands still. LFO mode, without a `wrapCallback`.
   void skip(std::int64_t frames, int blockFrames) noexcept MORV_NONBLOCKING;

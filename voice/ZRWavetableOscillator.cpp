@@ -165,7 +165,13 @@ void ZRWavetableOscillator::skip(Steps each, std::int64_t frames) noexcept {
   phaseOne = moved(phaseOne, each.main);
   phaseThree = moved(phaseThree, each.sub);
   phaseTwo = wrapped(lastWidth_ * size + phaseOne + static_cast<float>(each.main), size);
-  if (noiseLevel > 0.0F) random_.skip(static_cast<std::uint64_t>(frames));
+  random_ = noiseAfter(frames);
+}
+
+Random ZRWavetableOscillator::noiseAfter(std::int64_t frames) const noexcept {
+  Random noise = random_;
+  if (noiseLevel > 0.0F) noise.skip(static_cast<std::uint64_t>(frames));
+  return noise;
 }
 
 bool ZRWavetableOscillator::holdsPitch(int frames) const noexcept {

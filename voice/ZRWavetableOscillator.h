@@ -53,6 +53,9 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
   // Moves the phases on by so many steps, and the noise by as many draws. Behind a sum of single steps the
   // phases differ by what those lose in rounding: at most 2^-15 of a sample of the table each.
   void skip(Steps each, std::int64_t frames) noexcept MORV_NONBLOCKING;
+  // The noise's draws so many frames on, and to go on from there.
+  Random noiseAfter(std::int64_t frames) const noexcept MORV_NONBLOCKING;
+  void setNoise(const Random& noise) noexcept MORV_NONBLOCKING { random_ = noise; }
   // Whether pitch and phase hold still over the block, but for the settings.
   bool holdsPitch(int frames) const noexcept MORV_NONBLOCKING;
 
