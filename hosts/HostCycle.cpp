@@ -25,6 +25,7 @@ bool isWholeChannelMessage(std::span<const std::uint8_t> message) noexcept {
 }  // namespace
 
 void HostCycle::begin(std::uint32_t frames, float* left, float* right) noexcept {
+  hasBegun_ = true;
   frames_ = frames;
   done_ = 0;
   left_ = left;

@@ -40,6 +40,8 @@ class HostCycle {
   // Renders what is left.
   void end() noexcept MORV_NONBLOCKING;
 
+  // Whether anything was ever asked of it: a cycle, though it be without frames.
+  bool hasBegun() const noexcept { return hasBegun_; }
   // Frames rendered since construction.
   std::uint64_t position() const noexcept { return position_; }
   std::uint64_t droppedEvents() const noexcept { return droppedEvents_; }
@@ -51,6 +53,7 @@ class HostCycle {
   std::array<AURenderEvent, kEventsInBlock> events_{};
   std::size_t eventCount_ = 0;
   std::uint64_t droppedEvents_ = 0;
+  bool hasBegun_ = false;
   std::uint64_t position_ = 0;  // of the first frame that is not rendered yet
   std::uint32_t frames_ = 0;    // of the cycle
   std::uint32_t done_ = 0;      // of them rendered

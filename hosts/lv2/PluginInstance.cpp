@@ -10,6 +10,8 @@ namespace morv::lv2 {
 namespace {
 
 constexpr const char* kMappingChanged = "midiMappingChanged";
+// Far more than any work of the queue has others follow on itself.
+constexpr int kGreatestTurns = 16;
 
 }  // namespace
 
@@ -113,7 +115,8 @@ void PluginInstance::connectPort(std::uint32_t port, void* data) noexcept {
 void PluginInstance::activate() {
   const std::scoped_lock lock(mainMutex_);
   takePending();  // it belongs to the unit that may now go
-  if (sounding_->cycle.position() > 0) {
+  if (sounding_->cycle.hasBegun()) {
+    doAllWaitingWork();  // so do program changes and controllers on their way
     const PropertyListDictionary state = sounding_->unit.fullState();
     makeSounding(sounding_->unit.firstAddress());
     const std::vector<ControlPort> fresh = controlPorts(*sounding_->unit.parameterTree());
@@ -148,6 +151,11 @@ void PluginInstance::doWaitingWork() {
   }
   if (hasUnsentName_) sendPresetName();
   queue_.runDue(static_cast<double>(playedFrames_.load()) / sampleRateHz_);
+}
+
+void PluginInstance::doAllWaitingWork() {
+  const double now = static_cast<double>(playedFrames_.load()) / sampleRateHz_;
+  for (int turn = 0; turn < kGreatestTurns && (turn == 0 || queue_.hasDue(now)); ++turn) doWaitingWork();
 }
 
 void PluginInstance::run(std::uint32_t frames) noexcept {

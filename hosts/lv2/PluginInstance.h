@@ -82,6 +82,8 @@ class PluginInstance final : private ZRAudioUnitDelegate {
   bool allocate();
   void turnQueue();
   void doWaitingWork();
+  // The same, and what that asks for in turn.
+  void doAllWaitingWork();
   std::vector<ControlPort> portsOfFreshUnit();
   std::string stateText() const;
   void takePending() noexcept MORV_NONBLOCKING;

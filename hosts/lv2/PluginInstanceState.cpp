@@ -11,8 +11,6 @@ namespace {
 
 // How long a host may take to set the ports of a session whose state it has restored.
 constexpr double kPortsFollowSeconds = 2.0;
-// Far more than any work of the queue has others follow on itself.
-constexpr int kGreatestTurns = 16;
 
 }  // namespace
 
@@ -114,8 +112,7 @@ LV2_State_Status PluginInstance::restore(LV2_State_Retrieve_Function retrieve, L
     }
   }
   // What was asked for so far shall not come behind, nor what that asks for in turn.
-  const double now = static_cast<double>(playedFrames_.load()) / sampleRateHz_;
-  for (int turn = 0; turn < kGreatestTurns && (turn == 0 || queue_.hasDue(now)); ++turn) doWaitingWork();
+  doAllWaitingWork();
   restoredText_ = std::move(text);
   setPresetName(envelope.value().preset);
   freeTakenOver();

@@ -81,6 +81,12 @@ Result<OscSocket> OscSocket::to(const std::string& url) {
     return Failure{"'" + url + "': " + gai_strerror(error)};
   }
   const std::unique_ptr<addrinfo, void (*)(addrinfo*)> list(found, freeaddrinfo);
+  // Session managers listen on IPv4 as a rule, so that a name of both kinds means that.
+  for (addrinfo* each = found; each != nullptr; each = each->ai_next) {
+    if (each->ai_family != AF_INET) continue;
+    found = each;
+    break;
+  }
   sockaddr_storage server{};
   std::memcpy(&server, found->ai_addr, found->ai_addrlen);
   FileDescriptor socket(::socket(found->ai_family, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));

@@ -76,6 +76,29 @@ TEST_F(Lv2Preset, GoesOnTurningItsQueueWhenAHostHasDroppedWork) {
   EXPECT_EQ(StateEnvelope::fromText(*host.save()).value().preset, "[FACTORY]_INIT_Plain Saw");
 }
 
+TEST_F(Lv2Preset, ComesOverAnActivationThatIsAheadOfTheWorker) {
+  const auto stateBehind = [this](bool isOvertaken) {
+    Lv2Host host(world_);
+    host.activate();
+    host.run(64);
+    host.midi(0, {0xC0, 4});
+    host.layOutEvents();
+    host.runBare(64);
+    if (isOvertaken) {
+      host.dropWork();
+      host.deactivate();
+      host.activate();
+    }
+    host.runFor(64 * 20);
+    return *host.save();
+  };
+  const auto overtaken = StateEnvelope::fromText(stateBehind(true)).value();
+  const auto usual = StateEnvelope::fromText(stateBehind(false)).value();
+  EXPECT_NE(usual.preset, "");
+  EXPECT_EQ(overtaken.preset, usual.preset);
+  EXPECT_EQ(overtaken.unit, usual.unit);
+}
+
 TEST_F(Lv2Preset, MutesAPresetsChangeForHalfASecondOfSound) {
   Lv2Host host(world_);
   host.activate();

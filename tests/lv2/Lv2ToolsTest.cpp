@@ -55,7 +55,9 @@ TEST_F(Lv2Tools, SeeNothingButTheDescriptor) {
   const std::string binary = std::string(MORV_LV2_BUNDLES) + "/morv.lv2/morv.so";
   EXPECT_THAT(outputOf("nm -D --defined-only " + binary + " | awk '{print $3}'"),
               HasSubstr("lv2_descriptor\n\nexit 0"));
-  EXPECT_EQ(outputOf("nm -D --defined-only " + binary + " | wc -l"), "1\n\nexit 0");
+  const std::string symbols = outputOf("nm -D --defined-only " + binary + " | wc -l");
+  EXPECT_EQ(symbols, "1\n\nexit 0");
+  tellFigure("T04 symbols that hosts see", std::stod(symbols));
   EXPECT_EQ(outputOf("ldd -r " + binary + " 2>&1 | grep -c 'not found\\|undefined'"), "0\n\nexit 256");
   EXPECT_EQ(outputOf("ldd " + binary + " 2>&1 | grep -ciE 'libX|libGL|libQt|libxcb'"), "0\n\nexit 256");
   EXPECT_THAT(outputOf("readelf -d " + binary + " | grep -E 'RUNPATH|RPATH'"), HasSubstr("[$ORIGIN]"));
