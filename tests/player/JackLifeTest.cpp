@@ -170,6 +170,33 @@ TEST_F(JackLife, ComesBackWithItsServerAndSoundsAgain) {
   EXPECT_TRUE(tells(*player, "morv: the JACK server is back\n"));
 }
 
+TEST_F(JackLife, LastsFromItsStartOverAnotherServerAndAnotherCycleToItsEnd) {
+  constexpr int kTerminated = 143;
+  auto listener = std::make_unique<JackListener>();
+  ASSERT_TRUE(listener->isOpen());
+  const auto player = start({"play", "--no-connect"});
+  ASSERT_TRUE(listener->connectTo("morv"));
+  listener->send(kNoteOn, 60, 100);
+  EXPECT_TRUE(listener->hearsSound());
+
+  server_->signal(SIGKILL);
+  ASSERT_TRUE(server_->status(kPatienceSeconds).has_value());
+  listener.reset();
+  server_ = startServer();
+  listener = std::make_unique<JackListener>();
+  ASSERT_TRUE(listener->isOpen());
+  ASSERT_TRUE(listener->connectTo("morv")) << player->messages();
+  listener->send(kNoteOn, 64, 100);
+  EXPECT_TRUE(listener->hearsSound());
+
+  ASSERT_EQ(jack_set_buffer_size(listener->client(), 128), 0);
+  EXPECT_TRUE(listener->hearsSound());
+
+  player->signal(SIGTERM);
+  EXPECT_THAT(player->status(kPatienceSeconds), Eq(kTerminated));
+  EXPECT_TRUE(listener->hearsSilence());
+}
+
 TEST_F(JackLife, MovesTheParametersOfItsMappingFileAndLeavesTheUsersAlone) {
   JackListener listener;
   ASSERT_TRUE(listener.isOpen());
