@@ -182,6 +182,24 @@ TEST_F(Lv2Render, PlaysInCyclesOfAnyLength) {
   tellFigure("T12 bad samples", static_cast<double>(badSamples));
 }
 
+TEST_F(Lv2Render, LetsNotesBeginWithinABlockInCyclesOfAnyLength) {
+  const auto onset = [this](std::uint32_t cycle) {
+    Lv2Host host(world_);
+    host.port("env1Attack") = 0.001F;
+    host.activate();
+    play(host, {{5000, {0x90, 60, 100}}}, 9600, [cycle] { return cycle; });
+    const auto sound = std::find_if(host.left.begin(), host.left.end(), [](float x) { return x != 0.0F; });
+    return static_cast<int>(sound - host.left.begin());
+  };
+  const int expected = onset(64);
+  int farthest = 0;
+  for (const std::uint32_t cycle : {1U, 10U, 17U, 100U, 2027U}) {
+    farthest = std::max(farthest, std::abs(onset(cycle) - expected));
+  }
+  tellFigure("T13 greatest distance of onsets in odd cycles, frames", farthest);
+  EXPECT_LE(farthest, 64);
+}
+
 TEST_F(Lv2Render, KeepsWhatHappensInACycleWithoutFrames) {
   Lv2Host host(world_);
   host.activate();
