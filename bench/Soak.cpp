@@ -41,12 +41,8 @@ class Soak {
   Soak(double hours, std::uint64_t seed) : seconds_(hours * 3600), random_(seed) {
     host_.keepsAudio = false;
     for (const std::string& symbol : host_.parameterSymbols()) {
-      LilvNode* low = nullptr;
-      LilvNode* high = nullptr;
-      lilv_port_get_range(world_.plugin(), world_.port(symbol), nullptr, &low, &high);
-      knobs_.push_back({symbol, lilv_node_as_float(low), lilv_node_as_float(high), host_.port(symbol)});
-      lilv_node_free(low);
-      lilv_node_free(high);
+      const auto [least, greatest] = world_.rangeOf(symbol);
+      knobs_.push_back({symbol, least, greatest, host_.port(symbol)});
     }
     host_.activate();
   }

@@ -9,6 +9,7 @@
 #include "hosts/lv2/EffectPorts.h"
 #include "hosts/lv2/PluginUris.h"
 #include "tests/lv2/EffectsFixture.h"
+#include "tests/lv2/Vocabulary.h"
 
 namespace morv::lv2 {
 namespace {
@@ -18,14 +19,6 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
-
-const std::string kLv2 = "http://lv2plug.in/ns/lv2core#";
-const std::string kPg = "http://lv2plug.in/ns/ext/port-groups#";
-const std::string kProps = "http://lv2plug.in/ns/ext/port-props#";
-const std::string kUnits = "http://lv2plug.in/ns/extensions/units#";
-const std::string kAtom = "http://lv2plug.in/ns/ext/atom#";
-const std::string kDoap = "http://usefulinc.com/ns/doap#";
-const std::string kRdfs = "http://www.w3.org/2000/01/rdf-schema#";
 
 class EffectsBundle : public EffectsFixture {
  protected:

@@ -19,15 +19,7 @@ class EffectsStorm : public EffectsFixture {
     const auto& symbols = host.parameterSymbols();
     if (symbols.empty()) return;
     const std::string& symbol = symbols[random_.nextBits() % symbols.size()];
-    float least = 0;
-    float greatest = 1;
-    LilvNode* low = nullptr;
-    LilvNode* high = nullptr;
-    lilv_port_get_range(world_.plugin(), world_.port(symbol), nullptr, &low, &high);
-    least = lilv_node_as_float(low);
-    greatest = lilv_node_as_float(high);
-    lilv_node_free(low);
-    lilv_node_free(high);
+    const auto [least, greatest] = world_.rangeOf(symbol);
     host.port(symbol) = least + (greatest - least) * static_cast<float>(random_.unitDouble());
   }
   void runTrapped(EffectHost& host, const EffectSound& in) {

@@ -2,10 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <array>
-#include <cstdio>
-
 #include "tests/lv2/EffectsFixture.h"
+#include "tests/lv2/Shell.h"
 
 namespace morv::lv2 {
 namespace {
@@ -14,16 +12,6 @@ using testing::HasSubstr;
 using testing::Not;
 
 const std::string kBundle = std::string(MORV_LV2_BUNDLES) + "/morv-effects.lv2";
-
-std::string outputOf(const std::string& command) {
-  std::FILE* pipe = popen(command.c_str(), "r");
-  EXPECT_NE(pipe, nullptr);
-  std::string text;
-  std::array<char, 4096> piece{};
-  while (std::fgets(piece.data(), piece.size(), pipe) != nullptr) text += piece.data();
-  text += "\nexit " + std::to_string(pclose(pipe));
-  return text;
-}
 
 TEST(EffectsTools, FindNoFaultInTheBundle) {
   const std::string told = outputOf("lv2_validate " + kBundle + "/*.ttl 2>&1");

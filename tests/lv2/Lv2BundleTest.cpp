@@ -10,6 +10,7 @@
 #include "hosts/lv2/PluginUris.h"
 #include "hosts/lv2/StateEnvelope.h"
 #include "tests/lv2/Lv2Fixture.h"
+#include "tests/lv2/Vocabulary.h"
 
 namespace morv::lv2 {
 namespace {
@@ -19,13 +20,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 using testing::UnorderedElementsAre;
-
-const std::string kLv2 = "http://lv2plug.in/ns/lv2core#";
-const std::string kPg = "http://lv2plug.in/ns/ext/port-groups#";
-const std::string kProps = "http://lv2plug.in/ns/ext/port-props#";
-const std::string kUnits = "http://lv2plug.in/ns/extensions/units#";
-const std::string kAtom = "http://lv2plug.in/ns/ext/atom#";
-const std::string kRdfs = "http://www.w3.org/2000/01/rdf-schema#";
 
 class Lv2Bundle : public Lv2Fixture {
  protected:

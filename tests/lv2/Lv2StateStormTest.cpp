@@ -25,15 +25,7 @@ class Lv2StateStorm : public Lv2Fixture {
  protected:
   void randomise(Lv2Host& host, Random& random) const {
     for (const std::string& symbol : host.parameterSymbols()) {
-      float least = 0;
-      float greatest = 0;
-      LilvNode* low = nullptr;
-      LilvNode* high = nullptr;
-      lilv_port_get_range(world_.plugin(), world_.port(symbol), nullptr, &low, &high);
-      least = lilv_node_as_float(low);
-      greatest = lilv_node_as_float(high);
-      lilv_node_free(low);
-      lilv_node_free(high);
+      const auto [least, greatest] = world_.rangeOf(symbol);
       host.port(symbol) = least + (greatest - least) * random.unit31();
     }
   }

@@ -29,10 +29,8 @@ TEST_F(Lv2State, RestoresEachParameterToItsExactValue) {
     const float before = host.port(symbol);
     host.run(64);
     const std::string saved = *host.save();
-    LilvNode* high = nullptr;
-    lilv_port_get_range(world_.plugin(), world_.port(symbol), nullptr, nullptr, &high);
-    host.port(symbol) = lilv_node_as_float(high) == before ? 0 : lilv_node_as_float(high);
-    lilv_node_free(high);
+    const float greatest = world_.rangeOf(symbol).greatest;
+    host.port(symbol) = greatest == before ? 0 : greatest;
     host.run(64);
     EXPECT_NE(StateEnvelope::fromText(*host.save()).value().unit, StateEnvelope::fromText(saved).value().unit)
         << symbol;

@@ -22,12 +22,8 @@ class Lv2Storm : public Lv2Fixture {
  protected:
   void SetUp() override {
     for (const std::string& symbol : host_.parameterSymbols()) {
-      LilvNode* low = nullptr;
-      LilvNode* high = nullptr;
-      lilv_port_get_range(world_.plugin(), world_.port(symbol), nullptr, &low, &high);
-      ranges_.push_back({symbol, lilv_node_as_float(low), lilv_node_as_float(high)});
-      lilv_node_free(low);
-      lilv_node_free(high);
+      const auto [least, greatest] = world_.rangeOf(symbol);
+      ranges_.push_back({symbol, least, greatest});
     }
     host_.keepsAudio = false;
     host_.activate();

@@ -2,29 +2,18 @@
 
 #include <gmock/gmock.h>
 
-#include <array>
-#include <cstdio>
 #include <string>
 
 #include "hosts/lv2/PluginUris.h"
 #include "tests/lv2/Figures.h"
 #include "tests/lv2/Lv2Fixture.h"
+#include "tests/lv2/Shell.h"
 
 namespace morv::lv2 {
 namespace {
 
 using testing::HasSubstr;
 using testing::Not;
-
-std::string outputOf(const std::string& command) {
-  std::FILE* pipe = popen(command.c_str(), "r");
-  EXPECT_NE(pipe, nullptr);
-  std::string text;
-  std::array<char, 4096> piece{};
-  while (std::fgets(piece.data(), piece.size(), pipe) != nullptr) text += piece.data();
-  text += "\nexit " + std::to_string(pclose(pipe));
-  return text;
-}
 
 class Lv2Tools : public Lv2Fixture {};
 

@@ -82,4 +82,14 @@ const LilvPort* Lv2World::port(const std::string& symbol) const {
   return lilv_plugin_get_port_by_symbol(plugin_, name);
 }
 
+Lv2World::Range Lv2World::rangeOf(const std::string& symbol) const {
+  LilvNode* low = nullptr;
+  LilvNode* high = nullptr;
+  lilv_port_get_range(plugin_, port(symbol), nullptr, &low, &high);
+  const Range range{lilv_node_as_float(low), lilv_node_as_float(high)};
+  lilv_node_free(low);
+  lilv_node_free(high);
+  return range;
+}
+
 }  // namespace morv::lv2

@@ -32,6 +32,12 @@ class Lv2World {
   // The same of any subject; an empty predicate or subject stands for all.
   std::vector<std::string> objectsOf(const std::string& subject, const std::string& predicate) const;
   const LilvPort* port(const std::string& symbol) const;
+  // The bounds that the data give a port.
+  struct Range {
+    float least = 0;
+    float greatest = 0;
+  };
+  Range rangeOf(const std::string& symbol) const;
 
  private:
   LilvWorld* world_;
