@@ -136,7 +136,12 @@ class Soak {
     constexpr std::uint8_t kSustain = 64;
     constexpr std::uint8_t kAllNotesOff = 123;
     for (int i = 0; i < 2 * 47; ++i) runFor(kLongestCycle);  // presets that are on their way arrive
-    // A port counts when it moves. A move of a mode may end notes by itself, so these stay.
+    // A port counts when it moves. A move of a mode may end notes by itself, so these stay; only an
+    // arpeggiator that runs, which a preset may have begun without the port, is ended.
+    if (isArpeggiatorOn()) {
+      host_.port("arpEnabled") = 1;
+      runFor(64);
+    }
     constexpr std::array<std::string_view, 5> kModes{"midiMode", "voiceMode", "voiceNumber", "legato",
                                                      "arpEnabled"};
     for (const bool isBack : {false, true}) {
@@ -163,6 +168,12 @@ class Soak {
     if (host_.peak < kSilence) return true;
     std::printf("%.1f dBFS: ", 20 * std::log10(static_cast<double>(host_.peak)));
     return fail("a note is stuck");
+  }
+  bool isArpeggiatorOn() {
+    const std::string text = host_.save().value_or("");
+    const std::size_t key = text.find("<key>arpEnabled</key>");
+    const std::size_t value = text.find("<real>", key);
+    return key == std::string::npos || std::strtof(text.c_str() + value + 6, nullptr) != 0.0F;
   }
   void runFor(std::uint32_t frames) {
     host_.run(frames);

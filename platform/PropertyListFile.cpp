@@ -1,5 +1,6 @@
 #include "platform/PropertyListFile.h"
 
+#include <cstddef>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -44,7 +45,7 @@ class LatelyRead {
   }
 
  private:
-  static constexpr std::size_t kMostBytes = 512 * 1024;  // some hundred presets
+  static constexpr std::size_t kMostBytes = std::size_t{512} * 1024;  // some hundred presets
 
   struct File {
     std::string bytes;

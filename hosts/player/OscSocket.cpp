@@ -82,20 +82,18 @@ Result<OscSocket> OscSocket::to(const std::string& url) {
   }
   const std::unique_ptr<addrinfo, void (*)(addrinfo*)> list(found, freeaddrinfo);
   // Session managers listen on IPv4 as a rule, so that a name of both kinds means that.
-  for (addrinfo* each = found; each != nullptr; each = each->ai_next) {
-    if (each->ai_family != AF_INET) continue;
-    found = each;
-    break;
-  }
+  const addrinfo* chosen = found;
+  while (chosen->ai_family != AF_INET && chosen->ai_next != nullptr) chosen = chosen->ai_next;
+  if (chosen->ai_family != AF_INET) chosen = found;
   sockaddr_storage server{};
-  std::memcpy(&server, found->ai_addr, found->ai_addrlen);
-  FileDescriptor socket(::socket(found->ai_family, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  std::memcpy(&server, chosen->ai_addr, chosen->ai_addrlen);
+  FileDescriptor socket(::socket(chosen->ai_family, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   const sockaddr_storage own = ownAddressFor(server);
   if (!socket.isOpen() ||
-      ::bind(socket.number(), reinterpret_cast<const sockaddr*>(&own), found->ai_addrlen) != 0) {
+      ::bind(socket.number(), reinterpret_cast<const sockaddr*>(&own), chosen->ai_addrlen) != 0) {
     return systemFailure(url);
   }
-  return OscSocket(std::move(socket), server, found->ai_addrlen);
+  return OscSocket(std::move(socket), server, chosen->ai_addrlen);
 }
 
 bool OscSocket::isSameEnd(const sockaddr_storage& a, const sockaddr_storage& b) {
