@@ -9,6 +9,7 @@
 
 #include "effects/EffectCatalogue.h"
 #include "hosts/HostBlocks.h"
+#include "hosts/lv2/AnalysisNotice.h"
 #include "hosts/lv2/AtomOutput.h"
 #include "hosts/lv2/BypassFade.h"
 #include "hosts/lv2/DryLine.h"
@@ -16,7 +17,6 @@
 #include "hosts/lv2/EffectTexts.h"
 #include "hosts/lv2/HostFeatures.h"
 #include "hosts/lv2/PortWatch.h"
-#include "hosts/lv2/SpectrumNotice.h"
 #include "hosts/lv2/Urids.h"
 #include "platform/NonBlocking.h"
 
@@ -50,7 +50,7 @@ class EffectInstance {
     explicit Atoms(LV2_URID_Map& map) : urids(map), output(map, urids), spectrum(map) {}
     Urids urids;
     AtomOutput output;
-    SpectrumNotice spectrum;
+    AnalysisNotice spectrum;
   };
 
   void makeEffect();

@@ -1,4 +1,4 @@
-#include "hosts/lv2/SpectrumNotice.h"
+#include "hosts/lv2/AnalysisNotice.h"
 
 #include <lv2/parameters/parameters.h>
 
@@ -8,7 +8,7 @@
 
 namespace morv::lv2 {
 
-SpectrumNotice::SpectrumNotice(const LV2_URID_Map& map) {
+AnalysisNotice::AnalysisNotice(const LV2_URID_Map& map) {
   const auto number = [&map](const char* uri) { return map.map(map.handle, uri); };
   spectrum_ = number(kSpectrumUri);
   sampleRate_ = number(LV2_PARAMETERS__sampleRate);
@@ -20,7 +20,7 @@ SpectrumNotice::SpectrumNotice(const LV2_URID_Map& map) {
 }
 
 // The forge's own call for a vector does not tell when its elements have no room.
-bool SpectrumNotice::writeMagnitudes(LV2_Atom_Forge& forge,
+bool AnalysisNotice::writeMagnitudes(LV2_Atom_Forge& forge,
                                      const ZRSpectrumAnalyzer& analyser) const noexcept {
   const std::uint32_t bytes =
       static_cast<std::uint32_t>(analyser.halfSize) * static_cast<std::uint32_t>(sizeof(float));
@@ -31,7 +31,7 @@ bool SpectrumNotice::writeMagnitudes(LV2_Atom_Forge& forge,
          lv2_atom_forge_write(&forge, analyser.outputBuffer.data(), bytes) != 0;
 }
 
-bool SpectrumNotice::write(std::uint32_t frame, const ZRSpectrumAnalyzer& analyser,
+bool AnalysisNotice::write(std::uint32_t frame, const ZRSpectrumAnalyzer& analyser,
                            AtomOutput* output) const noexcept {
   return output->object(frame, spectrum_, [&](LV2_Atom_Forge& forge) {
     // A sine of full scale gives half of what the window lets through, and the magnitudes are twice the sums.

@@ -19,9 +19,9 @@ namespace morv::lv2 {
 //                        the first and the last one are 0
 //
 // Construction: off the render thread. `write`: render thread.
-class SpectrumNotice {
+class AnalysisNotice {
  public:
-  explicit SpectrumNotice(const LV2_URID_Map& map);
+  explicit AnalysisNotice(const LV2_URID_Map& map);
 
   // False if there was no room.
   bool write(std::uint32_t frame, const ZRSpectrumAnalyzer& analyser,
