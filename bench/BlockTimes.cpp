@@ -9,11 +9,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "bench/OwnHome.h"
 #include "platform/Random.h"
 #include "tests/lv2/Lv2Host.h"
 
@@ -133,14 +133,7 @@ void report(double minutes) {
 // block_times [MINUTES]: minutes of sound, 30 if not given.
 int main(int argc, char** argv) {
   const double minutes = argc > 1 ? std::atof(argv[1]) : 30;
-  std::string folder = (std::filesystem::temp_directory_path() / "morv-times-XXXXXX").string();
-  if (mkdtemp(folder.data()) == nullptr) return 1;
-  for (const char* name :
-       {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_DOCUMENTS_DIR", "XDG_CACHE_HOME", "HOME"}) {
-    setenv(name, (folder + "/" + name).c_str(), 1);
-  }
+  const morv::OwnHome home;
   morv::lv2::report(minutes);
-  std::error_code error;
-  std::filesystem::remove_all(folder, error);
   return 0;
 }

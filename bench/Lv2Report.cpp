@@ -9,12 +9,12 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <functional>
 #include <limits>
 #include <string>
 #include <vector>
 
+#include "bench/OwnHome.h"
 #include "platform/Random.h"
 #include "tests/lv2/Lv2Host.h"
 
@@ -268,12 +268,7 @@ int main(int argc, char** argv) {
   const int cycles = argc > 1 ? std::atoi(argv[1]) : 100000;
   const std::string part = argc > 2 ? argv[2] : "";
   const bool isSceneOnly = !part.empty();
-  std::string folder = (std::filesystem::temp_directory_path() / "morv-bench-XXXXXX").string();
-  if (mkdtemp(folder.data()) == nullptr) return 1;
-  for (const char* name :
-       {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_DOCUMENTS_DIR", "XDG_CACHE_HOME", "HOME"}) {
-    setenv(name, (folder + "/" + name).c_str(), 1);
-  }
+  const morv::OwnHome home;
   if (!isSceneOnly) morv::lv2::reportScan();
   {
     const morv::lv2::Lv2World world;
@@ -285,7 +280,5 @@ int main(int argc, char** argv) {
       morv::lv2::reportAutomation(world);
     }
   }
-  std::error_code error;
-  std::filesystem::remove_all(folder, error);
   return 0;
 }

@@ -10,12 +10,12 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "bench/OwnHome.h"
 #include "platform/Random.h"
 #include "tests/lv2/Lv2Host.h"
 
@@ -223,15 +223,8 @@ class Soak {
 int main(int argc, char** argv) {
   const double hours = argc > 1 ? std::atof(argv[1]) : 12;
   const std::uint64_t seed = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 1;
-  std::string folder = (std::filesystem::temp_directory_path() / "morv-soak-XXXXXX").string();
-  if (mkdtemp(folder.data()) == nullptr) return 1;
-  for (const char* name :
-       {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_DOCUMENTS_DIR", "XDG_CACHE_HOME", "HOME"}) {
-    setenv(name, (folder + "/" + name).c_str(), 1);
-  }
+  const morv::OwnHome home;
   std::printf("seed %lu\n", static_cast<unsigned long>(seed));
   const bool isWell = morv::lv2::Soak(hours, seed).run();
-  std::error_code error;
-  std::filesystem::remove_all(folder, error);
   return isWell ? 0 : 1;
 }
