@@ -214,7 +214,7 @@ class InstalledTreeTest(PackagingTest):
         for lists in self.lists_of_installed_files():
             lists.unlink()
 
-        with self.assertRaisesRegex(AssertionError, r"nothing was\s+installed from it"):
+        with self.assertRaisesRegex(AssertionError, r"nothing\s+was\s+installed\s+from\s+it"):
             self.uninstall()
 
 
