@@ -4,7 +4,6 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -17,7 +16,8 @@ class PropertyListValue;
 // Values by key. Keys are in UTF-8 and keep the order in which they came: a new key goes to the end, a key
 // that is set again keeps its place. Finding takes constant time, removing linear time.
 //
-// A plain value: any one thread at a time.
+// A plain value: any one thread at a time. Copies share their entries until one of them changes, so a copy
+// costs the same however much it holds, and may go to another thread.
 class MORV_EXPORT PropertyListDictionary {
  public:
   using Entry = std::pair<std::string, PropertyListValue>;
@@ -36,18 +36,21 @@ class MORV_EXPORT PropertyListDictionary {
 
   // The value of a key, null without one; valid until the dictionary changes.
   const PropertyListValue* find(std::string_view key) const;
-  PropertyListValue* find(std::string_view key);
   std::size_t size() const noexcept;
   bool empty() const noexcept;
   // All entries in their order.
-  const std::vector<Entry>& entries() const noexcept { return entries_; }
+  const std::vector<Entry>& entries() const noexcept;
 
   // Whether both hold the same keys with the same values, in whatever order.
   bool operator==(const PropertyListDictionary& other) const;
 
  private:
-  std::vector<Entry> entries_;
-  std::unordered_map<std::string, std::size_t> places_;  // of each key in `entries_`
+  struct Storage;
+
+  // The entries as this dictionary's alone, ready to be changed.
+  Storage& own();
+
+  Storage* storage_ = nullptr;  // shared with copies; null while there are no entries
 };
 
 }  // namespace morv

@@ -24,13 +24,13 @@ Result<std::string> StateEnvelope::text() const {
 }
 
 Result<StateEnvelope> StateEnvelope::fromText(const std::string& text) {
-  auto list = readPropertyList(text);
+  const auto list = readPropertyList(text);
   if (!list) return list.failure();
-  PropertyListDictionary* whole = list.value().dictionary();
-  PropertyListValue* unit = whole != nullptr ? whole->find(kUnit) : nullptr;
+  const PropertyListDictionary* whole = list.value().dictionary();
+  const PropertyListValue* unit = whole != nullptr ? whole->find(kUnit) : nullptr;
   if (unit == nullptr || unit->dictionary() == nullptr) return Failure{"the state holds no \"unit\""};
   StateEnvelope envelope;
-  envelope.unit = std::move(*unit->dictionary());
+  envelope.unit = *unit->dictionary();
   if (const PropertyListValue* ports = whole->find(kPorts);
       ports != nullptr && ports->dictionary() != nullptr) {
     for (const auto& [symbol, value] : ports->dictionary()->entries()) {

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/PropertyListValue.h"
@@ -114,6 +116,60 @@ TEST(PropertyListDictionary, CopiesAreIndependent) {
 
   EXPECT_EQ(second.find("a")->integer(), 2);
   EXPECT_TRUE(first.empty());
+}
+
+TEST(PropertyListDictionary, ACopyOutlivesWhatItWasCopiedFrom) {
+  PropertyListDictionary copy;
+  {
+    const PropertyListDictionary first{{"a", PropertyListDictionary{{"b", "text"}}}};
+    copy = first;
+  }
+
+  EXPECT_EQ(*copy.find("a")->dictionary()->find("b")->string(), "text");
+}
+
+TEST(PropertyListDictionary, ChangesBelowACopiedValueStayInIt) {
+  const PropertyListValue first(PropertyListDictionary{{"a", 1}});
+  PropertyListValue second = first;
+
+  second.dictionary()->set("a", 2);
+
+  EXPECT_EQ(first.dictionary()->find("a")->integer(), 1);
+  EXPECT_EQ(second.dictionary()->find("a")->integer(), 2);
+}
+
+TEST(PropertyListDictionary, IsAssignedToItselfAndGivenAway) {
+  PropertyListDictionary first{{"a", 1}};
+  const PropertyListDictionary& itself = first;
+
+  first = itself;
+  const PropertyListDictionary second = std::move(first);
+  first = {};
+  first.set("b", 2);
+
+  EXPECT_EQ(second, (PropertyListDictionary{{"a", 1}}));
+  EXPECT_EQ(first, (PropertyListDictionary{{"b", 2}}));
+}
+
+TEST(PropertyListDictionary, CopiesChangeOnManyThreadsAtOnce) {
+  const PropertyListDictionary first{{"a", 0}};
+  std::vector<std::thread> threads;
+  std::vector<PropertyListDictionary> results(4);
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    threads.emplace_back([mine = first, &result = results[i], i]() mutable {
+      for (int round = 0; round < 1000; ++round) {
+        const PropertyListDictionary kept = mine;
+        mine.set("a", kept.find("a")->integer().value() + static_cast<int>(i));
+      }
+      result = std::move(mine);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  EXPECT_EQ(first.find("a")->integer(), 0);
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    EXPECT_EQ(results[i].find("a")->integer(), static_cast<std::int64_t>(1000 * i));
+  }
 }
 
 }  // namespace
