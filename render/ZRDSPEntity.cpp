@@ -2,10 +2,19 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 
 #include "platform/DiagnosticRing.h"
 
 namespace morv {
+
+namespace {
+
+bool isBelow(const std::pair<int, ZRDSPParameter*>& entry, int address) noexcept {
+  return entry.first < address;
+}
+
+}  // namespace
 
 std::uint32_t ZRDSPEntity::addr = 0;
 
@@ -24,16 +33,26 @@ ZRDSPEntity::ZRDSPEntity(float sampleRateHz, int firstParameterAddress, int enti
 
 ZRDSPEntity::~ZRDSPEntity() = default;
 
+// An entity's addresses mostly follow one another, so the first guess is right; behind a gap it is a search.
+ZRDSPParameter* ZRDSPEntity::registered(int address) const noexcept {
+  if (registry_.empty() || address < registry_.front().first) return nullptr;
+  const std::size_t guess =
+      static_cast<std::uint32_t>(address) - static_cast<std::uint32_t>(registry_.front().first);
+  if (guess < registry_.size() && registry_[guess].first == address) return registry_[guess].second;
+  const auto found = std::lower_bound(registry_.begin(), registry_.end(), address, isBelow);
+  return found != registry_.end() && found->first == address ? found->second : nullptr;
+}
+
 bool ZRDSPEntity::isListed(const ZRDSPParameter& parameter) const noexcept {
   if (parameter.dependsOnAddress < 0) return true;
-  const auto found = parameterMap_.find(parameter.dependsOnAddress);
-  return found != parameterMap_.end() && found->second->value == parameter.dependsOnValue;
+  const ZRDSPParameter* dependency = registered(parameter.dependsOnAddress);
+  return dependency != nullptr && dependency->value == parameter.dependsOnValue;
 }
 
 std::vector<ZRDSPParameter*> ZRDSPEntity::parameters() {
   std::vector<ZRDSPParameter*> list;
-  list.reserve(parameterMap_.size());
-  for (const auto& [address, parameter] : parameterMap_) {
+  list.reserve(registry_.size());
+  for (const auto& [address, parameter] : registry_) {
     if (isListed(*parameter)) list.push_back(parameter);
   }
   return list;
@@ -43,34 +62,41 @@ void ZRDSPEntity::registerParameter(ZRDSPParameter* parameter) {
   parameter->dependsOnAddress = -1;
   parameter->dependsOnValue = -1.0F;
   if (parameter->address == -1) parameter->address = static_cast<std::int32_t>(addr);
-  parameterMap_.emplace(parameter->address, parameter);
+  const auto place = std::lower_bound(registry_.begin(), registry_.end(), parameter->address, isBelow);
+  if (place == registry_.end() || place->first != parameter->address) {
+    registry_.emplace(place, parameter->address, parameter);
+  }
   ++addr;
 }
 
 int ZRDSPEntity::addressForIdentifier(const std::string& wanted) {
-  for (const auto& [address, parameter] : parameterMap_) {
+  for (const auto& [address, parameter] : registry_) {
     if (isListed(*parameter) && parameter->identifier == wanted) return parameter->address;
   }
   return 0;
 }
 
-ZRDSPParameter* ZRDSPEntity::parameterForAddress(int address) { return parameterMap_.at(address); }
+ZRDSPParameter* ZRDSPEntity::parameterForAddress(int address) {
+  ZRDSPParameter* parameter = registered(address);
+  if (parameter == nullptr) throw std::out_of_range("no parameter with address " + std::to_string(address));
+  return parameter;
+}
 
 ZRDSPParameter* ZRDSPEntity::listedParameter(int address) const noexcept {
-  const auto found = parameterMap_.find(address);
-  return found != parameterMap_.end() && isListed(*found->second) ? found->second : nullptr;
+  ZRDSPParameter* parameter = registered(address);
+  return parameter != nullptr && isListed(*parameter) ? parameter : nullptr;
 }
 
 void ZRDSPEntity::setParameterValueForAddress(int address, float value) noexcept {
-  const auto found = parameterMap_.find(address);
-  if (found == parameterMap_.end()) {
+  ZRDSPParameter* parameter = registered(address);
+  if (parameter == nullptr) {
     DiagnosticRing::shared().post("Error: no parameter with address %i", address);
     return;
   }
-  *found->second = value;
+  *parameter = value;
 }
 
-float ZRDSPEntity::parameterValueForAddress(int address) { return parameterMap_.at(address)->value; }
+float ZRDSPEntity::parameterValueForAddress(int address) { return parameterForAddress(address)->value; }
 
 void ZRDSPEntity::initParameter(const std::string& parameterIdentifier, const std::string& parameterName,
                                 int address, float minValue, float maxValue,
@@ -98,7 +124,7 @@ void ZRDSPEntity::initParameter(const ParameterRow& row, int address, ZRDSPParam
   parameter->flags = row.flags;
 }
 
-void ZRDSPEntity::clearParamters() { parameterMap_.clear(); }
+void ZRDSPEntity::clearParamters() { registry_.clear(); }
 
 float ZRDSPEntity::clamp(float value, float low, float high) noexcept {
   return std::min(std::max(value, low), high);

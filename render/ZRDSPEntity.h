@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/Export.h"
@@ -54,7 +54,7 @@ class MORV_EXPORT ZRDSPEntity {
   void initParameter(const ParameterRow& row, int address, ZRDSPParameter* parameter, bool doRegister = true);
 
   // Number of registered parameters.
-  int numberOfParameters() const { return static_cast<int>(parameterMap_.size()); }
+  int numberOfParameters() const { return static_cast<int>(registry_.size()); }
   // Empties the registry. Construction only.
   void clearParamters();
   // The record at an address if it is listed now, else none. Any thread, no allocation.
@@ -95,9 +95,11 @@ class MORV_EXPORT ZRDSPEntity {
   bool isBipolarModSource = false;
 
  private:
-  bool isListed(const ZRDSPParameter& parameter) const noexcept;
+  // The record at an address, or none.
+  ZRDSPParameter* registered(int address) const noexcept MORV_NONBLOCKING;
+  bool isListed(const ZRDSPParameter& parameter) const noexcept MORV_NONBLOCKING;
 
-  std::map<int, ZRDSPParameter*> parameterMap_;
+  std::vector<std::pair<int, ZRDSPParameter*>> registry_;  // ascending by address
 };
 
 }  // namespace morv

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <array>
+#include <limits>
 #include <stdexcept>
 
 #include "platform/DiagnosticRing.h"
@@ -108,6 +110,20 @@ TEST(ZRDSPEntity, ParametersComeInAscendingOrderOfAddress) {
   entity.add("low", 3, 1, 0, &low);
 
   EXPECT_EQ(entity.parameters(), (std::vector<ZRDSPParameter*>{&low, &high}));
+}
+
+TEST(ZRDSPEntity, AddressesAreFoundBehindGapsAndNowhereElse) {
+  Entity entity(44100.0F);
+  std::array<ZRDSPParameter, 6> records;
+  const std::array<int, 6> addresses = {4, 5, 9, 896, 897, std::numeric_limits<int>::max()};
+  for (const std::size_t i : {3U, 0U, 5U, 2U, 1U, 4U}) entity.add("any", addresses[i], 1, 0, &records[i]);
+
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    EXPECT_EQ(entity.listedParameter(addresses[i]), &records[i]) << addresses[i];
+  }
+  for (const int address : {std::numeric_limits<int>::min(), -1, 0, 3, 6, 8, 10, 895, 898}) {
+    EXPECT_EQ(entity.listedParameter(address), nullptr) << address;
+  }
 }
 
 TEST(ZRDSPEntity, DependentParameterIsListedOnlyWhileItsConditionHolds) {
