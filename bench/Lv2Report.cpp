@@ -3,12 +3,14 @@
 // of constant work, measured in the same run, so that the machine's own noise can be told apart.
 
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <limits>
 #include <string>
@@ -99,13 +101,51 @@ void reportScan() {
   }
   std::printf("T03 host's scan and instance, 20 times: median %.1f ms + %.1f ms (aim together 100)\n",
               figuresOf(found).median / 1000, figuresOf(made).median / 1000);
+}
+
+double threadSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+// Resident memory of the process in MB.
+double residentMegabytes() {
+  std::ifstream file("/proc/self/statm");
+  long total = 0;
+  long resident = 0;
+  file >> total >> resident;
+  return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
+}
+
+// What instances cost that stand beside a first one which has played.
+void reportInstances(int count) {
   const Lv2World world;
   std::vector<std::unique_ptr<Lv2Host>> hosts;
-  std::vector<double> further;
-  for (int i = 0; i < 20; ++i) {
-    further.push_back(microsecondsOf([&] { hosts.push_back(std::make_unique<Lv2Host>(world)); }));
+  const auto play = [](Lv2Host& host) {
+    setAll(host, kBusy);
+    host.activate();
+    strike(host);
+    timesOf(host, 750 * 10, [](int) {});
+  };
+  hosts.push_back(std::make_unique<Lv2Host>(world));
+  play(*hosts.front());
+  std::vector<double> times;
+  std::vector<double> cpuTimes;
+  const double before = residentMegabytes();
+  for (int i = 0; i < count; ++i) {
+    const double cpu = threadSeconds();
+    times.push_back(microsecondsOf([&] { hosts.push_back(std::make_unique<Lv2Host>(world)); }));
+    cpuTimes.push_back((threadSeconds() - cpu) * 1e6);
   }
-  std::printf("    further instances beside it: median %.1f ms\n", figuresOf(further).median / 1000);
+  const double made = residentMegabytes();
+  for (int i = 1; i <= count; ++i) play(*hosts[static_cast<std::size_t>(i)]);
+  const double played = residentMegabytes();
+  std::printf("    further instances beside it: median %.1f ms, of CPU %.1f, least %.1f (aim 5)\n",
+              figuresOf(times).median / 1000, figuresOf(cpuTimes).median / 1000,
+              *std::min_element(cpuTimes.begin(), cpuTimes.end()) / 1000);
+  std::printf("    resident for each of them %.2f MB, %.2f once it has played (aim 10)\n",
+              (made - before) / count, (played - before) / count);
 }
 
 void reportBusyCycles(const Lv2World& world, int cycles) {
@@ -127,12 +167,6 @@ void reportBusyCycles(const Lv2World& world, int cycles) {
   print("    constant work in the same run", figuresOf(loop));
   std::printf("    greatest is %.1f times the median (aim 3) and %.0f %% of the period (aim 25)\n",
               figures.greatest / figures.median, 100.0 * figures.greatest / kPeriodMicroseconds);
-}
-
-double threadSeconds() {
-  timespec now{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
 // CPU time of whole seconds of sound, so that the cycles that strike count with their share.
@@ -262,15 +296,16 @@ void reportAutomation(const Lv2World& world) {
 }  // namespace
 }  // namespace morv::lv2
 
-// lv2_report [CYCLES [scene|idle]]: cycles of each measurement, 100000 if not given; all of them, the scene
-// alone, or mostly its end.
+// lv2_report [CYCLES [scene|idle|instances]]: cycles of each measurement, 100000 if not given; all of them,
+// the scene alone, mostly its end, or what further instances cost.
 int main(int argc, char** argv) {
   const int cycles = argc > 1 ? std::atoi(argv[1]) : 100000;
   const std::string part = argc > 2 ? argv[2] : "";
   const bool isSceneOnly = !part.empty();
   const morv::OwnHome home;
   if (!isSceneOnly) morv::lv2::reportScan();
-  {
+  if (!isSceneOnly || part == "instances") morv::lv2::reportInstances(20);
+  if (part != "instances") {
     const morv::lv2::Lv2World world;
     morv::lv2::reportScene(world, part == "idle" ? 750 : cycles, cycles);
     if (!isSceneOnly) {
