@@ -9,11 +9,20 @@
 #include <limits>
 #include <new>
 
+#include "platform/FloatPool.h"
+
 namespace morv {
 namespace {
 
 // From here on an array takes pages of its own.
-constexpr std::size_t kPagedFloats = 16384;
+constexpr std::size_t kPagedFloats = FloatPool::kMostFloats + 1;
+
+// Of an array from the pool these are there from the start: what blocks of common lengths use.
+constexpr std::size_t kReadyFloats = 512;
+
+bool isPooled(std::size_t count) {
+  return FloatPool::kIsInUse && count >= FloatPool::kFewestFloats && count <= FloatPool::kMostFloats;
+}
 
 thread_local bool populates = false;
 
@@ -45,6 +54,11 @@ ZeroedFloats::Populated::~Populated() { populates = before_; }
 
 float* ZeroedFloats::allocate(std::size_t count) {
   if (count > std::numeric_limits<std::size_t>::max() / sizeof(float)) throw std::bad_alloc();
+  if (isPooled(count)) {
+    float* floats = FloatPool::allocate(count);
+    touchPages(floats, populates ? count : kReadyFloats);
+    return floats;
+  }
   if (count < kPagedFloats) {
     auto* floats = static_cast<float*>(std::calloc(count == 0 ? 1 : count, sizeof(float)));
     if (floats == nullptr) throw std::bad_alloc();
@@ -64,7 +78,9 @@ float* ZeroedFloats::allocate(std::size_t count) {
 
 void ZeroedFloats::release(float* data, std::size_t count) noexcept {
   if (data == nullptr) return;
-  if (count < kPagedFloats) {
+  if (isPooled(count)) {
+    FloatPool::release(data);
+  } else if (count < kPagedFloats) {
     std::free(data);
   } else {
     munmap(data, count * sizeof(float));

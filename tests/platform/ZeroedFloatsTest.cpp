@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/FloatPool.h"
 #include "platform/ZeroedFloats.h"
 
 namespace morv {
@@ -40,9 +41,16 @@ TEST(ZeroedFloats, HaveTheirPagesWhenTheyAreUsed) {
   EXPECT_LT(suppliedPart(floats), 0.5);
 }
 
+TEST(ZeroedFloats, ThoseOfABlockHaveThePagesOfItsFirstFrames) {
+  const ZeroedFloats block(16383);
+
+  EXPECT_GT(suppliedPart(block), 0.0);
+  EXPECT_LE(suppliedPart(block), FloatPool::kIsInUse ? 0.2 : 1.0);
+}
+
 TEST(ZeroedFloats, HaveTheirPagesFromTheStartInsideAScope) {
   const ZeroedFloats::Populated populated;
-  for (const std::size_t count : {0U, 1U, 1000U, 16383U, 16384U, 300000U}) {
+  for (const std::size_t count : {0U, 1U, 1000U, 1024U, 16383U, 16384U, 300000U}) {
     const ZeroedFloats floats(count);
     if (count > 0) {
       EXPECT_EQ(suppliedPart(floats), 1.0) << count;
@@ -72,7 +80,7 @@ TEST(ZeroedFloats, AScopeIsThatOfItsThreadAndEnds) {
 }
 
 TEST(ZeroedFloats, AreZeroInEverySizeAndEveryTime) {
-  for (const std::size_t count : {0U, 1U, 1000U, 16383U, 16384U, 300000U}) {
+  for (const std::size_t count : {0U, 1U, 1000U, 1024U, 16383U, 16384U, 300000U}) {
     for (int round = 0; round < 3; ++round) {
       ZeroedFloats floats(count);
       ASSERT_EQ(floats.size(), count);
