@@ -10,6 +10,8 @@
 #include "tests/player/JackListener.h"
 #include "tests/player/PlayerFixture.h"
 #include "tests/player/Polling.h"
+#include "tests/player/TrappedCallbacks.h"
+#include "tests/realtime/RenderTrap.h"
 
 namespace morv {
 namespace {
@@ -61,6 +63,39 @@ TEST_F(JackClientTest, TakesTheTempoFromWhoeverKeepsTheTransportsTime) {
 
   EXPECT_TRUE(holdsWithin(kPatienceSeconds, [this] { return engine_.unit().tempo() == 93.5F; }))
       << engine_.unit().tempo();
+}
+
+// All that reaches the callback at once: notes and controllers, a tempo, messages of the unit's own,
+// parameters and presets that the main thread sets, and requests to end all notes.
+TEST_F(JackClientTest, NeitherAllocatesNorLocksNorWaitsInItsCallback) {
+  JackListener listener;
+  ASSERT_TRUE(listener.isOpen());
+  const TrappedCallbacks trapped;
+  player::JackClient client(engine_, options_);
+  ASSERT_TRUE(client.open().ok());
+  ASSERT_TRUE(listener.connectTo("morv"));
+  ASSERT_TRUE(listener.keepTempo(120));
+  AUParameter* cutoff = engine_.unit().parameterTree()->parameterForKeyPath("morv.filterCutoff");
+  ASSERT_NE(cutoff, nullptr);
+  const long calls = RenderTrap::caught();
+  const long cycles = TrappedCallbacks::cycles();
+
+  for (int i = 0; i < 200; ++i) {
+    const auto note = static_cast<std::uint8_t>(36 + i % 48);
+    listener.send(0x90, note, 100);
+    listener.send(0xB0, 1, static_cast<std::uint8_t>(i % 128));
+    if (i % 20 == 0) listener.send(0xC0, static_cast<std::uint8_t>(i % 4), 0);
+    if (i % 50 == 49) engine_.allNotesOff();
+    cutoff->setValue(static_cast<float>(200 + 50 * i));
+    engine_.unit().outputMIDICC(7, i % 128, 0);
+    const std::uint64_t begin = engine_.cycles();
+    ASSERT_TRUE(holdsWithin(kPatienceSeconds, [&] { return engine_.cycles() > begin; }));
+    engine_.turn(0.01 * i);
+    listener.send(0x80, note, 0);
+  }
+
+  EXPECT_GE(TrappedCallbacks::cycles() - cycles, 200);
+  EXPECT_EQ(RenderTrap::caught(), calls) << RenderTrap::lastCaught();
 }
 
 TEST_F(JackClientTest, OpensAgainBehindItsClose) {
