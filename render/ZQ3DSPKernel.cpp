@@ -10,6 +10,7 @@
 #include "effects/ZRBasicDelay.h"
 #include "effects/ZREcoVerb.h"
 #include "platform/MachineName.h"
+#include "platform/ZeroedFloats.h"
 #include "voice/ZRTurboVoice.h"
 
 namespace morv {
@@ -83,7 +84,10 @@ std::uint32_t ZQ3DSPKernel::init(int channels, double sampleRateHz, int maximumF
   built->initWithNumberOfVoices<ZRTurboVoice>(numberOfVoices, sampleRate, maximumFrames, kInstrumentFlags);
   constexpr int kInsert = 0;
   built->addEffect<ZRBasicChorus>(sampleRate, kInsert);
-  built->addEffect<ZREcoVerb>(sampleRate, kInsert);
+  {
+    const ZeroedFloats::Populated populated;  // `prepare` keeps its lines and makes those of the others
+    built->addEffect<ZREcoVerb>(sampleRate, kInsert);
+  }
   built->addEffect<ZRBasicDelay>(sampleRate, kInsert);
   built->voiceNumber = static_cast<float>(numberOfVoices);
   instrument = std::move(built);

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "platform/DiagnosticRing.h"
+#include "platform/ZeroedFloats.h"
 #include "render/ZRDSPInstrument.h"
 #include "voice/VoiceKernels.h"
 
@@ -26,6 +27,8 @@ void ZRDSPInstrument::prepare(float sampleRateHz, int blockSizeFrames) {
   sampleRate = sampleRateHz;
   blockSize = blockSizeFrames;
   for (const auto& voice : voices) voice->prepare(sampleRateHz, blockSizeFrames);
+  // Lines have their memory before the first block, so that a sound's first lap waits for none.
+  const ZeroedFloats::Populated populated;
   for (const auto& effect : effects) effect->prepare(sampleRateHz, blockSizeFrames);
   volumeCoefficient = followerCoefficient(kVolumeMs, sampleRateHz);
   slopCoefficient = followerCoefficient(kSlopMs, sampleRateHz / static_cast<float>(blockSizeFrames));
