@@ -57,6 +57,18 @@ inline Lanes select(LaneMask mask, Lanes a, Lanes b) noexcept {
       Lanes, (__builtin_bit_cast(LaneMask, a) & mask) | (__builtin_bit_cast(LaneMask, b) & ~mask));
 }
 
+inline bool anyLane(LaneMask mask) noexcept {
+#if defined(__AVX__)
+  return _mm256_movemask_ps(__builtin_bit_cast(__m256, mask)) != 0;
+#elif defined(__SSE2__)
+  return _mm_movemask_ps(__builtin_bit_cast(__m128, mask)) != 0;
+#else
+  std::int32_t any = 0;
+  for (int k = 0; k < kWidth; ++k) any |= mask[k];
+  return any != 0;
+#endif
+}
+
 // Not-a-number stays.
 inline Lanes boundedLanes(Lanes x, float bound) noexcept {
   const Lanes high = Lanes{} + bound;

@@ -4,15 +4,19 @@
 
 namespace morv {
 
-// What one lane of the filter bank works on: a block of samples, its coefficients sample by sample, and the
-// two integrators, which are read and written back. `in` may be `out`.
+// What one lane of the filter bank works on: a block of samples, its settings with what modulates them sample
+// by sample, and the two integrators, which are read and written back. `in` may be `out`.
 struct SEMFilterLane {
   const float* in = nullptr;
   float* out = nullptr;
-  const float* alphas = nullptr;   // prewarped integrator gain
-  const float* alpha0s = nullptr;  // resolves the delay-free loop
-  const float* rhos = nullptr;     // damping plus integrator gain
-  const float* modes = nullptr;    // 0 low-pass, 0.5 notch, 1 high-pass, 2 band-pass
+  float cutoff = 0;                         // 0 to 1, held inside that with its modulation
+  float resonance = 0;                      // likewise
+  float mode = 0;                           // 0 low-pass, 0.5 notch, 1 high-pass, 2 band-pass
+  const float* cutoffModulation = nullptr;  // null for none, like the next two
+  const float* resonanceModulation = nullptr;
+  const float* modeModulation = nullptr;
+  float turnsScale = 0;  // see `semCoefficients`
+  float turnsOffset = 0;
   float* z1 = nullptr;
   float* z2 = nullptr;
   bool limitsInput = false;  // what comes in goes through the hyperbolic tangent first
@@ -91,11 +95,11 @@ struct VoiceKernels {
   // Adds such a read times a gain.
   void (*addTable)(const float* table, const float* positions, float gain, float* out,
                    int frames) noexcept MORV_NONBLOCKING = nullptr;
-  // Coefficients of the state-variable filter from its limited cutoff c and resonance r: f = c scaleHz +
-  // offsetHz, alpha = tan(pi f / rate), R = 1 / (50 r + 1), alpha0 = 1 / (1 + 2 R alpha + alpha^2), rho = 2 R
-  // + alpha.
-  void (*semCoefficients)(const float* cutoffs, const float* resonances, double scaleHz, double offsetHz,
-                          double rateHz, float* alphas, float* alpha0s, float* rhos,
+  // Coefficients of the state-variable filter from its limited cutoff c and resonance r: x = c turnsScale +
+  // turnsOffset, alpha = tan(pi x), R = 1 / (50 r + 1), alpha0 = 1 / (1 + 2 R alpha + alpha^2), rho = 2 R +
+  // alpha. The turns lie around a quarter: turnsScale + 2 turnsOffset is a half.
+  void (*semCoefficients)(const float* cutoffs, const float* resonances, float turnsScale, float turnsOffset,
+                          float* alphas, float* alpha0s, float* rhos,
                           int frames) noexcept MORV_NONBLOCKING = nullptr;
   // Up to kLanes state-variable filters side by side. Every lane gives the same bits whatever the others
   // hold.

@@ -107,9 +107,7 @@ void smoothBounded(float* x, float c, float* state, int frames) noexcept {
     if constexpr (kWidth == 8) b = addEarlier<4>(b, powers[3]);
     const Lanes out = weights * y + b;
     const LaneMask beyond = (out > 1.0F) | (out < -1.0F);
-    std::int32_t isBeyond = 0;
-    for (int k = 0; k < kWidth; ++k) isBeyond |= beyond[k];
-    if (isBeyond != 0) [[unlikely]] {
+    if (anyLane(beyond)) [[unlikely]] {
       for (int k = 0; k < kWidth; ++k) {
         y = bounded(c * (y - x[i + k]) + x[i + k], -1.0F, 1.0F);
         x[i + k] = y;
