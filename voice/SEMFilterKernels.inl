@@ -246,7 +246,7 @@ inline bool runTile(const SEMBankTiles& t, const Tile& in, Tile& out, SEMBankSta
     const Lanes a0 = t.alpha0.rows[i];
     const Lanes e = a0 * (a * (x - s.earlierZ2) + s.earlierDriven);
     const Lanes f = a0 * (one - a * s.twiceEarlierAlpha);
-    Lanes argument = e + f * s.earlierBp;
+    Lanes argument = multiplyAdd(f, s.earlierBp, e);
     if constexpr (kBounds) {
       argument = boundedLanes(argument, kTanhBound);
     } else {
