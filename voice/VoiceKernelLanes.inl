@@ -52,6 +52,25 @@ inline Lanes loadRow(const float* p) noexcept {
 
 inline void storeRow(float* p, Lanes row) noexcept { std::memcpy(p, &row, sizeof(row)); }
 
+// The first samples of a row, up to a whole one; absent ones are zero.
+inline Lanes loadPart(const float* p, int samples) noexcept {
+  if (samples == kWidth) [[likely]]
+    return loadRow(p);
+  float part[kWidth] = {};
+  for (int i = 0; i < samples; ++i) part[i] = p[i];
+  return loadRow(part);
+}
+
+inline void storePart(float* p, Lanes row, int samples) noexcept {
+  if (samples == kWidth) [[likely]] {
+    storeRow(p, row);
+    return;
+  }
+  float part[kWidth];
+  storeRow(part, row);
+  for (int i = 0; i < samples; ++i) p[i] = part[i];
+}
+
 inline Lanes select(LaneMask mask, Lanes a, Lanes b) noexcept {
   return __builtin_bit_cast(
       Lanes, (__builtin_bit_cast(LaneMask, a) & mask) | (__builtin_bit_cast(LaneMask, b) & ~mask));

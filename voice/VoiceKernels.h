@@ -44,6 +44,30 @@ struct PulseWaveSettings {
   float level = 1;
 };
 
+// One block of a variable pulse with its sub oscillator. Modulations are null where they hold still; what
+// they hold then stands in the setting. The pitch has both of its modulations or none.
+struct PulseOscillatorSettings {
+  OscillatorStepSettings steps;
+  PulseWaveSettings pulse;
+  float step = 0;  // of the main and the sub phase, where nothing modulates the pitch
+  float subStep = 0;
+  float width = 0;  // where nothing modulates it 0 to 0.98, else what the modulation is added to
+  const float* frequencyModulation = nullptr;
+  const float* centsModulation = nullptr;
+  const float* widthModulation = nullptr;
+  const float* shapeModulation = nullptr;
+  const float* sub = nullptr;
+  float subLevel = 0;
+};
+
+// Phases in samples of the table, at the sample that comes next.
+struct PulseOscillatorState {
+  float one = 0;
+  float two = 0;
+  float three = 0;
+  float lastStep = 0;
+};
+
 struct AmpSettings {
   float gain = 1;
   float volume = 0;
@@ -80,6 +104,10 @@ struct VoiceKernels {
   // times 0.95.
   void (*pulseWave)(const PulseWaveSettings& settings, const float* one, const float* two,
                     const float* modulation, float* out, int frames) noexcept MORV_NONBLOCKING = nullptr;
+  // All of the voice's oscillator but the noise in one pass: centsFactors, oscillatorSteps, the phases, width
+  // and secondPhases, pulseWave and addTable. Steps are above 0 and below the table's size.
+  void (*pulseOscillator)(const PulseOscillatorSettings& settings, PulseOscillatorState& state, float* out,
+                          int frames) noexcept MORV_NONBLOCKING = nullptr;
   // x = y with y following x by y = c (y - x) + x, each y held inside -1 to 1. `state` is the y before the
   // block.
   void (*smoothBounded)(float* x, float c, float* state, int frames) noexcept MORV_NONBLOCKING = nullptr;
