@@ -44,7 +44,7 @@ void filterCoefficients(benchmark::State& state) {
   for (auto& values : out) values.resize(static_cast<std::size_t>(frames));
   const VoiceKernels& kernels = kernelsOf(state);
   for (auto _ : state) {
-    kernels.semCoefficients(cutoffs.data(), resonances.data(), 22030.0, 10.0, 44100.0, out[0].data(),
+    kernels.semCoefficients(cutoffs.data(), resonances.data(), 0.49954649F, 2.2675737e-4F, out[0].data(),
                             out[1].data(), out[2].data(), frames);
     benchmark::DoNotOptimize(out[0].data());
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "modulation/RowKernels.h"
 #include "render/BlockLimits.h"
 
 namespace morv {
@@ -19,7 +20,9 @@ std::size_t bufferCapacity(int blockSize) {
 
 std::shared_ptr<ZRDSPModMatrix> ZRDSPModMatrix::_instance;
 
-ZRDSPModMatrix::ZRDSPModMatrix(int matrixBlockSize) { setBlockSize(matrixBlockSize); }
+ZRDSPModMatrix::ZRDSPModMatrix(int matrixBlockSize) : kernels_(rowKernels()) {
+  setBlockSize(matrixBlockSize);
+}
 
 std::shared_ptr<ZRDSPModMatrix> ZRDSPModMatrix::initSingleton() {
   _instance = std::make_shared<ZRDSPModMatrix>(kSharedMatrixBlockSize);

@@ -15,6 +15,8 @@
 
 namespace morv {
 
+struct RowKernels;
+
 // Names of the built-in sources 0 to 7; sources 8 (the gate as a smoothed level), 9 and 10 have no name.
 inline constexpr std::array<std::string_view, 8> ZRDSPModMatrixSourceNames = {
     "None", "NOTE", "Velocity", "Mod Wheel", "Pitch Wheel", "Pressure", "Slide", "Release"};
@@ -125,6 +127,8 @@ class ZRDSPModMatrix {
     heldDestinations_[static_cast<std::size_t>(address)].frames = 0;
     return bufferAt(address);
   }
+  // Makes the first `frames` samples of a destination one value, and knows it.
+  void holdDestination(int address, float value, int frames) noexcept MORV_NONBLOCKING;
   const float* readDestination(int address) const noexcept MORV_NONBLOCKING {
     if (address < 0 || address >= kMaxModRows) return nullptr;
     return destinationStorage_.data() + address * stride_;
@@ -138,6 +142,15 @@ class ZRDSPModMatrix {
   bool isHeld(int address, int frames) const noexcept MORV_NONBLOCKING {
     return address >= 0 && address < kMaxModRows &&
            heldDestinations_[static_cast<std::size_t>(address)].frames >= frames;
+  }
+  // The same, with the value.
+  bool isHeld(int address, int frames, float& value) const noexcept MORV_NONBLOCKING {
+    if (isClear(address)) {
+      value = 0.0F;
+      return true;
+    }
+    value = heldDestinations_[static_cast<std::size_t>(address)].value;
+    return isHeld(address, frames);
   }
   // Whether any row feeds this destination. One that none feeds reads as zero unless its own module writes
   // it.
@@ -184,6 +197,7 @@ class ZRDSPModMatrix {
   std::bitset<kMaxModRows> fresh_;   // destinations that this block cleared and nobody has written yet
   std::bitset<kMaxModRows> summed_;  // those whose rows so far held still: `sums_` stands for the buffer
   std::array<float, kMaxModRows> sums_{};
+  const RowKernels& kernels_;
   ZeroedFloats scratchA_;
   ZeroedFloats scratchB_;
 };

@@ -72,25 +72,30 @@ void ZRDSPModMatrix::clearDestinations(int frames) noexcept {
     const auto at = static_cast<std::size_t>(destination);
     if (writtenFrames_[at] == 0) continue;
     float* buffer = bufferAt(destination);
-    if (rowKernels().sum(buffer, frames) == 0.0F) continue;
+    const Held& held = heldDestinations_[at];
+    const bool isZero = held.frames >= frames ? held.value == 0.0F : kernels_.sum(buffer, frames) == 0.0F;
+    if (isZero) continue;
     std::fill_n(buffer, frames, 0.0F);
     heldDestinations_[at].frames = 0;
     forget(at);
   }
 }
 
+void ZRDSPModMatrix::holdDestination(int address, float value, int frames) noexcept {
+  if (address < 0 || address >= kMaxModRows) return;
+  const Held held = heldDestinations_[static_cast<std::size_t>(address)];
+  float* buffer = destinationBuffer(address, frames);
+  if (frames <= held.frames && isSame(value, held.value)) {
+    heldDestinations_[static_cast<std::size_t>(address)] = held;
+  } else {
+    std::fill_n(buffer, frames, value);
+    heldDestinations_[static_cast<std::size_t>(address)] = {value, frames};
+  }
+}
+
 // Puts the sum of rows that hold still into the buffer, unless it is there already.
 void ZRDSPModMatrix::writeSum(std::size_t destination, int frames) noexcept {
-  const auto address = static_cast<int>(destination);
-  const float sum = sums_[destination];
-  const Held held = heldDestinations_[destination];
-  float* buffer = destinationBuffer(address, frames);
-  if (frames <= held.frames && isSame(sum, held.value)) {
-    heldDestinations_[destination] = held;
-  } else {
-    std::fill_n(buffer, frames, sum);
-    heldDestinations_[destination] = {sum, frames};
-  }
+  holdDestination(static_cast<int>(destination), sums_[destination], frames);
   summed_.reset(destination);
 }
 
@@ -101,7 +106,7 @@ bool ZRDSPModMatrix::runHeldRow(const modMatrixRow& row, float gain, int frames)
   const auto at = static_cast<std::size_t>(row.destinationIndex);
   const bool isFirst = fresh_.test(at);
   if (source.frames < frames || (!isFirst && !summed_.test(at))) return false;
-  rowKernels().route(row.transform, &source.value, gain, &sums_[at], !isFirst, 1);
+  kernels_.route(row.transform, &source.value, gain, &sums_[at], !isFirst, 1);
   summed_.set(at);
   fresh_.reset(at);
   return true;
@@ -111,7 +116,6 @@ void ZRDSPModMatrix::runRow(const modMatrixRow& row, const float* source, bool i
                             int frames) noexcept {
   const Transform transform = row.transform;
   if (!hasOperation(transform, isGlobalPass)) return;
-  const RowKernels& kernels = rowKernels();
   const float amount = row.amount;
   const float gain = row.depth != nullptr ? row.depth->normalizedValue() * amount : amount;
   const auto at = static_cast<std::size_t>(row.destinationIndex);
@@ -121,17 +125,17 @@ void ZRDSPModMatrix::runRow(const modMatrixRow& row, const float* source, bool i
   const bool adds = !fresh_.test(at);
   float* destination = destinationBuffer(row.destinationIndex, frames);
   if (modSource == 0) {
-    kernels.route(transform, source, gain, destination, adds, frames);
+    kernels_.route(transform, source, gain, destination, adds, frames);
   } else {
     const float* second = readSource(modSource);
     if (second == nullptr) return;
     float* a = scratchA_.data();
     float* b = scratchB_.data();
-    kernels.apply(transform, source, a, frames);
-    kernels.apply(isMidiValued(modSource, isGlobalPass) ? Transform::midi : Transform::plain, second, b,
-                  frames);
-    kernels.scale(a, b, row.modAmount, frames);
-    kernels.route(Transform::plain, a, gain, destination, adds, frames);
+    kernels_.apply(transform, source, a, frames);
+    kernels_.apply(isMidiValued(modSource, isGlobalPass) ? Transform::midi : Transform::plain, second, b,
+                   frames);
+    kernels_.scale(a, b, row.modAmount, frames);
+    kernels_.route(Transform::plain, a, gain, destination, adds, frames);
   }
   fresh_.reset(at);
 }

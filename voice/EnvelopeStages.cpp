@@ -188,6 +188,14 @@ int ad_state_block(int& time, int& state, const EnvelopeStageSettings& settings,
   return ads_state_block(time, state, withoutSustain(settings), out, frames);
 }
 
+bool adsr_state_hold(int& time, int state, const EnvelopeStageSettings& settings, int frames,
+                     float& value) noexcept {
+  if (frames <= 0 || (state != 0 && state != 3)) return false;
+  stageBlock<Kind::adsr>(time, state, settings, &value, 1);
+  if (state == 0) advance(time, frames - 1);
+  return true;
+}
+
 void initEnvState(EnvelopeState& state) noexcept { state = EnvelopeState{}; }
 
 float adsr_state2(EnvelopeState& record, float tempo, float rate) noexcept {

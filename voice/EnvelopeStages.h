@@ -49,6 +49,11 @@ int ads_state_block(int& time, int& state, const EnvelopeStageSettings& settings
 int ad_state_block(int& time, int& state, const EnvelopeStageSettings& settings, float* out,
                    int frames) noexcept MORV_NONBLOCKING;
 
+// Whether `adsr_state_block` would write one value all over the block, and which: in sustain and when idle.
+// If so, moves the time on as that would.
+bool adsr_state_hold(int& time, int state, const EnvelopeStageSettings& settings, int frames,
+                     float& value) noexcept MORV_NONBLOCKING;
+
 // An envelope as one plain record.
 struct EnvelopeState {
   float sustain = 1;

@@ -3,101 +3,67 @@
 // local to the file that includes this, as VoiceKernels.inl explains.
 #pragma once
 
+#include "voice/LaneTiles.inl"
 #include "voice/VoiceKernelLanes.inl"
 #include "voice/VoiceKernels.h"
 
 namespace morv {
 namespace {
 
-// The tangent of pi x comes from a polynomial below an eighth of a turn and from its reciprocal above; the
-// distance to the pole is worked out in double, where a float would lose it.
-void semCoefficients(const float* cutoffs, const float* resonances, double scaleHz, double offsetHz,
-                     double rateHz, float* alphas, float* alpha0s, float* rhos, int frames) noexcept {
-  const double scale = scaleHz / rateHz;
-  const double offset = offsetHz / rateHz;
-  for (int i = 0; i < frames; ++i) {
-    const double turn = static_cast<double>(cutoffs[i]) * scale + offset;
-    const bool isUpper = turn > 0.25;
-    const auto x = static_cast<float>(isUpper ? 0.5 - turn : turn);
-    const float u = x * x;
-    const float t =
-        x * (3.1415926F +
-             u * (10.335433F +
-                  u * (40.800144F +
-                       u * (163.31043F +
-                            u * (633.0652F + u * (3216.3083F + u * (-45.544243F + u * 126729.59F)))))));
-    const float alpha = isUpper ? 1.0F / t : t;
-    const float twiceR = 2.0F / (50.0F * resonances[i] + 1.0F);
-    alphas[i] = alpha;
-    alpha0s[i] = 1.0F / (1.0F + twiceR * alpha + alpha * alpha);
-    rhos[i] = twiceR + alpha;
-  }
-}
-
-// One sample of each lane a row.
-struct Tile {
-  Lanes rows[kWidth];
+struct SEMCoefficients {
+  Lanes alpha;
+  Lanes alpha0;
+  Lanes rho;
 };
 
-// Rows become columns, by halves.
-inline void transpose(Tile& t) noexcept {
-#if defined(__AVX__)
-  Lanes a[8];
-  for (int i = 0; i < 4; ++i) {
-    a[i] = __builtin_shufflevector(t.rows[i], t.rows[i + 4], 0, 1, 2, 3, 8, 9, 10, 11);
-    a[i + 4] = __builtin_shufflevector(t.rows[i], t.rows[i + 4], 4, 5, 6, 7, 12, 13, 14, 15);
-  }
-  Lanes b[8];
-  for (int h = 0; h < 8; h += 4) {
-    for (int i = 0; i < 2; ++i) {
-      b[h + i] = __builtin_shufflevector(a[h + i], a[h + i + 2], 0, 1, 8, 9, 4, 5, 12, 13);
-      b[h + i + 2] = __builtin_shufflevector(a[h + i], a[h + i + 2], 2, 3, 10, 11, 6, 7, 14, 15);
-    }
-  }
-  for (int h = 0; h < 8; h += 2) {
-    t.rows[h] = __builtin_shufflevector(b[h], b[h + 1], 0, 8, 2, 10, 4, 12, 6, 14);
-    t.rows[h + 1] = __builtin_shufflevector(b[h], b[h + 1], 1, 9, 3, 11, 5, 13, 7, 15);
-  }
-#else
-  Lanes a[4];
-  for (int i = 0; i < 2; ++i) {
-    a[i] = __builtin_shufflevector(t.rows[i], t.rows[i + 2], 0, 1, 4, 5);
-    a[i + 2] = __builtin_shufflevector(t.rows[i], t.rows[i + 2], 2, 3, 6, 7);
-  }
-  for (int h = 0; h < 4; h += 2) {
-    t.rows[h] = __builtin_shufflevector(a[h], a[h + 1], 0, 4, 2, 6);
-    t.rows[h + 1] = __builtin_shufflevector(a[h], a[h + 1], 1, 5, 3, 7);
-  }
-#endif
+// Keeps the cutoff off both ends, where the tangent would leave its range. Not-a-number stays.
+inline Lanes limitedCutoffs(Lanes c) noexcept {
+  c = select(c < 0.0F, Lanes{} + 0.00001F, c);
+  return select(c > 1.0F, Lanes{} + 0.99999F, c);
 }
 
-// A square of samples, as rows of one sample of each lane. Absent samples and lanes are zero.
-inline void loadTile(Tile& tile, const float* const* lanes, int count, int at, int samples) noexcept {
-  for (int l = 0; l < kWidth; ++l) {
-    if (l >= count) {
-      tile.rows[l] = Lanes{};
-    } else if (samples == kWidth) {
-      tile.rows[l] = loadRow(lanes[l] + at);
-    } else {
-      float row[kWidth] = {};
-      for (int i = 0; i < samples; ++i) row[i] = lanes[l][at + i];
-      tile.rows[l] = loadRow(row);
-    }
+inline Lanes limitedResonances(Lanes r) noexcept {
+  r = select(r > 1.0F, Lanes{} + 1.0F, r);
+  return select(r < 0.0F, Lanes{}, r);
+}
+
+inline Lanes twiceDamping(Lanes resonance) noexcept { return 2.0F / (50.0F * resonance + 1.0F); }
+
+// The tangent of pi x comes from a polynomial up to a quarter of the way round and from its reciprocal above,
+// at the distance from the pole. As the turns lie around a quarter, that distance is the turn of 1 - c, which
+// a float holds exactly.
+inline SEMCoefficients semCoefficientsOf(Lanes c, Lanes twiceR, Lanes scale, Lanes offset) noexcept {
+  const LaneMask isUpper = c > 0.5F;
+  const Lanes x = select(isUpper, 1.0F - c, c) * scale + offset;
+  const Lanes u = x * x;
+  const Lanes t =
+      x * (3.1415926F +
+           u * (10.335433F +
+                u * (40.800144F +
+                     u * (163.31043F +
+                          u * (633.0652F + u * (3216.3083F + u * (-45.544243F + u * 126729.59F)))))));
+  const Lanes alpha = select(isUpper, 1.0F / t, t);
+  return {alpha, 1.0F / (1.0F + twiceR * alpha + alpha * alpha), twiceR + alpha};
+}
+
+void semCoefficients(const float* cutoffs, const float* resonances, float turnsScale, float turnsOffset,
+                     float* alphas, float* alpha0s, float* rhos, int frames) noexcept {
+  const Lanes scale = Lanes{} + turnsScale;
+  const Lanes offset = Lanes{} + turnsOffset;
+  for (int at = 0; at < frames; at += kWidth) {
+    const int samples = frames - at < kWidth ? frames - at : kWidth;
+    const Lanes c = loadPart(cutoffs + at, samples);
+    const Lanes twiceR = twiceDamping(loadPart(resonances + at, samples));
+    const SEMCoefficients k = semCoefficientsOf(c, twiceR, scale, offset);
+    storePart(alphas + at, k.alpha, samples);
+    storePart(alpha0s + at, k.alpha0, samples);
+    storePart(rhos + at, k.rho, samples);
   }
-  transpose(tile);
 }
 
 inline void storeTile(Tile& tile, const SEMFilterLane* lanes, int count, int at, int samples) noexcept {
   transpose(tile);
-  for (int l = 0; l < count; ++l) {
-    if (samples == kWidth) {
-      storeRow(lanes[l].out + at, tile.rows[l]);
-    } else {
-      float row[kWidth];
-      storeRow(row, tile.rows[l]);
-      for (int i = 0; i < samples; ++i) lanes[l].out[at + i] = row[i];
-    }
-  }
+  for (int l = 0; l < count; ++l) storePart(lanes[l].out + at, tile.rows[l], samples);
 }
 
 // sgn(y)(1 - e^-|y|), as `softLimit` works it out sample by sample.
@@ -122,18 +88,124 @@ inline Lanes softLimitedRow(Lanes y) noexcept {
   return select(isNegative, -limited, limited);
 }
 
+// A setting of each lane with what modulates it. `moves` tells whether anything does in any lane.
+struct LaneSetting {
+  Lanes base{};
+  const float* modulation[kWidth] = {};
+  bool moves = false;
+
+  void set(int lane, float value, const float* by) noexcept {
+    base[lane] = value;
+    modulation[lane] = by;
+    moves |= by != nullptr;
+  }
+  void load(Tile& tile, int at, int samples) const noexcept {
+    if (moves) {
+      loadTile(tile, modulation, at, samples);
+      for (Lanes& row : tile.rows) row = base + row;
+    } else {
+      for (Lanes& row : tile.rows) row = base;
+    }
+  }
+};
+
+struct SEMBankSettings {
+  LaneSetting cutoff;
+  LaneSetting resonance;
+  LaneSetting mode;
+  Lanes scale{};
+  Lanes offset{};
+};
+
+// What the bank's samples take: settings that stand still are worked out once, ahead of the first tile.
+struct SEMBankTiles {
+  Tile twiceR;
+  Tile alpha;
+  Tile alpha0;
+  Tile rho;
+  Tile mode;
+
+  void load(const SEMBankSettings& s, bool isFirst, int at, int samples) noexcept {
+    if (isFirst || s.resonance.moves) {
+      s.resonance.load(twiceR, at, samples);
+      for (Lanes& row : twiceR.rows) row = twiceDamping(limitedResonances(row));
+    }
+    if (isFirst || s.cutoff.moves || s.resonance.moves) {
+      s.cutoff.load(alpha, at, samples);
+      for (int i = 0; i < kWidth; ++i) {
+        const SEMCoefficients k =
+            semCoefficientsOf(limitedCutoffs(alpha.rows[i]), twiceR.rows[i], s.scale, s.offset);
+        alpha.rows[i] = k.alpha;
+        alpha0.rows[i] = k.alpha0;
+        rho.rows[i] = k.rho;
+      }
+    }
+    if (isFirst || s.mode.moves) s.mode.load(mode, at, samples);
+  }
+};
+
+// The integrators, and what of the sample before is still to come into the tangent.
+struct SEMBankState {
+  Lanes z1;
+  Lanes z2;
+  Lanes earlierZ2;
+  Lanes earlierDriven;
+  Lanes earlierBp;
+  Lanes twiceEarlierAlpha;
+};
+
 // hp = alpha0 (x - rho z1 - z2), bp = tanh(alpha hp + z1), lp = alpha bp + z2;
 // z1 = alpha hp + bp, z2 = alpha bp + lp. Below mode 1 lp fades to hp, above it hp to bp.
 //
 // What goes into the tangent is alpha0 (alpha (x - z2) + z1), since 1 - alpha alpha0 rho = alpha0. Written by
 // the state ahead of the last bp it is e + f bp: all but one step of it is ready before bp is, so that little
 // more than the tangent itself stands between one sample and the next.
+//
+// Without `kBounds` the tangent takes its argument as it is; returns whether one lay beyond its bound, where
+// that is wrong.
+template <bool kBounds>
+inline bool runTile(const SEMBankTiles& t, const Tile& in, Tile& out, SEMBankState& state,
+                    int samples) noexcept {
+  const Lanes one = Lanes{} + 1.0F;
+  const Lanes highest = Lanes{} + kTanhBound;
+  SEMBankState s = state;
+  LaneMask isBeyond{};
+  for (int i = 0; i < samples; ++i) {
+    const Lanes x = in.rows[i];
+    const Lanes a = t.alpha.rows[i];
+    const Lanes a0 = t.alpha0.rows[i];
+    const Lanes e = a0 * (a * (x - s.earlierZ2) + s.earlierDriven);
+    const Lanes f = a0 * (one - a * s.twiceEarlierAlpha);
+    Lanes argument = multiplyAdd(f, s.earlierBp, e);
+    if constexpr (kBounds) {
+      argument = boundedLanes(argument, kTanhBound);
+    } else {
+      isBeyond |= (argument > highest) | (argument < -highest);
+    }
+    const Lanes bp = tanhRational(argument);
+    const Lanes hp = a0 * (x - t.rho.rows[i] * s.z1 - s.z2);
+    const Lanes driven = a * hp;
+    const Lanes second = a * bp;
+    const Lanes lp = second + s.z2;
+    s.earlierZ2 = s.z2;
+    s.earlierDriven = driven;
+    s.earlierBp = bp;
+    s.twiceEarlierAlpha = a + a;
+    s.z1 = driven + bp;
+    s.z2 = second + lp;
+    const Lanes m = t.mode.rows[i];
+    out.rows[i] = select(m < one, lp * (one - m) + hp * m, bp * (m - one) + hp * (one + one - m));
+  }
+  if constexpr (!kBounds) {
+    if (anyLane(isBeyond)) return true;
+  }
+  state = s;
+  return false;
+}
+
 void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
   const float* in[kWidth] = {};
-  const float* alphas[kWidth] = {};
-  const float* alpha0s[kWidth] = {};
-  const float* rhos[kWidth] = {};
-  const float* modes[kWidth] = {};
+  SEMBankSettings settings;
   Lanes z1{};
   Lanes z2{};
   LaneMask limits{};
@@ -141,65 +213,43 @@ void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
   bool anyLimits = false;
   bool anyDrives = false;
   for (int l = 0; l < count; ++l) {
-    in[l] = lanes[l].in;
-    alphas[l] = lanes[l].alphas;
-    alpha0s[l] = lanes[l].alpha0s;
-    rhos[l] = lanes[l].rhos;
-    modes[l] = lanes[l].modes;
-    z1[l] = *lanes[l].z1;
-    z2[l] = *lanes[l].z2;
-    limits[l] = lanes[l].limitsInput ? -1 : 0;
-    gains[l] = lanes[l].driveGain;
-    anyLimits |= lanes[l].limitsInput;
-    anyDrives |= lanes[l].driveGain > 0.0F;
+    const SEMFilterLane& lane = lanes[l];
+    in[l] = lane.in;
+    settings.cutoff.set(l, lane.cutoff, lane.cutoffModulation);
+    settings.resonance.set(l, lane.resonance, lane.resonanceModulation);
+    settings.mode.set(l, lane.mode, lane.modeModulation);
+    settings.scale[l] = lane.turnsScale;
+    settings.offset[l] = lane.turnsOffset;
+    z1[l] = *lane.z1;
+    z2[l] = *lane.z2;
+    limits[l] = lane.limitsInput ? -1 : 0;
+    gains[l] = lane.driveGain;
+    anyLimits |= lane.limitsInput;
+    anyDrives |= lane.driveGain > 0.0F;
   }
-  const Lanes one = Lanes{} + 1.0F;
-  Lanes earlierZ2 = z2;
-  Lanes earlierDriven = z1;
-  Lanes earlierBp{};
-  Lanes twiceEarlierAlpha{};
+  SEMBankState state{z1, z2, z2, z1, Lanes{}, Lanes{}};
+  SEMBankTiles tiles{};
   Tile x;
-  Tile alpha;
-  Tile alpha0;
-  Tile rho;
-  Tile mode;
+  Tile y{};
   for (int at = 0; at < frames; at += kWidth) {
     const int samples = frames - at < kWidth ? frames - at : kWidth;
-    loadTile(x, in, count, at, samples);
+    loadTile(x, in, at, samples);
     if (anyLimits) {
       for (Lanes& row : x.rows) row = select(limits, tanhRational(boundedLanes(row, kTanhBound)), row);
     }
-    loadTile(alpha, alphas, count, at, samples);
-    loadTile(alpha0, alpha0s, count, at, samples);
-    loadTile(rho, rhos, count, at, samples);
-    loadTile(mode, modes, count, at, samples);
-    for (int i = 0; i < samples; ++i) {
-      const Lanes a = alpha.rows[i];
-      const Lanes e = alpha0.rows[i] * (a * (x.rows[i] - earlierZ2) + earlierDriven);
-      const Lanes f = alpha0.rows[i] * (one - a * twiceEarlierAlpha);
-      const Lanes bp = tanhRational(boundedLanes(e + f * earlierBp, kTanhBound));
-      const Lanes hp = alpha0.rows[i] * (x.rows[i] - rho.rows[i] * z1 - z2);
-      const Lanes driven = a * hp;
-      const Lanes second = a * bp;
-      const Lanes lp = second + z2;
-      earlierZ2 = z2;
-      earlierDriven = driven;
-      earlierBp = bp;
-      twiceEarlierAlpha = a + a;
-      z1 = driven + bp;
-      z2 = second + lp;
-      const Lanes m = mode.rows[i];
-      x.rows[i] = select(m < one, lp * (one - m) + hp * m, bp * (m - one) + hp * (one + one - m));
-    }
+    tiles.load(settings, at == 0, at, samples);
+    // An argument beyond the tangent's bound is rare, and bounding each would lengthen the chain.
+    if (runTile<false>(tiles, x, y, state, samples)) [[unlikely]]
+      runTile<true>(tiles, x, y, state, samples);
     if (anyDrives) {
       const LaneMask drives = gains > 0.0F;
-      for (Lanes& row : x.rows) row = select(drives, softLimitedRow(row * gains), row);
+      for (Lanes& row : y.rows) row = select(drives, softLimitedRow(row * gains), row);
     }
-    storeTile(x, lanes, count, at, samples);
+    storeTile(y, lanes, count, at, samples);
   }
   for (int l = 0; l < count; ++l) {
-    *lanes[l].z1 = z1[l];
-    *lanes[l].z2 = z2[l];
+    *lanes[l].z1 = state.z1[l];
+    *lanes[l].z2 = state.z2[l];
   }
 }
 

@@ -23,7 +23,7 @@ inline V tanhRational(V x) noexcept {
   const V u = x * x;
   const V u2 = u * u;
   // The factor x goes in early: the numerator is then ready together with the denominator.
-  const V p = x * (kTanhP[0] + kTanhP[1] * u) + (x * u2) * ((kTanhP[2] + kTanhP[3] * u) + u2 * kTanhP[4]);
+  const V p = (x * u2) * ((kTanhP[2] + kTanhP[3] * u) + u2 * kTanhP[4]) + x * (kTanhP[0] + kTanhP[1] * u);
   const V q = (kTanhQ[0] + kTanhQ[1] * u) + u2 * ((kTanhQ[2] + kTanhQ[3] * u) + u2 * kTanhQ[4]);
   return p / q;
 }
@@ -52,9 +52,49 @@ inline Lanes loadRow(const float* p) noexcept {
 
 inline void storeRow(float* p, Lanes row) noexcept { std::memcpy(p, &row, sizeof(row)); }
 
+// The first samples of a row, up to a whole one; absent ones are zero.
+inline Lanes loadPart(const float* p, int samples) noexcept {
+  if (samples == kWidth) [[likely]]
+    return loadRow(p);
+  float part[kWidth] = {};
+  for (int i = 0; i < samples; ++i) part[i] = p[i];
+  return loadRow(part);
+}
+
+inline void storePart(float* p, Lanes row, int samples) noexcept {
+  if (samples == kWidth) [[likely]] {
+    storeRow(p, row);
+    return;
+  }
+  float part[kWidth];
+  storeRow(part, row);
+  for (int i = 0; i < samples; ++i) p[i] = part[i];
+}
+
 inline Lanes select(LaneMask mask, Lanes a, Lanes b) noexcept {
   return __builtin_bit_cast(
       Lanes, (__builtin_bit_cast(LaneMask, a) & mask) | (__builtin_bit_cast(LaneMask, b) & ~mask));
+}
+
+// a b + c, in one step where the machine has one.
+inline Lanes multiplyAdd(Lanes a, Lanes b, Lanes c) noexcept {
+#if defined(__FMA__)
+  return _mm256_fmadd_ps(a, b, c);
+#else
+  return a * b + c;
+#endif
+}
+
+inline bool anyLane(LaneMask mask) noexcept {
+#if defined(__AVX__)
+  return _mm256_movemask_ps(__builtin_bit_cast(__m256, mask)) != 0;
+#elif defined(__SSE2__)
+  return _mm_movemask_ps(__builtin_bit_cast(__m128, mask)) != 0;
+#else
+  std::int32_t any = 0;
+  for (int k = 0; k < kWidth; ++k) any |= mask[k];
+  return any != 0;
+#endif
 }
 
 // Not-a-number stays.

@@ -4,15 +4,19 @@
 
 namespace morv {
 
-// What one lane of the filter bank works on: a block of samples, its coefficients sample by sample, and the
-// two integrators, which are read and written back. `in` may be `out`.
+// What one lane of the filter bank works on: a block of samples, its settings with what modulates them sample
+// by sample, and the two integrators, which are read and written back. `in` may be `out`.
 struct SEMFilterLane {
   const float* in = nullptr;
   float* out = nullptr;
-  const float* alphas = nullptr;   // prewarped integrator gain
-  const float* alpha0s = nullptr;  // resolves the delay-free loop
-  const float* rhos = nullptr;     // damping plus integrator gain
-  const float* modes = nullptr;    // 0 low-pass, 0.5 notch, 1 high-pass, 2 band-pass
+  float cutoff = 0;                         // 0 to 1, held inside that with its modulation
+  float resonance = 0;                      // likewise
+  float mode = 0;                           // 0 low-pass, 0.5 notch, 1 high-pass, 2 band-pass
+  const float* cutoffModulation = nullptr;  // null for none, like the next two
+  const float* resonanceModulation = nullptr;
+  const float* modeModulation = nullptr;
+  float turnsScale = 0;  // see `semCoefficients`
+  float turnsOffset = 0;
   float* z1 = nullptr;
   float* z2 = nullptr;
   bool limitsInput = false;  // what comes in goes through the hyperbolic tangent first
@@ -38,6 +42,30 @@ struct PulseWaveSettings {
   float shape = 0;
   float height = 1;
   float level = 1;
+};
+
+// One block of a variable pulse with its sub oscillator. Modulations are null where they hold still; what
+// they hold then stands in the setting. The pitch has both of its modulations or none.
+struct PulseOscillatorSettings {
+  OscillatorStepSettings steps;
+  PulseWaveSettings pulse;
+  float step = 0;  // of the main and the sub phase, where nothing modulates the pitch
+  float subStep = 0;
+  float width = 0;  // where nothing modulates it 0 to 0.98, else what the modulation is added to
+  const float* frequencyModulation = nullptr;
+  const float* centsModulation = nullptr;
+  const float* widthModulation = nullptr;
+  const float* shapeModulation = nullptr;
+  const float* sub = nullptr;
+  float subLevel = 0;
+};
+
+// Phases in samples of the table, at the sample that comes next.
+struct PulseOscillatorState {
+  float one = 0;
+  float two = 0;
+  float three = 0;
+  float lastStep = 0;
 };
 
 struct AmpSettings {
@@ -76,6 +104,10 @@ struct VoiceKernels {
   // times 0.95.
   void (*pulseWave)(const PulseWaveSettings& settings, const float* one, const float* two,
                     const float* modulation, float* out, int frames) noexcept MORV_NONBLOCKING = nullptr;
+  // All of the voice's oscillator but the noise in one pass: centsFactors, oscillatorSteps, the phases, width
+  // and secondPhases, pulseWave and addTable. Steps are above 0 and below the table's size.
+  void (*pulseOscillator)(const PulseOscillatorSettings& settings, PulseOscillatorState& state, float* out,
+                          int frames) noexcept MORV_NONBLOCKING = nullptr;
   // x = y with y following x by y = c (y - x) + x, each y held inside -1 to 1. `state` is the y before the
   // block.
   void (*smoothBounded)(float* x, float c, float* state, int frames) noexcept MORV_NONBLOCKING = nullptr;
@@ -91,11 +123,11 @@ struct VoiceKernels {
   // Adds such a read times a gain.
   void (*addTable)(const float* table, const float* positions, float gain, float* out,
                    int frames) noexcept MORV_NONBLOCKING = nullptr;
-  // Coefficients of the state-variable filter from its limited cutoff c and resonance r: f = c scaleHz +
-  // offsetHz, alpha = tan(pi f / rate), R = 1 / (50 r + 1), alpha0 = 1 / (1 + 2 R alpha + alpha^2), rho = 2 R
-  // + alpha.
-  void (*semCoefficients)(const float* cutoffs, const float* resonances, double scaleHz, double offsetHz,
-                          double rateHz, float* alphas, float* alpha0s, float* rhos,
+  // Coefficients of the state-variable filter from its limited cutoff c and resonance r: x = c turnsScale +
+  // turnsOffset, alpha = tan(pi x), R = 1 / (50 r + 1), alpha0 = 1 / (1 + 2 R alpha + alpha^2), rho = 2 R +
+  // alpha. The turns lie around a quarter: turnsScale + 2 turnsOffset is a half.
+  void (*semCoefficients)(const float* cutoffs, const float* resonances, float turnsScale, float turnsOffset,
+                          float* alphas, float* alpha0s, float* rhos,
                           int frames) noexcept MORV_NONBLOCKING = nullptr;
   // Up to kLanes state-variable filters side by side. Every lane gives the same bits whatever the others
   // hold.

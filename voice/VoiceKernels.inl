@@ -9,6 +9,8 @@
 
 #include <cstdint>
 
+#include "voice/OscillatorKernels.inl"
+#include "voice/PulseKernels.inl"
 #include "voice/SEMFilterKernels.inl"
 #include "voice/VoiceKernelLanes.inl"
 #include "voice/VoiceKernels.h"
@@ -107,9 +109,7 @@ void smoothBounded(float* x, float c, float* state, int frames) noexcept {
     if constexpr (kWidth == 8) b = addEarlier<4>(b, powers[3]);
     const Lanes out = weights * y + b;
     const LaneMask beyond = (out > 1.0F) | (out < -1.0F);
-    std::int32_t isBeyond = 0;
-    for (int k = 0; k < kWidth; ++k) isBeyond |= beyond[k];
-    if (isBeyond != 0) [[unlikely]] {
+    if (anyLane(beyond)) [[unlikely]] {
       for (int k = 0; k < kWidth; ++k) {
         y = bounded(c * (y - x[i + k]) + x[i + k], -1.0F, 1.0F);
         x[i + k] = y;
@@ -152,114 +152,6 @@ void amplifyTwicePanned(const AmpSettings& settings, const float* max, float* vo
   }
 }
 
-void centsFactors(const float* cents, float base, float* out, int frames) noexcept {
-  constexpr float kOctave = 1200.0F;
-  constexpr float kBound = 125.0F * kOctave;
-  for (int i = 0; i < frames; ++i) {
-    // Whole octaves come off in cents, where that is exact; of octaves a wide interval would lose digits.
-    const float c = bounded(cents[i], -kBound, kBound);
-    const float octaves = roundedToWhole(c * (1.0F / kOctave));
-    const auto k = static_cast<std::int32_t>(octaves == octaves ? octaves : 0.0F);
-    const float r = (c - octaves * kOctave) * (1.0F / kOctave);
-    const float p =
-        1.0F + r * (0.69314721F +
-                    r * (0.24022646F + r * (5.5503221e-2F +
-                                            r * (9.6185187e-3F + r * (1.3402597e-3F + r * 1.5343436e-4F)))));
-    out[i] = base * (p * powerOfTwo(k));
-  }
-}
-
-void oscillatorSteps(const OscillatorStepSettings& settings, const float* modulation,
-                     const float* centsFactors, float* steps, float* subSteps, int frames) noexcept {
-  const OscillatorStepSettings s = settings;
-  for (int i = 0; i < frames; ++i) {
-    float f = s.base + modulation[i];
-    f = f > 0.0F ? f : 1.0F;
-    float cents = s.cents * centsFactors[i];
-    cents = cents != cents ? 1.0F : cents;
-    f = f * s.octave * s.semitone * cents;
-    f = f < 20000.0F ? f : 20000.0F;
-    steps[i] = f * s.size / s.rate * s.scale;
-    subSteps[i] = f / s.subDivisor * s.subDetune * s.size / s.rate;
-  }
-}
-
-void secondPhases(const float* widths, const float* one, const float* steps, float size, float* out,
-                  int frames) noexcept {
-  for (int i = 0; i < frames; ++i) {
-    float position = widths[i] * size + one[i] + steps[i];
-    position = position >= size ? position - size : position;
-    position = position >= size ? position - size : position;
-    out[i] = position;
-  }
-}
-
-inline float interpolated(const float* table, float position) noexcept {
-  const auto at = static_cast<std::int32_t>(position);
-  const float fraction = position - static_cast<float>(at);
-  return table[at] + fraction * (table[at + 1] - table[at]);
-}
-
-// The same for a row of positions.
-inline Lanes interpolatedRow(const float* table, const float* positions) noexcept {
-#if defined(__AVX2__)
-  // Each gather fetches a sample together with its neighbour; the order of the indices makes up for that of
-  // the shuffles.
-  const __m256 position = _mm256_loadu_ps(positions);
-  const __m256i at = _mm256_cvttps_epi32(position);
-  const __m256i order = _mm256_permute4x64_epi64(at, 0xD8);
-  const auto* pairs = reinterpret_cast<const double*>(table);
-  const __m256d none = _mm256_setzero_pd();
-  const __m256d all = _mm256_castsi256_pd(_mm256_set1_epi64x(-1));
-  const auto fetch = [&](__m128i indices) {
-    return _mm256_castpd_ps(_mm256_mask_i32gather_pd(none, pairs, indices, all, 4));
-  };
-  const __m256 first = fetch(_mm256_castsi256_si128(order));
-  const __m256 second = fetch(_mm256_extracti128_si256(order, 1));
-  const Lanes here = _mm256_shuffle_ps(first, second, 0x88);
-  const Lanes next = _mm256_shuffle_ps(first, second, 0xDD);
-  const Lanes fraction = position - _mm256_cvtepi32_ps(at);
-  return here + fraction * (next - here);
-#else
-  float row[kWidth];
-  for (int k = 0; k < kWidth; ++k) row[k] = interpolated(table, positions[k]);
-  return loadRow(row);
-#endif
-}
-
-void pulseWave(const PulseWaveSettings& settings, const float* one, const float* two, const float* modulation,
-               float* out, int frames) noexcept {
-  constexpr float kTableGain = 0.95F;
-  const PulseWaveSettings s = settings;
-  const auto mixed = [&s](auto first, auto second, auto shape) {
-    first = kTableGain * first;
-    second = kTableGain * second;
-    return ((first + s.a * second) + second * (s.shape + shape)) * s.height * s.level;
-  };
-  int i = 0;
-  for (; i + kWidth <= frames; i += kWidth) {
-    storeRow(out + i, mixed(interpolatedRow(s.saw, one + i), interpolatedRow(s.reversed, two + i),
-                            loadRow(modulation + i)));
-  }
-  for (; i < frames; ++i) {
-    out[i] = mixed(interpolated(s.saw, one[i]), interpolated(s.reversed, two[i]), modulation[i]);
-  }
-}
-
-void readTable(const float* table, const float* positions, float* out, int frames) noexcept {
-  int i = 0;
-  for (; i + kWidth <= frames; i += kWidth) storeRow(out + i, interpolatedRow(table, positions + i));
-  for (; i < frames; ++i) out[i] = interpolated(table, positions[i]);
-}
-
-void addTable(const float* table, const float* positions, float gain, float* out, int frames) noexcept {
-  int i = 0;
-  for (; i + kWidth <= frames; i += kWidth) {
-    storeRow(out + i, loadRow(out + i) + interpolatedRow(table, positions + i) * gain);
-  }
-  for (; i < frames; ++i) out[i] += interpolated(table, positions[i]) * gain;
-}
-
 constexpr VoiceKernels kernelsNamed(const char* name) {
   VoiceKernels kernels{};
   kernels.name = name;
@@ -273,6 +165,7 @@ constexpr VoiceKernels kernelsNamed(const char* name) {
   kernels.oscillatorSteps = oscillatorSteps;
   kernels.secondPhases = secondPhases;
   kernels.pulseWave = pulseWave;
+  kernels.pulseOscillator = pulseOscillator;
   kernels.readTable = readTable;
   kernels.addTable = addTable;
   kernels.semCoefficients = semCoefficients;

@@ -87,24 +87,35 @@ void ZRBasicEnvelope::trigger() noexcept {
 
 void ZRBasicEnvelope::reset() noexcept {}
 
+// A block of one value is handed to the matrix as such.
 void ZRBasicEnvelope::runGenerator(int frames, float tempo) noexcept {
-  if (modMatrix == nullptr) return;
-  float* buffer = modMatrix->sourceBuffer(modSourceIndex);
-  if (buffer != nullptr) runAndApplyEnvelope(buffer, frames, tempo);
+  if (modMatrix == nullptr || modMatrix->readSource(modSourceIndex) == nullptr) return;
+  float value = 0;
+  if (envelopeMode == 0 && state_ == lastState && delayCount >= delaySamples &&
+      adsr_state_hold(time, state_, stageSettings(tempo), frames, value)) {
+    modMatrix->holdSource(modSourceIndex, value, frames);
+    storeLevel(value);
+    return;
+  }
+  runAndApplyEnvelope(modMatrix->sourceBuffer(modSourceIndex), frames, tempo);
+}
+
+EnvelopeStageSettings ZRBasicEnvelope::stageSettings(float tempo) const noexcept {
+  return {loop,
+          sync,
+          sampleRate,
+          velocityScale,
+          attackStart,
+          lengthened(attack, kLeastAttackSeconds),
+          lengthened(decay, kLeastDecaySeconds),
+          stageTarget,
+          lengthened(release, kLeastDecaySeconds),
+          tempo};
 }
 
 // Samples up to the end of the present stage or of the block.
 int ZRBasicEnvelope::runStage(float* out, int frames, float tempo) noexcept {
-  const EnvelopeStageSettings settings{loop,
-                                       sync,
-                                       sampleRate,
-                                       velocityScale,
-                                       attackStart,
-                                       lengthened(attack, kLeastAttackSeconds),
-                                       lengthened(decay, kLeastDecaySeconds),
-                                       stageTarget,
-                                       lengthened(release, kLeastDecaySeconds),
-                                       tempo};
+  const EnvelopeStageSettings settings = stageSettings(tempo);
   if (envelopeMode == 0) return adsr_state_block(time, state_, settings, out, frames);
   const int samples = ad_state_block(time, state_, settings, out, frames);
   shapeAttackDecay(out, samples);

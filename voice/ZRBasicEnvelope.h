@@ -69,6 +69,7 @@ class ZRBasicEnvelope : public ZRDSPEntity {
   int delayCount = 0;
 
  private:
+  EnvelopeStageSettings stageSettings(float tempo) const noexcept MORV_NONBLOCKING;
   int runStage(float* out, int frames, float tempo) noexcept MORV_NONBLOCKING;
   void shapeAttackDecay(float* out, int frames) const noexcept MORV_NONBLOCKING;
   void storeLevel(float output) noexcept MORV_NONBLOCKING;

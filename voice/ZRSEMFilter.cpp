@@ -37,6 +37,7 @@ void fillLimited(float base, const float* modulation, float* out, int frames) no
 }
 
 constexpr float kSilence = 0.0F;
+constexpr double kLowestHz = 10.0;  // of the cutoff, and its distance from Nyquist at its highest
 
 // One step of a channel, trapezoidal integrators with the saturation at the first one's output:
 //   hp = alpha0 (x - rho s1 - s2), bp = tanh(alpha hp + s1), lp = alpha bp + s2
@@ -67,10 +68,8 @@ ZRSEMFilter::ZRSEMFilter(float sampleRateHz, int* addressCounter)
       alphas_(kMaxBlockFrames),
       alpha0s_(kMaxBlockFrames),
       rhos_(kMaxBlockFrames),
-      laneAlphas_(kMaxBlockFrames),
-      laneAlpha0s_(kMaxBlockFrames),
-      laneRhos_(kMaxBlockFrames),
-      laneModes_(kMaxBlockFrames) {}
+      turnsScale_(static_cast<float>((nyquist - 2.0 * kLowestHz) * T)),
+      turnsOffset_(static_cast<float>(kLowestHz * T)) {}
 
 void ZRSEMFilter::reset() noexcept {
   z1 = 0;
@@ -82,7 +81,7 @@ void ZRSEMFilter::reset() noexcept {
 void ZRSEMFilter::setCoefficients(float c, float r) noexcept {
   lastCutoff = c;
   lastResonance = r;
-  const double f = static_cast<double>(c) * (nyquist - 20.0) + 10.0;
+  const double f = static_cast<double>(c) * (nyquist - 2.0 * kLowestHz) + kLowestHz;
   g = twoOverT * std::tan(2.0 * std::numbers::pi * f * halfT) * halfT;
   R = 1.0 / (2.0 * (25.0 * static_cast<double>(r) + 0.5));
   alpha0 = 1.0 / (1.0 + 2.0 * R * g + g * g);
@@ -106,7 +105,6 @@ bool ZRSEMFilter::fillCoefficients(int frames) noexcept {
   if (!varies) frames = std::min(frames, 1);
   fillLimited<limitCutoff>(scaledCutoff(), cutoffModulation, cutoffs_.data(), frames);
   fillLimited<limitResonance>(filterResonance.value, resonanceModulation, resonances_.data(), frames);
-  resonanceFill_.forget();
   for (int i = 0; i < frames; ++i) {
     const auto at = static_cast<std::size_t>(i);
     if (cutoffs_[at] != lastCutoff || resonances_[at] != lastResonance)
@@ -151,9 +149,9 @@ void ZRSEMFilter::runRecursion(const float* in1, const float* in2, float* out1, 
 }
 
 // The poles lie at w (R +- sqrt(R^2 - 1)) with w near 2 alpha a sample; R is 1 at the most.
-float ZRSEMFilter::memorySamples() const noexcept {
-  const float a = laneAlphas_[0];
-  return 1.0F / ((laneRhos_[0] - a) * a);
+float ZRSEMFilter::memorySamples() noexcept {
+  _updateCoefficients(0);
+  return static_cast<float>(1.0 / (2.0 * R * g));
 }
 
 bool ZRSEMFilter::holdsStill(const ZRDSPParameter& parameter, const float* modulation,
@@ -163,38 +161,24 @@ bool ZRSEMFilter::holdsStill(const ZRDSPParameter& parameter, const float* modul
 }
 
 SEMFilterLane ZRSEMFilter::laneFor(const float* in, float* out, int frames) noexcept {
-  const float* cutoffModulation = modulationOf(filterCutoff);
-  const float* resonanceModulation = modulationOf(filterResonance);
-  const float* modeModulation = modulationOf(filterMode);
-  const bool resonanceIsStill = holdsStill(filterResonance, resonanceModulation, frames);
-  if (resonanceIsStill && holdsStill(filterCutoff, cutoffModulation, frames)) {
-    _updateCoefficients(0);
-    alphaFill_.fill(laneAlphas_.data(), static_cast<float>(alpha), frames);
-    alpha0Fill_.fill(laneAlpha0s_.data(), static_cast<float>(alpha0), frames);
-    rhoFill_.fill(laneRhos_.data(), static_cast<float>(rho), frames);
-  } else {
-    fillLimited<limitCutoff>(scaledCutoff(), cutoffModulation, cutoffs_.data(), frames);
-    if (resonanceIsStill) {
-      const float resonance = limitResonance(filterResonance.value + sampleOf(resonanceModulation, 0));
-      resonanceFill_.fill(resonances_.data(), resonance, frames);
-    } else {
-      fillLimited<limitResonance>(filterResonance.value, resonanceModulation, resonances_.data(), frames);
-      resonanceFill_.forget();
-    }
-    voiceKernels().semCoefficients(cutoffs_.data(), resonances_.data(), nyquist - 20.0, 10.0, nyquist * 2.0,
-                                   laneAlphas_.data(), laneAlpha0s_.data(), laneRhos_.data(), frames);
-    alphaFill_.forget();
-    alpha0Fill_.forget();
-    rhoFill_.forget();
-  }
-  const float mode = filterMode.value;
-  if (modeModulation == nullptr) {
-    modeFill_.fill(laneModes_.data(), mode, frames);
-  } else {
-    modeFill_.forget();
-    for (int i = 0; i < frames; ++i) laneModes_[static_cast<std::size_t>(i)] = mode + modeModulation[i];
-  }
-  return {in, out, laneAlphas_.data(), laneAlpha0s_.data(), laneRhos_.data(), laneModes_.data(), &z1, &z2};
+  SEMFilterLane lane;
+  lane.in = in;
+  lane.out = out;
+  // A modulation that holds still goes into the setting.
+  const auto take = [&](const ZRDSPParameter& parameter, float value, float& setting, const float*& by) {
+    const float* modulation = frames > 0 ? modulationOf(parameter) : nullptr;
+    const bool isStill = holdsStill(parameter, modulation, frames);
+    setting = isStill ? value + sampleOf(modulation, 0) : value;
+    by = isStill ? nullptr : modulation;
+  };
+  take(filterCutoff, scaledCutoff(), lane.cutoff, lane.cutoffModulation);
+  take(filterResonance, filterResonance.value, lane.resonance, lane.resonanceModulation);
+  take(filterMode, filterMode.value, lane.mode, lane.modeModulation);
+  lane.turnsScale = turnsScale_;
+  lane.turnsOffset = turnsOffset_;
+  lane.z1 = &z1;
+  lane.z2 = &z2;
+  return lane;
 }
 
 void ZRSEMFilter::runFilter(const float* in1, const float* in2, float* out1, float* out2,

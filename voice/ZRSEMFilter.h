@@ -3,7 +3,6 @@
 #include <vector>
 
 #include "platform/NonBlocking.h"
-#include "voice/HeldFill.h"
 #include "voice/VoiceKernels.h"
 #include "voice/ZRDSPFilter.h"
 
@@ -29,10 +28,10 @@ class ZRSEMFilter : public ZRDSPFilter {
                  int frames) noexcept MORV_NONBLOCKING override;
   // Prepares one block of channel 1 for a bank that filters several voices side by side, in single precision
   // and with approximated tangent and tanh: within 100 dB of `runFilter`. The second channel stands still.
-  // The lane refers to this filter's memory and states; run it before the next block.
+  // The lane refers to this filter's states and modulation; run it before the next block.
   SEMFilterLane laneFor(const float* in, float* out, int frames) noexcept MORV_NONBLOCKING;
-  // Samples in which what the present coefficients keep falls to 1/e; of the lane's first sample.
-  float memorySamples() const noexcept MORV_NONBLOCKING;
+  // Samples in which what the coefficients of the block's first sample keep falls to 1/e.
+  float memorySamples() noexcept MORV_NONBLOCKING;
   // Brings the coefficients up to one sample of the present block. The tangent is taken only when the limited
   // cutoff or resonance has changed.
   void _updateCoefficients(int sampleIndex) noexcept MORV_NONBLOCKING;
@@ -67,16 +66,9 @@ class ZRSEMFilter : public ZRDSPFilter {
   std::vector<double> alphas_;
   std::vector<double> alpha0s_;
   std::vector<double> rhos_;
-  // The same in single precision for a bank, with the mode.
-  std::vector<float> laneAlphas_;
-  std::vector<float> laneAlpha0s_;
-  std::vector<float> laneRhos_;
-  std::vector<float> laneModes_;
-  HeldFill alphaFill_;
-  HeldFill alpha0Fill_;
-  HeldFill rhoFill_;
-  HeldFill modeFill_;
-  HeldFill resonanceFill_;
+  // Cutoff in turns a sample, linear in its setting, in single precision for a bank.
+  float turnsScale_;
+  float turnsOffset_;
 };
 
 }  // namespace morv

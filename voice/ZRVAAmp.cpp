@@ -105,6 +105,24 @@ ZRVAAmp::PanGains ZRVAAmp::panGains() noexcept {
   return panGains_;
 }
 
+// While nothing moves the gains, one of each stands for the block.
+bool ZRVAAmp::runEvenly(const AmpSettings& settings, float* in, float* out, int frames) noexcept {
+  float gain = 0;
+  float volumeGain = 0;
+  if (!modMatrix->isHeld(max.address, frames, gain) ||
+      !modMatrix->isHeld(volume.address, frames, volumeGain)) {
+    return false;
+  }
+  gain += settings.gain;
+  volumeGain += settings.volume;
+  modMatrix->holdDestination(volume.address, volumeGain, frames);
+  if (gain != 1.0F) {
+    for (int i = 0; i < frames; ++i) in[i] *= gain;
+  }
+  for (int i = 0; i < frames; ++i) out[i] = in[i] * volumeGain;
+  return true;
+}
+
 // The two forms that a voice runs, each in one pass over the block.
 bool ZRVAAmp::runInOnePass(float* in1, const float* in2, float* out1, float* out2, int frames) noexcept {
   const bool isMono = in2 == nullptr && out2 == nullptr;
@@ -114,6 +132,7 @@ bool ZRVAAmp::runInOnePass(float* in1, const float* in2, float* out1, float* out
   settings.gain = max.normalizedValue();
   settings.volume = volume.normalizedValue();
   smoothedMax = maxSmoothing * (smoothedMax - settings.gain) + settings.gain;
+  if (isMono && runEvenly(settings, in1, out1, frames)) return true;
   const float* gains = modMatrix->readDestination(max.address);
   float* volumes = modMatrix->destinationBuffer(volume.address, frames);
   if (isMono) {

@@ -7,6 +7,7 @@
 
 namespace morv {
 
+struct AmpSettings;
 class ZRDSPModMatrix;
 
 // Amplifier: its gain is the sum of its settings and what the matrix delivers for them, sample by sample. It
@@ -58,6 +59,7 @@ class ZRVAAmp : public ZRDSPEntity {
     float right;
   };
   PanGains panGains() noexcept MORV_NONBLOCKING;
+  bool runEvenly(const AmpSettings& settings, float* in, float* out, int frames) noexcept MORV_NONBLOCKING;
   bool runInOnePass(float* in1, const float* in2, float* out1, float* out2,
                     int frames) noexcept MORV_NONBLOCKING;
 

@@ -12,7 +12,6 @@ namespace {
 
 constexpr float kMaxFrequencyHz = 20000.0F;  // what the steps' kernel holds the frequency to
 constexpr float kTableGain = 0.95F;
-constexpr float kMaxWidth = 0.98F;
 constexpr int kHighestCopy = WavetableSet::kSubtables - 1;
 constexpr int kBankFrameSize = 2048;
 constexpr std::uint64_t kDefaultSeed = 1;
@@ -101,9 +100,9 @@ void ZRWavetableOscillator::runGenerator(int frames, float tempo) noexcept {
   ZRDSPOscillator::runGenerator(frames, tempo);
 }
 
-// f = (oscFreq + modulation) x octaves x semitones x cents, held between 1 Hz ahead of the factors and 20 kHz
-// behind them. From it the steps of the main and sub phases in table samples, and the width of the pulse.
-void ZRWavetableOscillator::runFrequency(int frames) noexcept {
+// What the block's steps are made with, but for the modulation of pitch by the sample. Tells whether every
+// step is sure to lie above 0 and below a cycle.
+OscillatorStepSettings ZRWavetableOscillator::stepSettings() noexcept {
   OscillatorStepSettings settings;
   settings.base = oscFreq.value;
   settings.octave = octaveFactor(oscOctave.value, firstDestinationSampleOf(oscOctave));
@@ -115,18 +114,30 @@ void ZRWavetableOscillator::runFrequency(int frames) noexcept {
   if (subOctave != 0) settings.subDivisor = 2.0F * static_cast<float>(subOctave);
   if (subDetune != 0.0F)
     settings.subDetune = static_cast<float>(std::pow(kSemitone, static_cast<double>(subDetune)));
+  const float longest = kMaxFrequencyHz / settings.rate;
+  stepsAreShort_ = modMatrix != nullptr && settings.scale >= 0.0F && longest * settings.scale < 1.0F &&
+                   longest / settings.subDivisor * settings.subDetune < 1.0F;
+  return settings;
+}
 
+void ZRWavetableOscillator::keepFrequencies(const OscillatorStepSettings& settings, float lastStep,
+                                            int frames) noexcept {
+  const float* modulation = destinationOf(oscFreq);
+  if (modulation != nullptr) rawFrequency = settings.base + modulation[frames - 1];
+  modulatedFrequency = lastStep * settings.rate / settings.size / settings.scale;
+}
+
+// f = (oscFreq + modulation) x octaves x semitones x cents, held between 1 Hz ahead of the factors and 20 kHz
+// behind them. From it the steps of the main and sub phases in table samples.
+void ZRWavetableOscillator::runFrequency(const OscillatorStepSettings& settings, int frames) noexcept {
   const float* modulation = destinationOf(oscFreq);
   const float* cents = destinationOf(oscCents);
-  const float longest = kMaxFrequencyHz / settings.rate;
-  stepsAreShort_ = modulation != nullptr && settings.scale >= 0.0F && longest * settings.scale < 1.0F &&
-                   longest / settings.subDivisor * settings.subDetune < 1.0F;
   if (modulation == nullptr) {
     const float f = settings.base * settings.octave * settings.semitone * settings.cents;
     std::fill_n(increments_.data(), frames, f * settings.size / settings.rate * settings.scale);
     std::fill_n(subIncrements_.data(), frames,
                 f / settings.subDivisor * settings.subDetune * settings.size / settings.rate);
-  } else if (holdsStill(oscFreq, frames) && holdsStill(oscCents, frames)) {
+  } else if (holdsPitch(frames)) {
     const float factor = centsFactor(cents[0]);
     voiceKernels().oscillatorSteps(settings, modulation, &factor, increments_.data(), subIncrements_.data(),
                                    1);
@@ -137,16 +148,12 @@ void ZRWavetableOscillator::runFrequency(int frames) noexcept {
     voiceKernels().oscillatorSteps(settings, modulation, work.data(), increments_.data(),
                                    subIncrements_.data(), frames);
   }
-  if (modulation != nullptr) {
-    rawFrequency = settings.base + modulation[frames - 1];
-  }
-  modulatedFrequency =
-      increments_[static_cast<std::size_t>(frames) - 1] * settings.rate / settings.size / settings.scale;
+  keepFrequencies(settings, increments_[static_cast<std::size_t>(frames) - 1], frames);
 }
 
 ZRWavetableOscillator::Steps ZRWavetableOscillator::meanSteps(int frames) noexcept {
   if (frames <= 0) return {};
-  runFrequency(frames);
+  runFrequency(stepSettings(), frames);
   Steps sum;
   for (std::size_t i = 0; i < static_cast<std::size_t>(frames); ++i) {
     sum.main += static_cast<double>(increments_[i]);
@@ -178,26 +185,16 @@ bool ZRWavetableOscillator::holdsPitch(int frames) const noexcept {
   return holdsStill(oscFreq, frames) && holdsStill(oscCents, frames);
 }
 
-void ZRWavetableOscillator::runWidths(int frames) noexcept {
-  const float width = oscPulsewidth.value;
-  const float* modulation = destinationOf(oscPulsewidth);
-  const bool isStill = holdsStill(oscPulsewidth, frames);
-  const int worked = isStill ? 1 : frames;
-  for (int i = 0; i < worked; ++i) {
-    const float sum = width + (modulation != nullptr ? modulation[i] : 0.0F);
-    const float limited = std::min(std::max(sum, 0.0F), 1.0F) * kMaxWidth;
-    widths_[static_cast<std::size_t>(i)] = sum != sum ? 0.5F : limited;
-  }
-  if (isStill) std::fill_n(widths_.data() + 1, frames - 1, widths_[0]);
-  lastWidth_ = widths_[static_cast<std::size_t>(frames) - 1];
+bool ZRWavetableOscillator::modulatesPhase() const noexcept {
+  return modMatrix != nullptr && (fmAmount.value != 0.0F || destinationOf(fmAmount) != nullptr);
 }
 
 void ZRWavetableOscillator::runPhaseModulation(int frames) noexcept {
+  phaseIsModulated_ = modulatesPhase();
+  if (!phaseIsModulated_) return;
   const float depth = fmAmount.value;
   const float* fm = destinationOf(oscPhaseModulation);
   const float* depthModulation = destinationOf(fmAmount);
-  phaseIsModulated_ = fm != nullptr && (depth != 0.0F || depthModulation != nullptr);
-  if (!phaseIsModulated_) return;
   for (int i = 0; i < frames; ++i) {
     phaseModulation_[static_cast<std::size_t>(i)] =
         fm[i] * (depth + (depthModulation != nullptr ? depthModulation[i] : 0.0F));
@@ -261,7 +258,12 @@ void ZRWavetableOscillator::runGenerator(float* left, float* /*right*/, int fram
                                          float /*tempo*/) noexcept {
   if (frames <= 0) return;
   chooseCopy();
-  runFrequency(frames);
+  const OscillatorStepSettings settings = stepSettings();
+  if (oscillatorMode == ZROscillatorMode::voice && stepsAreShort_ && !modulatesPhase()) {
+    runPulse(settings, left, frames);
+    return;
+  }
+  runFrequency(settings, frames);
   runWidths(frames);
   runPhaseModulation(frames);
   runPhases(frames);
@@ -293,37 +295,6 @@ void ZRWavetableOscillator::runGenerator(float* left, float* /*right*/, int fram
       runBank(left, frames);
       break;
   }
-}
-
-// left = (a + b (2 (0.5 - w)(1 - wave))) + b (wave + modulation), with a the saw, b the saw backwards at the
-// pulse's offset, w the pulse width of the block's last sample; then divided by the wider of the pulse's two
-// parts, which keeps a narrow pulse at its height.
-void ZRWavetableOscillator::runVoiceMode(float* left, int frames) noexcept {
-  PulseWaveSettings settings;
-  const float w = lastWidth_;
-  settings.saw = table(1) + readOffset_;
-  settings.reversed = table(3) + readOffset_;
-  settings.shape = oscWave.value;
-  settings.a = 2.0F * (0.5F - w) * (1.0F - settings.shape);
-  settings.height = 1.0F / std::max(w, 1.0F - w);
-  settings.level = level.value;
-  const float* shapeModulation = destinationOf(oscWave);
-  if (shapeModulation == nullptr) {
-    std::fill_n(work.data(), frames, 0.0F);
-    shapeModulation = work.data();
-  }
-  voiceKernels().pulseWave(settings, phaseOneBuffer.data(), phaseTwoBuffer.data(), shapeModulation, left,
-                           frames);
-  addSub(left, frames);
-  if (noiseLevel > 0.0F) {
-    for (int n = 0; n < frames; ++n) left[n] += (random_.unit31() - 0.5F) * noiseLevel;
-  }
-}
-
-void ZRWavetableOscillator::addSub(float* left, int frames) noexcept {
-  if (subLevel == 0.0F) return;
-  const float* sub = table(subWave != 0 ? 4 : 0) + readOffset_;
-  voiceKernels().addTable(sub, phaseThreeBuffer.data(), subLevel, left, frames);
 }
 
 int ZRWavetableOscillator::clampedWave(int wave) const noexcept {

@@ -9,6 +9,7 @@
 #include "platform/NonBlocking.h"
 #include "platform/Random.h"
 #include "render/BlockLimits.h"
+#include "voice/VoiceKernels.h"
 #include "voice/WTOsc.h"
 #include "voice/WavetableSet.h"
 #include "voice/ZRDSPOscillator.h"
@@ -107,13 +108,21 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
   using Block = std::array<float, kMaxBlockFrames + 1>;
 
   void chooseCopy() noexcept MORV_NONBLOCKING;
-  void runFrequency(int frames) noexcept MORV_NONBLOCKING;
+  OscillatorStepSettings stepSettings() noexcept MORV_NONBLOCKING;
+  void keepFrequencies(const OscillatorStepSettings& settings, float lastStep,
+                       int frames) noexcept MORV_NONBLOCKING;
+  void runFrequency(const OscillatorStepSettings& settings, int frames) noexcept MORV_NONBLOCKING;
   void runWidths(int frames) noexcept MORV_NONBLOCKING;
+  bool modulatesPhase() const noexcept MORV_NONBLOCKING;
   void runPhaseModulation(int frames) noexcept MORV_NONBLOCKING;
   void runPhases(int frames) noexcept MORV_NONBLOCKING;
+  PulseWaveSettings pulseSettings() const noexcept MORV_NONBLOCKING;
+  const float* subTable() const noexcept MORV_NONBLOCKING;
+  void runPulse(const OscillatorStepSettings& steps, float* left, int frames) noexcept MORV_NONBLOCKING;
   void runVoiceMode(float* left, int frames) noexcept MORV_NONBLOCKING;
   void runStandardWaves(float* left, int frames) noexcept MORV_NONBLOCKING;
   void runBank(float* left, int frames) noexcept MORV_NONBLOCKING;
+  void addNoise(float* left, int frames) noexcept MORV_NONBLOCKING;
   void addSub(float* left, int frames) noexcept MORV_NONBLOCKING;
   void blendIntoWork(int wave, int other, float amount) noexcept MORV_NONBLOCKING;
   int clampedWave(int wave) const noexcept MORV_NONBLOCKING;

@@ -131,6 +131,28 @@ TEST(EnvelopeStages, IdleIsSilentAndItsTimeNeverOverflows) {
   EXPECT_EQ(e.time, 1 << 30);
 }
 
+TEST(EnvelopeStages, HoldingIsABlockOfSustainOrIdleAndNothingElse) {
+  for (int state = 0; state <= 4; ++state) {
+    for (const int frames : {0, 1, 7, 64}) {
+      Envelope held, block;
+      held.state = block.state = state;
+      held.time = block.time = 3;
+      held.scale = block.scale = 0.7F;
+      std::vector<float> out(64, 55.0F);
+      float value = 55.0F;
+
+      const bool holds = adsr_state_hold(held.time, held.state, held.settings(), frames, value);
+
+      ASSERT_EQ(holds, frames > 0 && (state == 0 || state == 3)) << state;
+      if (!holds) continue;
+      adsr_state_block(block.time, block.state, block.settings(), out.data(), frames);
+      for (int i = 0; i < frames; ++i) ASSERT_EQ(out[static_cast<std::size_t>(i)], value);
+      EXPECT_EQ(held.time, block.time);
+      EXPECT_EQ(held.state, block.state);
+    }
+  }
+}
+
 TEST(EnvelopeStages, TheScaleMultipliesEveryStage) {
   Envelope plain;
   Envelope scaled;

@@ -94,6 +94,15 @@ TEST_P(SEMFilterBankTest, RingsOnWithin100Decibels) {
   EXPECT_LT(errorDb(actual, expected), kWantedDb);
 }
 
+TEST_P(SEMFilterBankTest, ComesBackFromBeyondTheTangentsBoundWithin100Decibels) {
+  Signal bursts = testing::makeNoise(16384);
+  for (std::size_t i = 0; i < bursts.size(); ++i) bursts[i] *= i % 2048 < 100 ? 60.0F : 0.5F;
+
+  run(bursts, 64);
+
+  EXPECT_LT(errorDb(actual, expected), kWantedDb);
+}
+
 TEST_P(SEMFilterBankTest, FollowsASweepOfCutoffResonanceAndModeWithin100Decibels) {
   modulate = [&](int from, int frames) {
     Signal cutoff(at(frames)), resonance(at(frames)), mode(at(frames));
@@ -125,25 +134,35 @@ class SEMFilterBankLanes : public ::testing::TestWithParam<const VoiceKernels*> 
  protected:
   static constexpr int kFrames = 64;
   struct Lane {
-    Signal in, out, alphas, alpha0s, rhos, modes;
+    Signal in, out, cutoffs, resonances, modes;
     float z1 = 0, z2 = 0;
 
     SEMFilterLane view() {
-      return {in.data(), out.data(), alphas.data(), alpha0s.data(), rhos.data(), modes.data(), &z1, &z2};
+      SEMFilterLane lane;
+      lane.in = in.data();
+      lane.out = out.data();
+      lane.cutoff = 0.3F;
+      lane.resonance = 0.5F;
+      lane.mode = 0.2F;
+      lane.cutoffModulation = cutoffs.data();
+      lane.resonanceModulation = resonances.data();
+      lane.modeModulation = modes.data();
+      lane.turnsScale = 0.4995F;
+      lane.turnsOffset = 0.00025F;
+      lane.z1 = &z1;
+      lane.z2 = &z2;
+      return lane;
     }
   };
 
-  // Settings that differ from lane to lane and from sample to sample.
+  // Settings that differ from lane to lane and from sample to sample, also beyond their ends.
   static Lane makeLane(int number) {
     Random random(static_cast<std::uint64_t>(number) + 1);
     Lane lane;
     for (int i = 0; i < kFrames; ++i) {
-      const float g = 0.05F + 3.0F * random.unit31();
-      const float twiceR = 0.04F + random.unit31();
       lane.in.push_back(2.0F * random.unit31() - 1.0F);
-      lane.alphas.push_back(g);
-      lane.alpha0s.push_back(1.0F / (1.0F + twiceR * g + g * g));
-      lane.rhos.push_back(twiceR + g);
+      lane.cutoffs.push_back(1.2F * random.unit31() - 0.4F);
+      lane.resonances.push_back(1.2F * random.unit31() - 0.6F);
       lane.modes.push_back(2.5F * random.unit31());
     }
     lane.out.assign(kFrames, 99.0F);
@@ -176,6 +195,49 @@ TEST_P(SEMFilterBankLanes, EachGivesTheSameBitsWhateverTheOthersHold) {
         ASSERT_EQ(bank[at(l)].z2, alone.z2);
         for (int i = frames; i < kFrames; ++i) ASSERT_EQ(alone.out[at(i)], 99.0F);
       }
+    }
+  }
+}
+
+// An argument beyond the tangent's bound makes the bank do a stretch again, for all of its lanes.
+TEST_P(SEMFilterBankLanes, ALaneThatIsDrivenHardLeavesTheOthersTheirBits) {
+  for (int loud = 0; loud < 8; ++loud) {
+    std::vector<Lane> bank;
+    std::vector<SEMFilterLane> views;
+    for (int l = 0; l < 8; ++l) bank.push_back(makeLane(l));
+    for (float& sample : bank[at(loud)].in) sample *= 3000.0F;
+    for (Lane& lane : bank) views.push_back(lane.view());
+    GetParam()->semFilterBank(views.data(), 8, kFrames);
+
+    for (int l = 0; l < 8; ++l) {
+      if (l == loud) continue;
+      Lane alone = makeLane(l);
+      const SEMFilterLane view = alone.view();
+      GetParam()->semFilterBank(&view, 1, kFrames);
+      ASSERT_TRUE(testing::sameBits(bank[at(l)].out, alone.out)) << l << " beside " << loud;
+    }
+  }
+}
+
+// One lane alone moves what the others leave standing.
+TEST_P(SEMFilterBankLanes, SettingsThatStandStillGiveTheSameBitsBesideSomeThatMove) {
+  const auto still = [](Lane& lane) {
+    SEMFilterLane view = lane.view();
+    view.cutoffModulation = view.resonanceModulation = view.modeModulation = nullptr;
+    return view;
+  };
+  for (int moving = 0; moving < 8; ++moving) {
+    std::vector<Lane> bank;
+    std::vector<SEMFilterLane> views;
+    for (int l = 0; l < 8; ++l) bank.push_back(makeLane(l));
+    for (int l = 0; l < 8; ++l) views.push_back(l == moving ? bank[at(l)].view() : still(bank[at(l)]));
+    GetParam()->semFilterBank(views.data(), 8, kFrames);
+
+    for (int l = 0; l < 8; ++l) {
+      Lane alone = makeLane(l);
+      const SEMFilterLane view = l == moving ? alone.view() : still(alone);
+      GetParam()->semFilterBank(&view, 1, kFrames);
+      ASSERT_TRUE(testing::sameBits(bank[at(l)].out, alone.out)) << l << " beside " << moving;
     }
   }
 }
@@ -260,8 +322,9 @@ TEST_P(SEMFilterBankLanes, CoefficientsHoldTheirErrorFromEndToEnd) {
       cutoffs[at(i)] = 0.00001F + 0.99998F * static_cast<float>(i) / (kCount - 1);
       resonances[at(i)] = static_cast<float>(i % 101) / 100.0F;
     }
-    GetParam()->semCoefficients(cutoffs.data(), resonances.data(), rate / 2 - 20, 10, rate, alphas.data(),
-                                alpha0s.data(), rhos.data(), kCount);
+    GetParam()->semCoefficients(cutoffs.data(), resonances.data(), static_cast<float>(0.5 - 20 / rate),
+                                static_cast<float>(10 / rate), alphas.data(), alpha0s.data(), rhos.data(),
+                                kCount);
     std::array<double, 3> worst{};
     for (int i = 0; i < kCount; ++i) {
       const double f = static_cast<double>(cutoffs[at(i)]) * (rate / 2 - 20) + 10;

@@ -59,17 +59,6 @@ class VoiceKernelsTest : public ::testing::TestWithParam<const VoiceKernels*> {
     for (int i = 0; i < count; ++i) x.push_back(static_cast<float>(low + (high - low) * i / (count - 1)));
     return x;
   }
-
-  // The kernel gives each element the same bits at any length, and writes no further.
-  template <typename Run>
-  static void expectLengthsAgree(Run&& run) {
-    const Signal whole = run(1001);
-    for (const int frames : kLengths) {
-      const Signal part = run(frames);
-      for (int i = 0; i < frames; ++i) ASSERT_EQ(part[at(i)], whole[at(i)]) << frames << ": " << i;
-      for (std::size_t i = at(frames); i < part.size(); ++i) ASSERT_EQ(part[i], 99.0F) << frames;
-    }
-  }
 };
 
 std::string kernelName(const ::testing::TestParamInfo<const VoiceKernels*>& info) {
@@ -276,89 +265,6 @@ TEST_P(VoiceKernelsTest, AmplifyingMultipliesInPlaceAndAddsTheVolume) {
       ASSERT_NEAR(right[i], 2.0 + 0.8 * x * g * g * v * v, 5e-7);
     }
   }
-}
-
-class VoiceKernelTables : public VoiceKernelsTest {
- protected:
-  VoiceKernelTables() {
-    Random random(8);
-    for (int i = 0; i <= 1024; ++i) {
-      saw.push_back(2.0F * random.unit31() - 1.0F);
-      reversed.push_back(2.0F * random.unit31() - 1.0F);
-    }
-    for (int i = 0; i < 1001; ++i) {
-      one.push_back(std::min(1024.0F * random.unit31(), 1023.99994F));
-      two.push_back(std::min(1024.0F * random.unit31(), 1023.99994F));
-      modulation.push_back(2.0F * random.unit31() - 1.0F);
-    }
-    one[3] = 0.0F;
-    one[4] = 1023.99994F;
-    one[5] = 1023.0F;
-  }
-  static double read(const Signal& table, float position) {
-    const auto i = static_cast<std::size_t>(position);
-    const double fraction = static_cast<double>(position) - static_cast<double>(i);
-    return static_cast<double>(table[i]) * (1 - fraction) + static_cast<double>(table[i + 1]) * fraction;
-  }
-
-  static constexpr double kReadError = 3e-7;  // of values up to one
-  Signal saw, reversed, one, two, modulation;
-};
-
-INSTANTIATE_TEST_SUITE_P(Machines, VoiceKernelTables, ::testing::ValuesIn(allKernels()), kernelName);
-
-TEST_P(VoiceKernelTables, ReadingIsLinearInterpolationUpToOneValueBeyondTheTable) {
-  Signal out(one.size());
-  k.readTable(saw.data(), one.data(), out.data(), 1001);
-  for (std::size_t i = 0; i < out.size(); ++i) ASSERT_NEAR(out[i], read(saw, one[i]), kReadError) << i;
-  Signal same = one;
-  k.readTable(saw.data(), same.data(), same.data(), 1001);
-  EXPECT_EQ(same, out);
-}
-
-TEST_P(VoiceKernelTables, AddingAddsTheReadTimesItsGain) {
-  Signal out = modulation;
-  k.addTable(saw.data(), one.data(), 0.6F, out.data(), 1001);
-  for (std::size_t i = 0; i < out.size(); ++i)
-    ASSERT_NEAR(out[i], static_cast<double>(modulation[i]) + static_cast<double>(0.6F) * read(saw, one[i]),
-                kReadError);
-}
-
-TEST_P(VoiceKernelTables, ThePulseIsTheMixOfBothSaws) {
-  const PulseWaveSettings s{saw.data(), reversed.data(), 0.3F, 0.4F, 1.7F, 0.8F};
-  Signal out(one.size());
-  k.pulseWave(s, one.data(), two.data(), modulation.data(), out.data(), 1001);
-  for (std::size_t i = 0; i < out.size(); ++i) {
-    const double a = 0.95 * read(saw, one[i]);
-    const double b = 0.95 * read(reversed, two[i]);
-    const double expected = (a + 0.3 * b + b * (0.4 + static_cast<double>(modulation[i]))) * 1.7 * 0.8;
-    ASSERT_NEAR(out[i], expected, 5 * kReadError) << i;
-  }
-}
-
-TEST_P(VoiceKernelTables, LengthsMakeNoDifferenceToAnyElement) {
-  const auto made = [](auto&& run) {
-    return [run](int frames) {
-      Signal out(1001, 99.0F);
-      run(out, frames);
-      return out;
-    };
-  };
-  expectLengthsAgree(made([&](Signal& out, int n) {
-    std::copy_n(modulation.begin(), n, out.begin());
-    k.tanhInPlace(out.data(), n);
-  }));
-  expectLengthsAgree(made([&](Signal& out, int n) { k.softLimit(modulation.data(), 5.0F, out.data(), n); }));
-  expectLengthsAgree(made([&](Signal& out, int n) { k.sinPi(modulation.data(), out.data(), n); }));
-  expectLengthsAgree(made([&](Signal& out, int n) { k.centsFactors(one.data(), 2.0F, out.data(), n); }));
-  expectLengthsAgree(made([&](Signal& out, int n) { k.readTable(saw.data(), one.data(), out.data(), n); }));
-  expectLengthsAgree(made([&](Signal& out, int n) {
-    std::copy_n(modulation.begin(), n, out.begin());
-    k.addTable(saw.data(), one.data(), 0.7F, out.data(), n);
-  }));
-  const PulseWaveSettings s{saw.data(), reversed.data(), 0.3F, 0.4F, 1.7F, 0.8F};
-  expectLengthsAgree(made(
-      [&](Signal& out, int n) { k.pulseWave(s, one.data(), two.data(), modulation.data(), out.data(), n); }));
 }
 
 TEST(VoiceKernelsChoice, IsAvx2WhereTheMachineHasIt) {

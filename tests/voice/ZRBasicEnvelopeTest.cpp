@@ -550,7 +550,9 @@ struct PlainEnvelope {
   int state = 0, gate = 0, time = 44100, last = 0;
 };
 
+// By turns into a buffer of the caller's and into its source, which it may hold.
 TEST_F(ZRBasicEnvelopeTest, RunsBitForBitAsItsStageFunctionsOverRandomGatesTimesAndLoops) {
+  const auto rows = ZRDSPModMatrix::initSingleton();
   for (std::uint64_t seed = 1; seed <= 60; ++seed) {
     SCOPED_TRACE(seed);
     Random random(seed);
@@ -558,6 +560,9 @@ TEST_F(ZRBasicEnvelopeTest, RunsBitForBitAsItsStageFunctionsOverRandomGatesTimes
     fast.envelopeMode = random.unit31() < 0.7F ? 0 : 1;
     fast.envelopeCurve = static_cast<int>(random.unit31() * 2.99F);
     PlainEnvelope plain(fast);
+    ZRDSPModMatrix matrix(64);
+    matrix.setMatrixCore(rows->getMatrixCore());
+    fast.setModMatrix(&matrix);
     for (int block = 0; block < 300; ++block) {
       if (random.unit31() < 0.15F) {
         fast.attack = 0.02F * random.unit31();
@@ -576,7 +581,13 @@ TEST_F(ZRBasicEnvelopeTest, RunsBitForBitAsItsStageFunctionsOverRandomGatesTimes
       const float tempo = 60.0F + 3000.0F * random.unit31();
       const int frames = 1 + static_cast<int>(random.unit31() * 200.0F);
 
-      const auto got = run(fast, frames, tempo);
+      std::vector<float> got(static_cast<std::size_t>(frames));
+      if (seed % 2 == 0) {
+        got = run(fast, frames, tempo);
+      } else {
+        fast.runGenerator(frames, tempo);
+        std::copy_n(matrix.readSource(fast.modSourceIndex), frames, got.begin());
+      }
 
       for (const float y : got) ASSERT_EQ(y, plain.next(tempo)) << block;
       ASSERT_EQ(fast.level, plain.level) << block;
@@ -645,6 +656,26 @@ TEST_F(ZRBasicEnvelopeTest, RunsIntoAPublicSourceOfItsMatrix) {
   EXPECT_EQ(matrix.getNumPublicSources(), offered + 1);
   EXPECT_EQ(matrix.getNameForSource(11), "BasicEnvelope");
   for (std::size_t i = 0; i < 64; ++i) ASSERT_EQ(matrix.sourceBuffer(11)[i], want[i]);
+}
+
+TEST_F(ZRBasicEnvelopeTest, HoldsItsSourceWhileIdleAndInSustain) {
+  ZRDSPModMatrix matrix(64);
+  matrix.setMatrixCore(ZRDSPModMatrix::initSingleton()->getMatrixCore());
+  e.setModMatrix(&matrix);
+  e.decay = 0.01F;
+  e.sustain = 0.5F;
+  const auto isHeldAfter = [&](int blocks) {
+    for (int i = 0; i < blocks; ++i) e.runGenerator(64, kTempo);
+    return matrix.isSourceHeld(e.modSourceIndex, 64);
+  };
+
+  EXPECT_TRUE(isHeldAfter(1));
+  e.setGate(1, 1.0F);
+  EXPECT_FALSE(isHeldAfter(1));
+  EXPECT_TRUE(isHeldAfter(20));
+  EXPECT_EQ(matrix.readSource(e.modSourceIndex)[63], 0.5F);
+  e.setGate(0, 1.0F);
+  EXPECT_FALSE(isHeldAfter(1));
 }
 
 TEST_F(ZRBasicEnvelopeTest, WithoutAMatrixHasNoBufferToRunInto) {

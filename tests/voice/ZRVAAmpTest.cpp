@@ -197,6 +197,31 @@ TEST_F(ZRVAAmpTest, TheVolumeLeftInItsDestinationIsClearedByARowAndPilesUpWithou
   }
 }
 
+// Gains that hold still are worked out once; the same values that nobody knows to be still take the long way.
+TEST_F(ZRVAAmpTest, GainsThatAreKnownToHoldStillGiveTheSameBits) {
+  amp.setModMatrix(&matrix);
+  amp.max = 0.7F;
+  amp.volume = 30.0F;
+  Signal known = ramp(1.0F, 0.03F);
+  Signal unknown = known;
+  Signal knownOut(kFrames), unknownOut(kFrames);
+  matrix.holdDestination(amp.max.address, 0.11F, kFrames);
+  matrix.holdDestination(amp.volume.address, 0.13F, kFrames);
+
+  amp.runAmp(known.data(), nullptr, knownOut.data(), nullptr, kFrames, 120.0F);
+  float held = 0;
+  EXPECT_TRUE(matrix.isHeld(amp.volume.address, kFrames, held));
+  EXPECT_EQ(held, 0.13F + 0.3F);
+  EXPECT_EQ(matrix.readDestination(amp.volume.address)[kFrames - 1], held);
+  fill(amp.max, 0.11F, 0.0F);
+  fill(amp.volume, 0.13F, 0.0F);
+  amp.runAmp(unknown.data(), nullptr, unknownOut.data(), nullptr, kFrames, 120.0F);
+
+  EXPECT_EQ(known, unknown);
+  EXPECT_EQ(knownOut, unknownOut);
+  EXPECT_FALSE(matrix.isHeld(amp.volume.address, kFrames, held));
+}
+
 TEST_F(ZRVAAmpTest, TheFirstSampleOfThePanModulationCounts) {
   amp.setModMatrix(&matrix);
   amp.pan = 0.25F;
