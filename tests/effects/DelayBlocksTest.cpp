@@ -198,6 +198,30 @@ TEST(DelayBlocks, TapsAreTakenBehindEachFramesWrite) {
   }
 }
 
+// Where a tap meets the end of its line the order of the sum is another one.
+TEST(DelayBlocks, SeveralTapsAreTheSumOfEach) {
+  constexpr float kSumRounding = 1e-6F;
+  ap one;
+  ap other;
+  initAP(&one, 400);
+  initAP(&other, 300);
+  const std::vector<float> in = noise(5000, 11);
+  int number = 0;
+  for (int start = 0; start < 5000;) {
+    const int n = std::min(stretchAt(number++, 64), 5000 - start);
+    float out[kDelayBlock];
+    runAPBlock(&one, in.data() + start, 0.1F, 0.5F, kRate, out, n);
+    runAPBlock(&other, in.data() + start, 0.1F, 0.5F, kRate, out, n);
+    const APTap taps[] = {{&one, 12.1F, 0.6F}, {&other, 150.7F, -0.6F}, {&one, 300.25F, 0.3F}};
+    float together[kDelayBlock] = {};
+    float apart[kDelayBlock] = {};
+    addAPTaps(taps, 3, together, n);
+    for (const APTap& tap : taps) addAPTap(*tap.line, tap.delaySamples, tap.gain, apart, n);
+    for (int k = 0; k < n; ++k) ASSERT_NEAR(together[k], apart[k], kSumRounding) << start + k;
+    start += n;
+  }
+}
+
 // A delay below nothing reads ahead; beyond the end a run holds it two samples short of it.
 TEST(DelayBlocks, OneFrameReadsAheadAsARunDoes) {
   uniComb uc;
