@@ -119,10 +119,11 @@ float* straightEntry(float* buffer, int size, float position, int frames) noexce
 }
 
 // Steps the line over what has been written to it.
-void stepBehindEntry(ap* a, int frames) noexcept {
-  const int element = writtenElement(a->position, a->size) + frames;
-  a->position = static_cast<float>(element < a->size ? element : 0);
-  a->writeIndex = writeIndexAfter(a->writeIndex, a->size, frames);
+template <typename Line>
+void stepBehindEntry(Line* line, int frames) noexcept {
+  const int element = writtenElement(line->position, line->size) + frames;
+  line->position = static_cast<float>(element < line->size ? element : 0);
+  line->writeIndex = writeIndexAfter(line->writeIndex, line->size, frames);
 }
 
 void stepAP(ap* a, const float* entering, int frames) noexcept {
@@ -188,8 +189,27 @@ void readBehindWriteIndex(const uniComb& uc, int writeIndex, int delaySamples, f
   }
 }
 
-void writeUniComb(uniComb* uc, const float* in, int frames) noexcept {
-  uc->position = writeAlong(uc->buffer.data(), uc->size, uc->position, in, frames);
+void addBehindWriteIndex(const uniComb& uc, int writeIndex, int delaySamples, float gain, float* x,
+                         int frames) noexcept {
+  const int element = wrapped(writeIndex - delaySamples, uc.size);
+  const bool isStraightOn = element >= 0 && uc.size - element >= frames && uc.size - 1 - writeIndex >= frames;
+  float read[kDelayBlock];
+  if (!isStraightOn) readBehindWriteIndex(uc, writeIndex, delaySamples, read, frames);
+  const float* back = isStraightOn ? uc.buffer.data() + element : read;
+  effectKernels().mix(1.0F, x, gain, back, x, frames);
+}
+
+void writeUniComb(uniComb* uc, const float* in, int frames) noexcept { writeUniComb(uc, 1.0F, in, frames); }
+
+void writeUniComb(uniComb* uc, float gain, const float* in, int frames) noexcept {
+  if (float* entry = straightEntry(uc->buffer.data(), uc->size, uc->position, frames)) {
+    effectKernels().scale(gain, in, entry, frames);
+    stepBehindEntry(uc, frames);
+    return;
+  }
+  float scaled[kDelayBlock];
+  effectKernels().scale(gain, in, scaled, frames);
+  uc->position = writeAlong(uc->buffer.data(), uc->size, uc->position, scaled, frames);
   uc->writeIndex = writeIndexAfter(uc->writeIndex, uc->size, frames);
 }
 

@@ -29,8 +29,13 @@ void readUniComb(const uniComb& uc, const float* delaysSamples, float* out,
 // delay is a whole number.
 void readBehindWriteIndex(const uniComb& uc, int writeIndex, int delaySamples, float* out,
                           int frames) noexcept MORV_NONBLOCKING;
+// x[k] += gain x such a read.
+void addBehindWriteIndex(const uniComb& uc, int writeIndex, int delaySamples, float gain, float* x,
+                         int frames) noexcept MORV_NONBLOCKING;
 // Stores `in` at the line's write positions and steps the line.
 void writeUniComb(uniComb* uc, const float* in, int frames) noexcept MORV_NONBLOCKING;
+// The same with gain x in.
+void writeUniComb(uniComb* uc, float gain, const float* in, int frames) noexcept MORV_NONBLOCKING;
 
 // runAP over a stretch; `out` may be `in`.
 void runAPBlock(ap* a, const float* in, float delaySeconds, float g, float sampleRateHz, float* out,

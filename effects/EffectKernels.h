@@ -42,6 +42,13 @@ struct EffectKernels {
   // sums come from each other by doubling: within 1e-6 of the greatest input and state.
   void (*lowpass)(float G, float* z, const float* in, float* out,
                   int frames) noexcept MORV_NONBLOCKING = nullptr;
+  // out = in inside -bound to bound, and 0 for what is no number.
+  void (*hold)(const float* in, float bound, float* out, int frames) noexcept MORV_NONBLOCKING = nullptr;
+  // out = gain in.
+  void (*scale)(float gain, const float* in, float* out, int frames) noexcept MORV_NONBLOCKING = nullptr;
+  // out = gainA a + gainB b.
+  void (*mix)(float gainA, const float* a, float gainB, const float* b, float* out,
+              int frames) noexcept MORV_NONBLOCKING = nullptr;
   // Whether all values are numbers, and then the least and the greatest of them; at least one frame.
   bool (*range)(const float* values, int frames, float* least,
                 float* greatest) noexcept MORV_NONBLOCKING = nullptr;

@@ -223,6 +223,68 @@ void lowpass(float G, float* z, const float* in, float* out, int frames) noexcep
   *z = state;
 }
 
+inline Lanes numbersOnly(Lanes x) noexcept {
+  return __builtin_bit_cast(Lanes, __builtin_bit_cast(LaneMask, x) & (x == x));
+}
+
+void hold(const float* in, float bound, float* out, int frames) noexcept {
+  int k = 0;
+  for (; k + kWidth <= frames; k += kWidth) {
+    storeRow(out + k, boundedLanes(numbersOnly(loadRow(in + k)), bound));
+  }
+  for (; k < frames; ++k) out[k] = in[k] == in[k] ? bounded(in[k], -bound, bound) : 0.0F;
+}
+
+void scale(float gain, const float* in, float* out, int frames) noexcept {
+  int k = 0;
+  for (; k + kWidth <= frames; k += kWidth) storeRow(out + k, gain * loadRow(in + k));
+  for (; k < frames; ++k) out[k] = gain * in[k];
+}
+
+void mix(float gainA, const float* a, float gainB, const float* b, float* out, int frames) noexcept {
+  int k = 0;
+  for (; k + kWidth <= frames; k += kWidth) {
+    storeRow(out + k, gainA * loadRow(a + k) + gainB * loadRow(b + k));
+  }
+  for (; k < frames; ++k) out[k] = gainA * a[k] + gainB * b[k];
+}
+
+inline Lanes lesser(Lanes a, Lanes b) noexcept {
+#if defined(__AVX__)
+  return _mm256_min_ps(a, b);
+#elif defined(__SSE2__)
+  return _mm_min_ps(a, b);
+#else
+  return select(a < b, a, b);
+#endif
+}
+
+// The least of the row's samples.
+inline float leastOf(Lanes row) noexcept {
+#if defined(__AVX__)
+  row = lesser(row, __builtin_shufflevector(row, row, 4, 5, 6, 7, 0, 1, 2, 3));
+  row = lesser(row, __builtin_shufflevector(row, row, 2, 3, 0, 1, 6, 7, 4, 5));
+  row = lesser(row, __builtin_shufflevector(row, row, 1, 0, 3, 2, 5, 4, 7, 6));
+#else
+  row = lesser(row, __builtin_shufflevector(row, row, 2, 3, 0, 1));
+  row = lesser(row, __builtin_shufflevector(row, row, 1, 0, 3, 2));
+#endif
+  return row[0];
+}
+
+inline bool isAll(LaneMask mask) noexcept {
+#if defined(__AVX__)
+  return _mm256_movemask_ps(__builtin_bit_cast(__m256, mask)) == 0xFF;
+#elif defined(__SSE2__)
+  return _mm_movemask_ps(__builtin_bit_cast(__m128, mask)) == 0xF;
+#else
+  bool all = true;
+  for (int j = 0; j < kWidth; ++j) all &= mask[j] != 0;
+  return all;
+#endif
+}
+
+// The greatest is the least of the values turned round.
 bool range(const float* values, int frames, float* least, float* greatest) noexcept {
   float low = values[0];
   float high = values[0];
@@ -230,19 +292,17 @@ bool range(const float* values, int frames, float* least, float* greatest) noexc
   int k = 0;
   if (frames >= kWidth) {
     Lanes lows = loadRow(values);
-    Lanes highs = lows;
+    Lanes turnedHighs = -lows;
     LaneMask numbers = lows == lows;
-    for (k = kWidth; k + kWidth <= frames; k += kWidth) {
+    for (; k + kWidth <= frames; k += kWidth) {
       const Lanes row = loadRow(values + k);
-      lows = select(row < lows, row, lows);
-      highs = select(row > highs, row, highs);
+      lows = lesser(row, lows);
+      turnedHighs = lesser(-row, turnedHighs);
       numbers &= row == row;
     }
-    for (int j = 0; j < kWidth; ++j) {
-      low = lows[j] < low ? lows[j] : low;
-      high = highs[j] > high ? highs[j] : high;
-      areNumbers &= numbers[j] != 0;
-    }
+    low = leastOf(lows);
+    high = -leastOf(turnedHighs);
+    areNumbers = isAll(numbers);
   }
   for (; k < frames; ++k) {
     low = values[k] < low ? values[k] : low;
@@ -264,6 +324,9 @@ constexpr EffectKernels effectKernelsNamed(const char* name) {
   kernels.allPass = allPass;
   kernels.mixAllPass = mixAllPass;
   kernels.lowpass = lowpass;
+  kernels.hold = hold;
+  kernels.scale = scale;
+  kernels.mix = mix;
   kernels.range = range;
   return kernels;
 }

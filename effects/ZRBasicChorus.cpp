@@ -206,9 +206,8 @@ void ZRBasicChorus::doChorus(Stretch* s, int frames) noexcept {
       delays[i] = (kCentreSeconds + depth) * sampleRate;
     }
     readUniComb(*side.line, delays, delayed, frames);
-    for (int i = 0; i < frames; ++i) side.wet[i] *= kSaturatingIn;
-    writeUniComb(side.line, side.wet, frames);
-    for (int i = 0; i < frames; ++i) side.wet[i] = kForward * delayed[i] + side.wet[i];
+    writeUniComb(side.line, kSaturatingIn, side.wet, frames);
+    effectKernels().mix(kForward, delayed, kSaturatingIn, side.wet, side.wet, frames);
     kernels.tanhInPlace(side.wet, frames);
   }
 }
@@ -296,13 +295,10 @@ void ZRBasicChorus::runEffect(const float* inL, const float* inR, float* outL, f
   Stretch s;
   for (int start = 0; start < frames; start += longest) {
     const int n = std::min(longest, frames - start);
-    for (int i = 0; i < n; ++i) {
-      const auto k = static_cast<std::size_t>(i);
-      s.dryL[k] = heldInput(inL[start + i]);
-      s.dryR[k] = heldInput(inR[start + i]);
-      s.left[k] = s.dryL[k] * inGain;
-      s.right[k] = s.dryR[k] * inGain;
-    }
+    heldInputs(inL + start, s.dryL.data(), n);
+    heldInputs(inR + start, s.dryR.data(), n);
+    effectKernels().scale(inGain, s.dryL.data(), s.left.data(), n);
+    effectKernels().scale(inGain, s.dryR.data(), s.right.data(), n);
     stepModulation(frequencyHz, &s, n);
     doChorus(&s, n);
     crossFeed(&s, n);

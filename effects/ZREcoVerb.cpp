@@ -170,16 +170,13 @@ void ZREcoVerb::readDelays(const Block& block, Stretch* s, int frames) noexcept 
   setHeldTPTCutoff(&lowpassB, cutoffHz, sampleRate);
   effectKernels().lowpass(lowpassA.G, &lowpassA.z1, s->lowA.data(), s->lowA.data(), frames);
   effectKernels().lowpass(lowpassB.G, &lowpassB.z1, s->lowB.data(), s->lowB.data(), frames);
-  for (std::size_t i = 0; i < static_cast<std::size_t>(frames); ++i) {
-    s->lowA[i] *= block.loopGain;
-    s->lowB[i] *= block.loopGain;
-  }
+  effectKernels().scale(block.loopGain, s->lowA.data(), s->lowA.data(), frames);
+  effectKernels().scale(block.loopGain, s->lowB.data(), s->lowB.data(), frames);
 }
 
 // The first branch reads `loopD4` ahead of the second one's writes; the second reads `loopD2` behind the
 // first one's, so from the write index that follows.
 void ZREcoVerb::runBranches(const Block& block, Stretch* s, int frames) noexcept {
-  const auto n = static_cast<std::size_t>(frames);
   struct Branch {
     const uniComb* other;
     int otherIndex;
@@ -197,16 +194,12 @@ void ZREcoVerb::runBranches(const Block& block, Stretch* s, int frames) noexcept
                               &loopD1, s->lowA.data(), &loopAP2, kAP2, &loopD2},
                              {&loopD2, nextWriteIndex(loopD2.writeIndex, loopD2.size), kD2, s->right.data(),
                               s->delay3.data(), &loopAP3, &loopD3, s->lowB.data(), &loopAP4, kAP4, &loopD4}};
-  float back[kDelayBlock];
   for (const Branch& b : branches) {
-    readBehindWriteIndex(*b.other, b.otherIndex, b.otherDelay, back, frames);
-    for (std::size_t i = 0; i < n; ++i) b.in[i] += block.loopGain * back[i];
+    addBehindWriteIndex(*b.other, b.otherIndex, b.otherDelay, block.loopGain, b.in, frames);
     runAPBlock(b.first, b.in, b.modulatedDelay, kFirstGain, sampleRate, b.in, frames);
-    for (std::size_t i = 0; i < n; ++i) b.in[i] *= kSaturatingIn;
-    writeUniComb(b.delay, b.in, frames);
+    writeUniComb(b.delay, kSaturatingIn, b.in, frames);
     runAPBlock(b.second, b.low, block.r * b.secondDelay, kSecondGain, sampleRate, b.low, frames);
-    for (std::size_t i = 0; i < n; ++i) b.low[i] *= kSaturatingIn;
-    writeUniComb(b.last, b.low, frames);
+    writeUniComb(b.last, kSaturatingIn, b.low, frames);
   }
 }
 
@@ -279,11 +272,8 @@ void ZREcoVerb::runEffect(const float* inL, const float* inR, float* outL, float
     const int n = std::min(_longestStretch(block), frames - start);
     float* left = s.left.data();
     float* right = s.right.data();
-    for (int i = 0; i < n; ++i) {
-      const auto k = static_cast<std::size_t>(i);
-      s.dryL[k] = heldInput(inL[start + i]);
-      s.dryR[k] = heldInput(inR[start + i]);
-    }
+    heldInputs(inL + start, s.dryL.data(), n);
+    heldInputs(inR + start, s.dryR.data(), n);
     ZRBiquadFilter::runThree(variableHighpass, fixedHighpass, fixedLowpass, s.dryL.data(), s.dryR.data(),
                              left, right, n);
     stepModulation(block, &s, n);
@@ -293,11 +283,8 @@ void ZREcoVerb::runEffect(const float* inL, const float* inR, float* outL, float
     readDelays(block, &s, n);
     runBranches(block, &s, n);
     tapOutputs(block, &s, n);
-    for (int i = 0; i < n; ++i) {
-      const auto k = static_cast<std::size_t>(i);
-      outL[start + i] = (1.0F - block.mix) * s.dryL[k] + block.mix * s.wetL[k];
-      outR[start + i] = (1.0F - block.mix) * s.dryR[k] + block.mix * s.wetR[k];
-    }
+    effectKernels().mix(1.0F - block.mix, s.dryL.data(), block.mix, s.wetL.data(), outL + start, n);
+    effectKernels().mix(1.0F - block.mix, s.dryR.data(), block.mix, s.wetR.data(), outR + start, n);
     start += n;
   }
   watchForSleep(frames);

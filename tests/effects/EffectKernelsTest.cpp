@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -199,6 +201,45 @@ TEST(EffectKernels, TheLowpassIsTheIntegratorsStepInDouble) {
               << kernels->name << " " << G << " " << at;
         }
         ASSERT_NEAR(static_cast<double>(z), plain, kRounding * greatest) << kernels->name << " " << G;
+      }
+    }
+  }
+}
+
+TEST(EffectKernels, HeldValuesAreNumbersInsideTheBound) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const float infinity = std::numeric_limits<float>::infinity();
+  const float in[] = {0.5F, nan, infinity, -infinity, 10.0F, -10.0F, 10.1F, -10.1F, -nan, 1e-42F, 3e38F};
+  const float expected[] = {0.5F, 0.0F, 10.0F, -10.0F, 10.0F, -10.0F, 10.0F, -10.0F, 0.0F, 1e-42F, 10.0F};
+  constexpr std::size_t kCount = std::size(in);
+  for (const EffectKernels* kernels : allKernels()) {
+    for (int frames = 0; frames <= kFrames; ++frames) {
+      std::vector<float> x(kFrames + 1, kUntouched);
+      for (std::size_t k = 0; k < static_cast<std::size_t>(frames); ++k) x[k] = in[k % kCount];
+      kernels->hold(x.data(), 10.0F, x.data(), frames);
+      for (std::size_t k = 0; k < static_cast<std::size_t>(frames); ++k) {
+        ASSERT_EQ(x[k], expected[k % kCount]) << kernels->name << " " << k;
+      }
+      ASSERT_EQ(x[static_cast<std::size_t>(frames)], kUntouched);
+    }
+  }
+}
+
+TEST(EffectKernels, ScalesAndMixesRoundOnceForEachProductAndSum) {
+  const std::vector<float> a = noise(kFrames + 1, 8);
+  const std::vector<float> b = noise(kFrames + 1, 9);
+  for (const EffectKernels* kernels : allKernels()) {
+    for (int frames = 0; frames <= kFrames; ++frames) {
+      std::vector<float> scaled = a;
+      std::vector<float> mixed = a;
+      kernels->scale(0.95F, scaled.data(), scaled.data(), frames);
+      kernels->mix(0.3F, mixed.data(), -1.7F, b.data(), mixed.data(), frames);
+      for (std::size_t k = 0; k <= static_cast<std::size_t>(kFrames); ++k) {
+        const bool isRun = k < static_cast<std::size_t>(frames);
+        ASSERT_EQ(scaled[k], isRun ? 0.95F * a[k] : a[k]) << kernels->name;
+        const float first = 0.3F * a[k];
+        const float second = -1.7F * b[k];
+        ASSERT_EQ(mixed[k], isRun ? first + second : a[k]) << kernels->name;
       }
     }
   }
