@@ -8,6 +8,13 @@
 namespace morv {
 namespace {
 
+// Lines of a second or more do not stay in the cache from one lap to the next, so where the next stretch will
+// be written is asked for ahead.
+void askForWriting(const float* next, int frames) noexcept {
+  constexpr int kFloatsOfCacheLine = 16;
+  for (int k = 0; k < frames; k += kFloatsOfCacheLine) __builtin_prefetch(next + k, 1);
+}
+
 // Elements from `first` on that a loop may read together with their right-hand neighbour.
 int readableFrom(int first, int size) noexcept { return size - 2 - first; }
 
@@ -122,6 +129,7 @@ float* straightEntry(float* buffer, int size, float position, int frames) noexce
 template <typename Line>
 void stepBehindEntry(Line* line, int frames) noexcept {
   const int element = writtenElement(line->position, line->size) + frames;
+  askForWriting(line->buffer.data() + element, std::min(frames, line->size - element));
   line->position = static_cast<float>(element < line->size ? element : 0);
   line->writeIndex = writeIndexAfter(line->writeIndex, line->size, frames);
 }

@@ -23,7 +23,7 @@ inline float heldSetting(float value, float low, float high) noexcept MORV_NONBL
 // 120 dB over full scale: above any signal, and what rings on it is still a finite number and dies away.
 inline constexpr float kGreatestInput = 1.0e6F;
 
-// An input sample inside that bound; what is no number counts as silence. A loop over it becomes vector code.
+// An input sample inside that bound; what is no number counts as silence.
 inline float heldInput(float sample) noexcept MORV_NONBLOCKING {
   const float number = sample == sample ? sample : 0.0F;
   const float above = number < -kGreatestInput ? -kGreatestInput : number;
