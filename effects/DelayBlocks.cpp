@@ -3,8 +3,17 @@
 #include <algorithm>
 #include <cmath>
 
+#include "effects/EffectKernels.h"
+
 namespace morv {
 namespace {
+
+// Lines of a second or more do not stay in the cache from one lap to the next, so where the next stretch will
+// be written is asked for ahead.
+void askForWriting(const float* next, int frames) noexcept {
+  constexpr int kFloatsOfCacheLine = 16;
+  for (int k = 0; k < frames; k += kFloatsOfCacheLine) __builtin_prefetch(next + k, 1);
+}
 
 // Elements from `first` on that a loop may read together with their right-hand neighbour.
 int readableFrom(int first, int size) noexcept { return size - 2 - first; }
@@ -36,6 +45,22 @@ void readFloat(const float* buffer, int size, float position, float delaySamples
   }
 }
 
+// Whether the stretch is one piece of the line, and then that piece.
+bool isStraight(const float* buffer, int size, float position, float delaySamples, int frames,
+                StraightRead* read) noexcept {
+  const auto end = static_cast<float>(size);
+  const auto steps = static_cast<float>(frames - 1);
+  const float raw = position - delaySamples;
+  const float lap = raw < 0.0F ? end : 0.0F;
+  const float p = raw + lap;
+  const bool goesRound = raw < 0.0F && (position + steps) - delaySamples >= 0.0F;
+  if (goesRound || !(p >= 0.0F && p < end) || position + steps >= end) return false;
+  const int i = static_cast<int>(p);
+  if (readableFrom(i, size) < frames) return false;
+  *read = {buffer + i, static_cast<float>(i), position, delaySamples, lap};
+  return true;
+}
+
 // The same in double, where the fraction stays.
 void readDouble(const float* buffer, int size, double position, double delaySamples, float* out,
                 int frames) noexcept {
@@ -57,24 +82,16 @@ void readDouble(const float* buffer, int size, double position, double delaySamp
   }
 }
 
-// Whether all reads of a stretch lie in one piece of the line, and their right-hand neighbours too.
-bool isAwayFromSeam(float position, const float* delaysSamples, int size, int frames) noexcept {
-  if (frames < 1) return false;
-  float least = delaysSamples[0];
-  float greatest = delaysSamples[0];
-  bool areNumbers = true;
-  for (int k = 0; k < frames; ++k) {
-    least = std::min(least, delaysSamples[k]);
-    greatest = std::max(greatest, delaysSamples[k]);
-    areNumbers &= delaysSamples[k] == delaysSamples[k];
-  }
+// What brings reads into the line whose delays lie within two bounds, if all of them lie in one piece of it,
+// and their right-hand neighbours too: 0 or its length. Otherwise something below 0.
+float lapOfPiece(float position, float leastDelay, float greatestDelay, int size, int frames) noexcept {
   const auto span = static_cast<float>(frames);
   const auto end = static_cast<float>(size);
-  const float first = position - greatest;
-  const float last = position + span - least;
-  const bool isBehind = first >= 0.0F && last < end - 2.0F;
-  const bool isAround = last < 0.0F && first + end >= 0.0F && last + end < end - 2.0F;
-  return areNumbers && position + span < end && (isBehind || isAround);
+  const float first = position - greatestDelay;
+  const float last = position + span - leastDelay;
+  if (!(position + span < end)) return -1.0F;
+  if (first >= 0.0F && last < end - 2.0F) return 0.0F;
+  return last < 0.0F && first + end >= 0.0F && last + end < end - 2.0F ? end : -1.0F;
 }
 
 // `position` after `frames` steps; also copies `in` to where it passes, if there is one.
@@ -102,15 +119,19 @@ int writeIndexAfter(int writeIndex, int size, int frames) noexcept {
   return writeIndex;
 }
 
-// What the line gave becomes the all-pass's output; what enters it is left in `entering`.
-void mixAllPass(const float* in, const float* delayed, float g, float* out, float* entering,
-                int frames) noexcept {
-  for (int k = 0; k < frames; ++k) {
-    const float x = in[k];
-    const float y = delayed[k] - g * x;
-    entering[k] = x + g * y;
-    out[k] = y;
-  }
+// Where the next `frames` samples enter the line, if that is one piece of it, and else null.
+float* straightEntry(float* buffer, int size, float position, int frames) noexcept {
+  const int element = writtenElement(position, size);
+  return size - element >= frames ? buffer + element : nullptr;
+}
+
+// Steps the line over what has been written to it.
+template <typename Line>
+void stepBehindEntry(Line* line, int frames) noexcept {
+  const int element = writtenElement(line->position, line->size) + frames;
+  askForWriting(line->buffer.data() + element, std::min(frames, line->size - element));
+  line->position = static_cast<float>(element < line->size ? element : 0);
+  line->writeIndex = writeIndexAfter(line->writeIndex, line->size, frames);
 }
 
 void stepAP(ap* a, const float* entering, int frames) noexcept {
@@ -118,26 +139,43 @@ void stepAP(ap* a, const float* entering, int frames) noexcept {
   a->writeIndex = writeIndexAfter(a->writeIndex, a->size, frames);
 }
 
+// What the line gave becomes the all-pass's output, and what enters the line goes there.
+void mixAllPass(ap* a, const float* in, float* delayed, float g, float* out, int frames) noexcept {
+  if (float* entry = straightEntry(a->buffer.data(), a->size, a->position, frames)) {
+    effectKernels().mixAllPass(delayed, g, in, out, entry, frames);
+    stepBehindEntry(a, frames);
+    return;
+  }
+  effectKernels().mixAllPass(delayed, g, in, out, delayed, frames);
+  stepAP(a, delayed, frames);
+}
+
 }  // namespace
 
 void readUniComb(const uniComb& uc, float delaySamples, float* out, int frames) noexcept {
-  readFloat(uc.buffer.data(), uc.size, std::trunc(uc.position), delaySamples, out, frames);
+  const float position = std::trunc(uc.position);
+  StraightRead read;
+  if (isStraight(uc.buffer.data(), uc.size, position, delaySamples, frames, &read)) {
+    effectKernels().read(read, out, frames);
+  } else {
+    readFloat(uc.buffer.data(), uc.size, position, delaySamples, out, frames);
+  }
 }
 
 void readUniComb(const uniComb& uc, const float* delaysSamples, float* out, int frames) noexcept {
+  if (frames < 1) return;
   const float* buffer = uc.buffer.data();
   const int size = uc.size;
   const auto end = static_cast<float>(size);
   float position = std::trunc(uc.position);
-  if (isAwayFromSeam(position, delaysSamples, size, frames)) {
-    const float lap = position < delaysSamples[0] ? end : 0.0F;
-    for (int k = 0; k < frames; ++k) {
-      const float p = (position + static_cast<float>(k)) - delaysSamples[k] + lap;
-      const auto i = static_cast<int>(p);
-      const float fraction = p - static_cast<float>(i);
-      out[k] = buffer[i] + fraction * (buffer[i + 1] - buffer[i]);
+  float least = 0;
+  float greatest = 0;
+  if (effectKernels().range(delaysSamples, frames, &least, &greatest)) {
+    const float lap = lapOfPiece(position, least, greatest, size, frames);
+    if (lap >= 0.0F) {
+      effectKernels().readMoving(buffer, position, lap, delaysSamples, out, frames);
+      return;
     }
-    return;
   }
   for (int k = 0; k < frames; ++k) {
     const float p = wrapped(position - delaysSamples[k], size);
@@ -159,47 +197,108 @@ void readBehindWriteIndex(const uniComb& uc, int writeIndex, int delaySamples, f
   }
 }
 
-void writeUniComb(uniComb* uc, const float* in, int frames) noexcept {
-  uc->position = writeAlong(uc->buffer.data(), uc->size, uc->position, in, frames);
+void addBehindWriteIndex(const uniComb& uc, int writeIndex, int delaySamples, float gain, float* x,
+                         int frames) noexcept {
+  const int element = wrapped(writeIndex - delaySamples, uc.size);
+  const bool isStraightOn = element >= 0 && uc.size - element >= frames && uc.size - 1 - writeIndex >= frames;
+  float read[kDelayBlock];
+  if (!isStraightOn) readBehindWriteIndex(uc, writeIndex, delaySamples, read, frames);
+  const float* back = isStraightOn ? uc.buffer.data() + element : read;
+  effectKernels().mix(1.0F, x, gain, back, x, frames);
+}
+
+void writeUniComb(uniComb* uc, const float* in, int frames) noexcept { writeUniComb(uc, 1.0F, in, frames); }
+
+void writeUniComb(uniComb* uc, float gain, const float* in, int frames) noexcept {
+  if (float* entry = straightEntry(uc->buffer.data(), uc->size, uc->position, frames)) {
+    effectKernels().scale(gain, in, entry, frames);
+    stepBehindEntry(uc, frames);
+    return;
+  }
+  float scaled[kDelayBlock];
+  effectKernels().scale(gain, in, scaled, frames);
+  uc->position = writeAlong(uc->buffer.data(), uc->size, uc->position, scaled, frames);
   uc->writeIndex = writeIndexAfter(uc->writeIndex, uc->size, frames);
 }
 
 void runAPBlock(ap* a, const float* in, float delaySeconds, float g, float sampleRateHz, float* out,
                 int frames) noexcept {
+  float* buffer = a->buffer.data();
+  const double delaySamples = static_cast<double>(delaySeconds) * static_cast<double>(sampleRateHz);
+  const double p = wrapped(static_cast<double>(a->position) - delaySamples, a->size);
+  if (p >= 0.0 && p < static_cast<double>(a->size)) {
+    const int i = static_cast<int>(p);
+    float* entry = straightEntry(buffer, a->size, a->position, frames);
+    if (entry != nullptr && readableFrom(i, a->size) >= frames) {
+      const auto fraction = static_cast<float>(p - static_cast<double>(i));
+      effectKernels().allPass(buffer + i, fraction, g, in, out, entry, frames);
+      stepBehindEntry(a, frames);
+      return;
+    }
+  }
   float delayed[kDelayBlock];
-  readDouble(a->buffer.data(), a->size, static_cast<double>(a->position),
-             static_cast<double>(delaySeconds) * static_cast<double>(sampleRateHz), delayed, frames);
-  mixAllPass(in, delayed, g, out, delayed, frames);
-  stepAP(a, delayed, frames);
+  readDouble(buffer, a->size, static_cast<double>(a->position), delaySamples, delayed, frames);
+  mixAllPass(a, in, delayed, g, out, frames);
 }
 
 void runAPBlock(ap* a, const float* in, const float* delaysSeconds, float g, float sampleRateHz, float* out,
                 int frames) noexcept {
+  if (frames < 1) return;
   float delayed[kDelayBlock];
   const float* buffer = a->buffer.data();
   const int size = a->size;
   const auto rate = static_cast<double>(sampleRateHz);
   float position = a->position;
-  for (int k = 0; k < frames; ++k) {
-    const double p = static_cast<double>(position) - static_cast<double>(delaysSeconds[k]) * rate;
-    delayed[k] = readBetween(buffer, size, wrapped(p, size));
-    position = nextPosition(position, size, 1.0F);
+  float least = 0;
+  float greatest = 0;
+  const bool areNumbers = effectKernels().range(delaysSeconds, frames, &least, &greatest);
+  // A sample to either side, for the bounds are rounded to floats.
+  const float lap = areNumbers ? lapOfPiece(position, least * sampleRateHz - 1.0F,
+                                            greatest * sampleRateHz + 1.0F, size, frames)
+                               : -1.0F;
+  if (lap >= 0.0F) {
+    effectKernels().readMovingDouble(buffer, static_cast<double>(position), static_cast<double>(lap),
+                                     delaysSeconds, rate, delayed, frames);
+  } else {
+    for (int k = 0; k < frames; ++k) {
+      const double p = static_cast<double>(position) - static_cast<double>(delaysSeconds[k]) * rate;
+      delayed[k] = readBetween(buffer, size, wrapped(p, size));
+      position = nextPosition(position, size, 1.0F);
+    }
   }
-  mixAllPass(in, delayed, g, out, delayed, frames);
-  stepAP(a, delayed, frames);
+  mixAllPass(a, in, delayed, g, out, frames);
+}
+
+void addAPTaps(const APTap* taps, int count, float* out, int frames) noexcept {
+  if (frames == 1) {
+    for (int j = 0; j < count; ++j) {
+      out[0] += taps[j].gain * allpassGetSampleWithDelay(taps[j].line, taps[j].delaySamples);
+    }
+    return;
+  }
+  StraightRead reads[kMostTaps];
+  float gains[kMostTaps];
+  int straight = 0;
+  for (int j = 0; j < count; ++j) {
+    const ap& a = *taps[j].line;
+    // The line stands `frames` steps on; the first frame's tap is read from the position behind it.
+    int first = static_cast<int>(a.position) - (frames - 1);
+    if (first < 0) first += a.size;
+    const auto position = static_cast<float>(first);
+    if (isStraight(a.buffer.data(), a.size, position, taps[j].delaySamples, frames, &reads[straight])) {
+      gains[straight++] = taps[j].gain;
+      continue;
+    }
+    float tapped[kDelayBlock];
+    readFloat(a.buffer.data(), a.size, position, taps[j].delaySamples, tapped, frames);
+    for (int k = 0; k < frames; ++k) out[k] += taps[j].gain * tapped[k];
+  }
+  effectKernels().addReads(reads, gains, straight, out, frames);
 }
 
 void addAPTap(const ap& a, float delaySamples, float gain, float* out, int frames) noexcept {
-  if (frames == 1) {
-    out[0] += gain * allpassGetSampleWithDelay(&a, delaySamples);
-    return;
-  }
-  float tapped[kDelayBlock];
-  // The line stands `frames` steps on; the first frame's tap is read from the position behind it.
-  int first = static_cast<int>(a.position) - (frames - 1);
-  if (first < 0) first += a.size;
-  readFloat(a.buffer.data(), a.size, static_cast<float>(first), delaySamples, tapped, frames);
-  for (int k = 0; k < frames; ++k) out[k] += gain * tapped[k];
+  const APTap tap = {&a, delaySamples, gain};
+  addAPTaps(&tap, 1, out, frames);
 }
 
 namespace {

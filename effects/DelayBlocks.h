@@ -29,8 +29,13 @@ void readUniComb(const uniComb& uc, const float* delaysSamples, float* out,
 // delay is a whole number.
 void readBehindWriteIndex(const uniComb& uc, int writeIndex, int delaySamples, float* out,
                           int frames) noexcept MORV_NONBLOCKING;
+// x[k] += gain x such a read.
+void addBehindWriteIndex(const uniComb& uc, int writeIndex, int delaySamples, float gain, float* x,
+                         int frames) noexcept MORV_NONBLOCKING;
 // Stores `in` at the line's write positions and steps the line.
 void writeUniComb(uniComb* uc, const float* in, int frames) noexcept MORV_NONBLOCKING;
+// The same with gain x in.
+void writeUniComb(uniComb* uc, float gain, const float* in, int frames) noexcept MORV_NONBLOCKING;
 
 // runAP over a stretch; `out` may be `in`.
 void runAPBlock(ap* a, const float* in, float delaySeconds, float g, float sampleRateHz, float* out,
@@ -41,6 +46,14 @@ void runAPBlock(ap* a, const float* in, const float* delaysSeconds, float g, flo
 // out[k] += gain x allpassGetSampleWithDelay behind frame k, where `frames` frames have just been run. With
 // more than one the delay is at least 2 samples and ends `frames` samples short of the line's length.
 void addAPTap(const ap& a, float delaySamples, float gain, float* out, int frames) noexcept MORV_NONBLOCKING;
+// The same for up to kMostTaps of them. Those that meet the end of their lines are added ahead of the others.
+inline constexpr int kMostTaps = 8;
+struct APTap {
+  const ap* line = nullptr;
+  float delaySamples = 0;
+  float gain = 0;
+};
+void addAPTaps(const APTap* taps, int count, float* out, int frames) noexcept MORV_NONBLOCKING;
 
 // What lies below this, 160 dB under full scale, counts as silence where an effect falls asleep.
 inline constexpr float kQuietLevel = 1.0e-8F;

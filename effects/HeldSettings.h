@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "effects/EffectKernels.h"
 #include "platform/NonBlocking.h"
 #include "voice/TPT.h"
 
@@ -22,11 +23,16 @@ inline float heldSetting(float value, float low, float high) noexcept MORV_NONBL
 // 120 dB over full scale: above any signal, and what rings on it is still a finite number and dies away.
 inline constexpr float kGreatestInput = 1.0e6F;
 
-// An input sample inside that bound; what is no number counts as silence. A loop over it becomes vector code.
+// An input sample inside that bound; what is no number counts as silence.
 inline float heldInput(float sample) noexcept MORV_NONBLOCKING {
   const float number = sample == sample ? sample : 0.0F;
   const float above = number < -kGreatestInput ? -kGreatestInput : number;
   return above > kGreatestInput ? kGreatestInput : above;
+}
+
+// The same for a stretch; `out` may be `in`.
+inline void heldInputs(const float* in, float* out, int frames) noexcept MORV_NONBLOCKING {
+  effectKernels().hold(in, kGreatestInput, out, frames);
 }
 
 // A one-pole's prewarped tangent turns round at half the rate, and the filter would run away; a cutoff above

@@ -6,6 +6,7 @@
 #include <numbers>
 
 #include "effects/DelayBlocks.h"
+#include "effects/EffectKernels.h"
 #include "effects/HeldSettings.h"
 #include "voice/PhaseWalk.h"
 #include "voice/VoiceKernels.h"
@@ -97,9 +98,42 @@ float ZRBasicChorus::driftCoefficient(float frequencyHz) const noexcept {
   return static_cast<float>(std::exp(std::log(0.001) / std::max(samples, 1.0)));
 }
 
+// Where all that moves are the phases, and neither comes round: what `stepModulation` does, at once.
+bool ZRBasicChorus::stepPhasesAlone(float frequencyHz, Stretch* s, int frames) noexcept {
+  // Farther than the roundings of a stretch's sums add up to.
+  constexpr float kClear = 0.001F;
+  const float step = kTwoPi * frequencyHz / sampleRate;
+  const float step2 = step + kTwoPi * 0.5F / sampleRate * smoothed.spread;
+  const auto span = static_cast<float>(frames);
+  const bool areClear = phase1 >= 0.0F && phase2 >= 0.0F && phase1 + span * step < kTwoPi - kClear &&
+                        phase2 + span * step2 < kTwoPi - kClear;
+  if (!areClear || !onlyPhasesMove(step, step2)) return false;
+  std::array<float, kDelayBlock> phases;
+  fillPhase(&phase2, step2, kTwoPi, phases.data(), frames);
+  fillPhase(&phase1, step, kTwoPi, phases.data(), frames);
+  for (std::size_t k = 0; k < static_cast<std::size_t>(frames); ++k) {
+    const float turn = phases[k] / kPi;
+    s->sineL[k] = turn - 0.5F * smoothed.spread;
+    s->sineR[k] = turn + 0.5F * smoothed.spread;
+  }
+  std::fill_n(s->noiseL.data(), frames, noiseL);
+  std::fill_n(s->noiseR.data(), frames, noiseR);
+  std::fill_n(s->amount.data(), frames, smoothed.amount);
+  std::fill_n(s->mix.data(), frames, smoothed.mix);
+  return true;
+}
+
+bool ZRBasicChorus::onlyPhasesMove(float step, float step2) const noexcept {
+  const auto stands = [this](float at, float target) { return smoothing * (at - target) + target == at; };
+  return modShape.intValue() != 1 && step > 0.0F && step2 > 0.0F &&
+         stands(smoothed.spread, heldFraction(chorusSpread)) &&
+         stands(smoothed.amount, heldFraction(chorusModAmount)) && stands(smoothed.mix, heldFraction(mix));
+}
+
 // Phases, noise and followers, sample by sample. A phase that comes round draws the other side's next noise;
 // one that runs backwards draws none, and stays within a turn too, where floats have room for its steps.
 void ZRBasicChorus::stepModulation(float frequencyHz, Stretch* s, int frames) noexcept {
+  if (stepPhasesAlone(frequencyHz, s, frames)) return;
   const bool isNoise = modShape.intValue() == 1;
   const float drift = isNoise ? driftCoefficient(frequencyHz) : 0.0F;
   const float spreadTarget = heldFraction(chorusSpread);
@@ -172,26 +206,28 @@ void ZRBasicChorus::doChorus(Stretch* s, int frames) noexcept {
       delays[i] = (kCentreSeconds + depth) * sampleRate;
     }
     readUniComb(*side.line, delays, delayed, frames);
-    for (int i = 0; i < frames; ++i) side.wet[i] *= kSaturatingIn;
-    writeUniComb(side.line, side.wet, frames);
-    for (int i = 0; i < frames; ++i) side.wet[i] = kForward * delayed[i] + side.wet[i];
+    writeUniComb(side.line, kSaturatingIn, side.wet, frames);
+    effectKernels().mix(kForward, delayed, kSaturatingIn, side.wet, side.wet, frames);
     kernels.tanhInPlace(side.wet, frames);
   }
 }
 
-// Each side takes some of the other one, turned round and without its bass.
+// Each side takes some of the other one, turned round and without its bass: what a low-pass leaves of it.
 void ZRBasicChorus::crossFeed(Stretch* s, int frames) noexcept {
-  tpt left = crossL;
-  tpt right = crossR;
-  for (int i = 0; i < frames; ++i) {
-    const auto k = static_cast<std::size_t>(i);
+  std::array<float, kDelayBlock> bassL;
+  std::array<float, kDelayBlock> bassR;
+  for (std::size_t k = 0; k < static_cast<std::size_t>(frames); ++k) {
+    bassL[k] = -s->right[k];
+    bassR[k] = -s->left[k];
+  }
+  effectKernels().lowpass(crossL.G, &crossL.z1, bassL.data(), bassL.data(), frames);
+  effectKernels().lowpass(crossR.G, &crossR.z1, bassR.data(), bassR.data(), frames);
+  for (std::size_t k = 0; k < static_cast<std::size_t>(frames); ++k) {
     const float l = s->left[k];
     const float r = s->right[k];
-    s->left[k] = l + kCrossGain * runTPT2(&left, kTPTHighpass1, -r, sampleRate);
-    s->right[k] = r + kCrossGain * runTPT2(&right, kTPTHighpass1, -l, sampleRate);
+    s->left[k] = l + kCrossGain * (-r - bassL[k]);
+    s->right[k] = r + kCrossGain * (-l - bassR[k]);
   }
-  crossL = left;
-  crossR = right;
 }
 
 // The swing keeps the delay at or above its centre. A depth far beyond its range may reach round the line,
@@ -207,14 +243,9 @@ int ZRBasicChorus::_longestStretch() const noexcept {
 // What `stepModulation` does to phases, noise and followers. Where all that moves are the phases, they go
 // from wrap to wrap at once.
 void ZRBasicChorus::skipModulation(float frequencyHz, int frames) noexcept {
-  const auto stands = [this](float at, float target) { return smoothing * (at - target) + target == at; };
   const float step = kTwoPi * frequencyHz / sampleRate;
   const float step2 = step + kTwoPi * 0.5F / sampleRate * smoothed.spread;
-  const bool onlyPhasesMove = modShape.intValue() != 1 && step > 0.0F && step2 > 0.0F &&
-                              stands(smoothed.spread, heldFraction(chorusSpread)) &&
-                              stands(smoothed.amount, heldFraction(chorusModAmount)) &&
-                              stands(smoothed.mix, heldFraction(mix));
-  if (!onlyPhasesMove) {
+  if (!onlyPhasesMove(step, step2)) {
     Stretch s;
     for (int start = 0; start < frames; start += kDelayBlock) {
       stepModulation(frequencyHz, &s, std::min(kDelayBlock, frames - start));
@@ -264,13 +295,10 @@ void ZRBasicChorus::runEffect(const float* inL, const float* inR, float* outL, f
   Stretch s;
   for (int start = 0; start < frames; start += longest) {
     const int n = std::min(longest, frames - start);
-    for (int i = 0; i < n; ++i) {
-      const auto k = static_cast<std::size_t>(i);
-      s.dryL[k] = heldInput(inL[start + i]);
-      s.dryR[k] = heldInput(inR[start + i]);
-      s.left[k] = s.dryL[k] * inGain;
-      s.right[k] = s.dryR[k] * inGain;
-    }
+    heldInputs(inL + start, s.dryL.data(), n);
+    heldInputs(inR + start, s.dryR.data(), n);
+    effectKernels().scale(inGain, s.dryL.data(), s.left.data(), n);
+    effectKernels().scale(inGain, s.dryR.data(), s.right.data(), n);
     stepModulation(frequencyHz, &s, n);
     doChorus(&s, n);
     crossFeed(&s, n);

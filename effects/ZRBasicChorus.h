@@ -66,6 +66,8 @@ class ZRBasicChorus : public ZRDSPEffect {
   void skipModulation(float frequencyHz, int frames) noexcept MORV_NONBLOCKING;
   int _longestStretch() const noexcept MORV_NONBLOCKING;
   float driftCoefficient(float frequencyHz) const noexcept MORV_NONBLOCKING;
+  bool stepPhasesAlone(float frequencyHz, Stretch* s, int frames) noexcept MORV_NONBLOCKING;
+  bool onlyPhasesMove(float step, float step2) const noexcept MORV_NONBLOCKING;
   void stepModulation(float frequencyHz, Stretch* s, int frames) noexcept MORV_NONBLOCKING;
   void doChorus(Stretch* s, int frames) noexcept MORV_NONBLOCKING;
   void crossFeed(Stretch* s, int frames) noexcept MORV_NONBLOCKING;

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "effects/DelayBlocks.h"
+#include "effects/EffectKernels.h"
 #include "effects/HeldSettings.h"
 #include "render/BlockLimits.h"
 
@@ -183,9 +184,9 @@ void ZRBasicDelay::runSide(const Side& side, int frames) noexcept {
   float delayed[kDelayBlock];
   filterInput(side, entering, frames);
   readLine(side, delayed, frames);
-  for (int i = 0; i < frames; ++i) entering[i] += side.feedback * delayed[i];
+  effectKernels().mix(1.0F, entering, side.feedback, delayed, entering, frames);
   writeUniComb(side.line, entering, frames);
-  for (int i = 0; i < frames; ++i) side.out[i] = side.dryGain * side.dry[i] + side.wetGain * delayed[i];
+  effectKernels().mix(side.dryGain, side.dry, side.wetGain, delayed, side.out, frames);
 }
 
 // The times glide between where they stand and their targets. One that is longer than the line comes round in
@@ -220,8 +221,8 @@ void ZRBasicDelay::runEffect(const float* inL, const float* inR, float* outL, fl
   _eraseSome();
   for (int start = 0; start < frames; start += longest) {
     const int n = std::min(longest, frames - start);
-    for (int i = 0; i < n; ++i) dryL[i] = heldInput(inL[start + i]);
-    for (int i = 0; inR != nullptr && i < n; ++i) dryR[i] = heldInput(inR[start + i]);
+    heldInputs(inL + start, dryL, n);
+    if (inR != nullptr) heldInputs(inR + start, dryR, n);
     runSide({&delayL, &highpassL, &timeL, targetL_, feedback, cutoffHz, wet, dry, dryL, outL + start}, n);
     runSide({&delayR, &highpassR, &timeR, targetR_, feedback, cutoffHz, wet, dry, dryR, outR + start}, n);
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "effects/EffectKernels.h"
 #include "effects/FIRTables.h"
 #include "effects/HeldSettings.h"
 #include "effects/UniCombBlocks.h"
@@ -236,13 +237,10 @@ void ZRDigiVerb::runEffect(const float* inL, const float* inR, float* outL, floa
     const int n = std::min(kStretch, frames - start);
     smooth(&s.m, n);
     runLFO(&s.m, n);
-    for (int i = 0; i < n; ++i) {
-      const auto k = static_cast<std::size_t>(i);
-      s.dryL[k] = heldInput(inL[start + i]);
-      s.dryR[k] = heldInput(inR[start + i]);
-      s.left[k] = s.dryL[k] * gain;
-      s.right[k] = s.dryR[k] * gain;
-    }
+    heldInputs(inL + start, s.dryL.data(), n);
+    heldInputs(inR + start, s.dryR.data(), n);
+    effectKernels().scale(gain, s.dryL.data(), s.left.data(), n);
+    effectKernels().scale(gain, s.dryR.data(), s.right.data(), n);
     doLowShelf(s.left.data(), s.right.data(), n);
     doHighShelf(s.left.data(), s.right.data(), n);
     _runMode(&s, n);

@@ -5,7 +5,9 @@
 #include <numbers>
 
 #include "effects/DelayBlocks.h"
+#include "effects/EffectKernels.h"
 #include "effects/HeldSettings.h"
+#include "effects/PhaseRamp.h"
 #include "voice/PhaseWalk.h"
 #include "voice/VoiceKernels.h"
 
@@ -136,20 +138,16 @@ int ZREcoVerb::_longestStretch(const Block& block) const noexcept {
       std::min({kAP1 - swing, kDiffuserSeconds[1] * sampleRate, static_cast<float>(distance)}));
 }
 
-// Delays of the two modulated all-passes. A phase that runs backwards stays within a turn too, where floats
-// have room for its steps.
+// Delays of the two modulated all-passes.
 void ZREcoVerb::stepModulation(const Block& block, Stretch* s, int frames) noexcept {
   const VoiceKernels& kernels = voiceKernels();
-  float at = phase;
-  for (int i = 0; i < frames; ++i) {
-    at += block.phaseStep;
-    if (at >= kTwoPi) at -= kTwoPi;
-    if (at <= -kTwoPi) at += kTwoPi;
-    const float turn = at / kPi;
-    s->delay1[static_cast<std::size_t>(i)] = turn - block.turnsOfPi;
-    s->delay3[static_cast<std::size_t>(i)] = turn + block.turnsOfPi;
+  float phases[kDelayBlock];
+  fillPhaseRamp(&phase, block.phaseStep, kTwoPi, phases, frames);
+  for (std::size_t i = 0; i < static_cast<std::size_t>(frames); ++i) {
+    const float turn = phases[i] / kPi;
+    s->delay1[i] = turn - block.turnsOfPi;
+    s->delay3[i] = turn + block.turnsOfPi;
   }
-  phase = at;
   kernels.sinPi(s->delay1.data(), s->delay1.data(), frames);
   kernels.sinPi(s->delay3.data(), s->delay3.data(), frames);
   const float depth = kModDepth * block.modAmount;
@@ -170,20 +168,15 @@ void ZREcoVerb::readDelays(const Block& block, Stretch* s, int frames) noexcept 
   const float cutoffHz = (1.0F - damping) * kDampingCutoffHz;
   setHeldTPTCutoff(&lowpassA, cutoffHz, sampleRate);
   setHeldTPTCutoff(&lowpassB, cutoffHz, sampleRate);
-  tpt a = lowpassA;
-  tpt b = lowpassB;
-  for (std::size_t i = 0; i < static_cast<std::size_t>(frames); ++i) {
-    s->lowA[i] = runTPT2(&a, kTPTLowpass1, s->lowA[i], sampleRate) * block.loopGain;
-    s->lowB[i] = runTPT2(&b, kTPTLowpass1, s->lowB[i], sampleRate) * block.loopGain;
-  }
-  lowpassA = a;
-  lowpassB = b;
+  effectKernels().lowpass(lowpassA.G, &lowpassA.z1, s->lowA.data(), s->lowA.data(), frames);
+  effectKernels().lowpass(lowpassB.G, &lowpassB.z1, s->lowB.data(), s->lowB.data(), frames);
+  effectKernels().scale(block.loopGain, s->lowA.data(), s->lowA.data(), frames);
+  effectKernels().scale(block.loopGain, s->lowB.data(), s->lowB.data(), frames);
 }
 
 // The first branch reads `loopD4` ahead of the second one's writes; the second reads `loopD2` behind the
 // first one's, so from the write index that follows.
 void ZREcoVerb::runBranches(const Block& block, Stretch* s, int frames) noexcept {
-  const auto n = static_cast<std::size_t>(frames);
   struct Branch {
     const uniComb* other;
     int otherIndex;
@@ -201,16 +194,12 @@ void ZREcoVerb::runBranches(const Block& block, Stretch* s, int frames) noexcept
                               &loopD1, s->lowA.data(), &loopAP2, kAP2, &loopD2},
                              {&loopD2, nextWriteIndex(loopD2.writeIndex, loopD2.size), kD2, s->right.data(),
                               s->delay3.data(), &loopAP3, &loopD3, s->lowB.data(), &loopAP4, kAP4, &loopD4}};
-  float back[kDelayBlock];
   for (const Branch& b : branches) {
-    readBehindWriteIndex(*b.other, b.otherIndex, b.otherDelay, back, frames);
-    for (std::size_t i = 0; i < n; ++i) b.in[i] += block.loopGain * back[i];
+    addBehindWriteIndex(*b.other, b.otherIndex, b.otherDelay, block.loopGain, b.in, frames);
     runAPBlock(b.first, b.in, b.modulatedDelay, kFirstGain, sampleRate, b.in, frames);
-    for (std::size_t i = 0; i < n; ++i) b.in[i] *= kSaturatingIn;
-    writeUniComb(b.delay, b.in, frames);
+    writeUniComb(b.delay, kSaturatingIn, b.in, frames);
     runAPBlock(b.second, b.low, block.r * b.secondDelay, kSecondGain, sampleRate, b.low, frames);
-    for (std::size_t i = 0; i < n; ++i) b.low[i] *= kSaturatingIn;
-    writeUniComb(b.last, b.low, frames);
+    writeUniComb(b.last, kSaturatingIn, b.low, frames);
   }
 }
 
@@ -220,16 +209,18 @@ void ZREcoVerb::tapOutputs(const Block& block, Stretch* s, int frames) const noe
   float* right = s->wetR.data();
   std::fill_n(left, frames, 0.0F);
   std::fill_n(right, frames, 0.0F);
-  addAPTap(loopAP3, 266.0F * k, kTapGain, left, frames);
-  addAPTap(loopAP3, 2974.0F * k, kTapGain, left, frames);
-  addAPTap(loopAP4, 1996.0F * k, kTapGain, left, frames);
-  addAPTap(loopAP1, 1990.0F * k, -kTapGain, left, frames);
-  addAPTap(loopAP2, 1066.0F * k, -kTapGain, left, frames);
-  addAPTap(loopAP1, 353.0F * k, kTapGain, right, frames);
-  addAPTap(loopAP1, kFarthestTap * k, kTapGain, right, frames);
-  addAPTap(loopAP2, 2673.0F * k, kTapGain, right, frames);
-  addAPTap(loopAP3, 2111.0F * k, -kTapGain, right, frames);
-  addAPTap(loopAP4, kNearestTap * k, -kTapGain, right, frames);
+  const APTap leftTaps[] = {{&loopAP3, 266.0F * k, kTapGain},
+                            {&loopAP3, 2974.0F * k, kTapGain},
+                            {&loopAP4, 1996.0F * k, kTapGain},
+                            {&loopAP1, 1990.0F * k, -kTapGain},
+                            {&loopAP2, 1066.0F * k, -kTapGain}};
+  const APTap rightTaps[] = {{&loopAP1, 353.0F * k, kTapGain},
+                             {&loopAP1, kFarthestTap * k, kTapGain},
+                             {&loopAP2, 2673.0F * k, kTapGain},
+                             {&loopAP3, 2111.0F * k, -kTapGain},
+                             {&loopAP4, kNearestTap * k, -kTapGain}};
+  addAPTaps(leftTaps, 5, left, frames);
+  addAPTaps(rightTaps, 5, right, frames);
 }
 
 // A phase that goes up, by whole stretches of equal sums.
@@ -281,11 +272,8 @@ void ZREcoVerb::runEffect(const float* inL, const float* inR, float* outL, float
     const int n = std::min(_longestStretch(block), frames - start);
     float* left = s.left.data();
     float* right = s.right.data();
-    for (int i = 0; i < n; ++i) {
-      const auto k = static_cast<std::size_t>(i);
-      s.dryL[k] = heldInput(inL[start + i]);
-      s.dryR[k] = heldInput(inR[start + i]);
-    }
+    heldInputs(inL + start, s.dryL.data(), n);
+    heldInputs(inR + start, s.dryR.data(), n);
     ZRBiquadFilter::runThree(variableHighpass, fixedHighpass, fixedLowpass, s.dryL.data(), s.dryR.data(),
                              left, right, n);
     stepModulation(block, &s, n);
@@ -295,11 +283,8 @@ void ZREcoVerb::runEffect(const float* inL, const float* inR, float* outL, float
     readDelays(block, &s, n);
     runBranches(block, &s, n);
     tapOutputs(block, &s, n);
-    for (int i = 0; i < n; ++i) {
-      const auto k = static_cast<std::size_t>(i);
-      outL[start + i] = (1.0F - block.mix) * s.dryL[k] + block.mix * s.wetL[k];
-      outR[start + i] = (1.0F - block.mix) * s.dryR[k] + block.mix * s.wetR[k];
-    }
+    effectKernels().mix(1.0F - block.mix, s.dryL.data(), block.mix, s.wetL.data(), outL + start, n);
+    effectKernels().mix(1.0F - block.mix, s.dryR.data(), block.mix, s.wetR.data(), outR + start, n);
     start += n;
   }
   watchForSleep(frames);

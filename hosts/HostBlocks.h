@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 #include "platform/NonBlocking.h"
@@ -25,10 +26,13 @@ void cutIntoBlocks(std::uint32_t frames, std::uint32_t blockFrames, Block&& bloc
   }
 }
 
-// Holds what is far beyond any useful level, and turns what is no number into silence. A plain loop without
-// calls, so that it becomes vector code.
+// Holds what is far beyond any useful level, and turns what is no number into silence. Plain loops without
+// calls, so that they become vector code; nearly always the first one finds nothing to hold.
 inline void holdLevel(float* samples, std::uint32_t count) noexcept MORV_NONBLOCKING {
   constexpr float kLimit = kGreatestHostSample;
+  int beyond = 0;
+  for (std::uint32_t i = 0; i < count; ++i) beyond |= static_cast<int>(!(std::fabs(samples[i]) <= kLimit));
+  if (beyond == 0) return;
   for (std::uint32_t i = 0; i < count; ++i) {
     const float sample = samples[i];
     const float below = sample < kLimit ? sample : (sample >= kLimit ? kLimit : 0.0F);

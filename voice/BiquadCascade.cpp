@@ -142,10 +142,20 @@ Pair roundedToFloats(Pair x) noexcept {
   return __builtin_convertvector(__builtin_convertvector(x, FloatPair), Pair);
 }
 
+// Chosen while the program loads, so that no block has to.
+const ThreeBiquadPairs kFastForm = avx2ThreeBiquadPairs();
+
 }  // namespace
 
 void runThreeBiquadPairs(const BiquadPair* pairs, const float* in1, const float* in2, float* out1,
                          float* out2, int frames) noexcept {
+  const int done = kFastForm != nullptr ? kFastForm(pairs, in1, in2, out1, out2, frames) : 0;
+  if (done == frames) return;
+  baselineThreeBiquadPairs(pairs, in1 + done, in2 + done, out1 + done, out2 + done, frames - done);
+}
+
+void baselineThreeBiquadPairs(const BiquadPair* pairs, const float* in1, const float* in2, float* out1,
+                              float* out2, int frames) noexcept {
   PairSection first(pairs[0]);
   PairSection second(pairs[1]);
   PairSection third(pairs[2]);

@@ -43,4 +43,12 @@ struct BiquadPair {
 void runThreeBiquadPairs(const BiquadPair* pairs, const float* in1, const float* in2, float* out1,
                          float* out2, int frames) noexcept MORV_NONBLOCKING;
 
+// Its forms: one for any x86-64, and one for AVX2, which gives the same bits, leaves up to seven frames at
+// the end to the other and returns how many it ran; null where the machine has no AVX2.
+using ThreeBiquadPairs = int (*)(const BiquadPair* pairs, const float* in1, const float* in2, float* out1,
+                                 float* out2, int frames) noexcept MORV_NONBLOCKING;
+void baselineThreeBiquadPairs(const BiquadPair* pairs, const float* in1, const float* in2, float* out1,
+                              float* out2, int frames) noexcept MORV_NONBLOCKING;
+ThreeBiquadPairs avx2ThreeBiquadPairs() noexcept MORV_NONBLOCKING;
+
 }  // namespace morv

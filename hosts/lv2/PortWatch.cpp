@@ -10,7 +10,10 @@ PortWatch::PortWatch(std::span<const ControlPort> ports)
       raw_(ports.size()),
       seen_(ports.size()),
       expected_(ports.size()) {
-  for (std::size_t i = 0; i < ports.size(); ++i) raw_[i] = seen_[i] = ports[i].defaultValue;
+  for (std::size_t i = 0; i < ports.size(); ++i) {
+    raw_[i] = seen_[i] = ports[i].defaultValue;
+    connected_[i] = &raw_[i];
+  }
 }
 
 std::optional<float> PortWatch::move(std::size_t port, float raw) noexcept {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -25,14 +27,20 @@ class PortWatch {
  public:
   // The ports outlive the watch; each is taken to be at its default.
   explicit PortWatch(std::span<const ControlPort> ports);
+  PortWatch(const PortWatch&) = delete;
+  PortWatch& operator=(const PortWatch&) = delete;
 
-  void connect(std::size_t port, const float* value) noexcept { connected_[port] = value; }
+  // Null for none.
+  void connect(std::size_t port, const float* value) noexcept {
+    connected_[port] = value != nullptr ? value : &raw_[port];
+  }
   // Calls `set` with the index and the value of each port that has moved. What is no number is no move; what
   // is out of range is held in it.
   template <typename Set>
   void collect(Set&& set) noexcept MORV_NONBLOCKING {
+    if (!mayHaveMoved()) return;
     for (std::size_t i = 0; i < connected_.size(); ++i) {
-      if (connected_[i] == nullptr || *connected_[i] == raw_[i]) continue;
+      if (*connected_[i] == raw_[i]) continue;
       if (const auto moved = move(i, *connected_[i])) set(i, *moved);
     }
   }
@@ -46,12 +54,24 @@ class PortWatch {
   float value(std::size_t port) const noexcept { return seen_[port]; }
 
  private:
+  // Whether any port holds other bits than before. Nearly always none does, so this looks at all of them
+  // without a branch.
+  bool mayHaveMoved() const noexcept MORV_NONBLOCKING {
+    const float* const* connected = connected_.data();
+    const float* raw = raw_.data();
+    const std::size_t count = connected_.size();
+    std::uint32_t difference = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+      difference |= std::bit_cast<std::uint32_t>(*connected[i]) ^ std::bit_cast<std::uint32_t>(raw[i]);
+    }
+    return difference != 0;
+  }
   std::optional<float> move(std::size_t port, float raw) noexcept MORV_NONBLOCKING;
 
   const std::span<const ControlPort> ports_;
-  std::vector<const float*> connected_;
-  std::vector<float> raw_;            // as the host gave them
-  std::vector<Relaxed<float>> seen_;  // as they count
+  std::vector<const float*> connected_;  // an unconnected one to its own `raw_`
+  std::vector<float> raw_;               // as the host gave them
+  std::vector<Relaxed<float>> seen_;     // as they count
   std::vector<std::optional<float>> expected_;
 };
 

@@ -121,6 +121,13 @@ TEST(DelayBlocks, ReadsBehindTheWriteIndexSkipWhatItsShorterCycleSkips) {
     float out[kDelayBlock];
     readBehindWriteIndex(uc, uc.writeIndex, 110, out, n);
     ASSERT_EQ(std::vector<float>(out, out + n), expected) << start;
+    float added[kDelayBlock];
+    std::fill_n(added, n, 0.5F);
+    addBehindWriteIndex(uc, uc.writeIndex, 110, -0.7F, added, n);
+    for (int i = 0; i < n; ++i) {
+      const float scaled = -0.7F * expected[static_cast<std::size_t>(i)];
+      ASSERT_EQ(added[i], 0.5F + scaled) << start + i;
+    }
     writeUniComb(&uc, in.data() + start, n);
     ASSERT_EQ(uc.writeIndex, walking.writeIndex);
     start += n;
@@ -194,6 +201,50 @@ TEST(DelayBlocks, TapsAreTakenBehindEachFramesWrite) {
           10.0F + 2.0F * allpassGetSampleWithDelay(&plain, 12.1F) - allpassGetSampleWithDelay(&plain, 300.7F);
       ASSERT_NEAR(taps[i], expected, 2e-5F) << start + i;
     }
+    start += n;
+  }
+}
+
+TEST(DelayBlocks, AWriteMayScaleWhatItStores) {
+  uniComb plain;
+  uniComb scaled;
+  initUniComb(&plain, 150);
+  initUniComb(&scaled, 150);
+  const std::vector<float> in = noise(3000, 12);
+  int number = 0;
+  for (int start = 0; start < 3000;) {
+    const int n = std::min(stretchAt(number++, 64), 3000 - start);
+    float x[kDelayBlock];
+    for (int i = 0; i < n; ++i) x[i] = 0.95F * in[static_cast<std::size_t>(start + i)];
+    writeUniComb(&plain, x, n);
+    writeUniComb(&scaled, 0.95F, in.data() + start, n);
+    ASSERT_TRUE(std::equal(plain.buffer.data(), plain.buffer.data() + 150, scaled.buffer.data())) << start;
+    ASSERT_EQ(plain.position, scaled.position);
+    ASSERT_EQ(plain.writeIndex, scaled.writeIndex);
+    start += n;
+  }
+}
+
+// Where a tap meets the end of its line the order of the sum is another one.
+TEST(DelayBlocks, SeveralTapsAreTheSumOfEach) {
+  constexpr float kSumRounding = 1e-6F;
+  ap one;
+  ap other;
+  initAP(&one, 400);
+  initAP(&other, 300);
+  const std::vector<float> in = noise(5000, 11);
+  int number = 0;
+  for (int start = 0; start < 5000;) {
+    const int n = std::min(stretchAt(number++, 64), 5000 - start);
+    float out[kDelayBlock];
+    runAPBlock(&one, in.data() + start, 0.1F, 0.5F, kRate, out, n);
+    runAPBlock(&other, in.data() + start, 0.1F, 0.5F, kRate, out, n);
+    const APTap taps[] = {{&one, 12.1F, 0.6F}, {&other, 150.7F, -0.6F}, {&one, 300.25F, 0.3F}};
+    float together[kDelayBlock] = {};
+    float apart[kDelayBlock] = {};
+    addAPTaps(taps, 3, together, n);
+    for (const APTap& tap : taps) addAPTap(*tap.line, tap.delaySamples, tap.gain, apart, n);
+    for (int k = 0; k < n; ++k) ASSERT_NEAR(together[k], apart[k], kSumRounding) << start + k;
     start += n;
   }
 }

@@ -36,6 +36,17 @@ TEST(HeldSettings, AnInputIsHeldFarAboveFullScaleAndNoNumberIsSilence) {
   EXPECT_EQ(heldInput(std::nanf("")), 0.0F);
 }
 
+TEST(HeldSettings, AStretchOfInputsIsHeldSampleBySample) {
+  const float some[] = {0.3F, -4.0F, 3e38F, kInfinity, -kInfinity, std::nanf(""), -1e6F, 1e6F};
+  for (int frames = 0; frames <= 64; ++frames) {
+    float in[64];
+    for (int k = 0; k < frames; ++k) in[k] = some[(k * 3) % 8];
+    float out[64];
+    heldInputs(in, out, frames);
+    for (int k = 0; k < frames; ++k) ASSERT_EQ(out[k], heldInput(in[k])) << k << " of " << frames;
+  }
+}
+
 TEST(HeldSettings, ACutoffStaysJustBelowHalfTheRate) {
   EXPECT_EQ(heldCutoff(1000.0F, 8000.0F), 1000.0F);
   EXPECT_FLOAT_EQ(heldCutoff(4000.0F, 8000.0F), 3992.0F);

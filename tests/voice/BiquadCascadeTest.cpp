@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "tests/voice/BiquadTesting.h"
@@ -77,6 +78,52 @@ TEST(BiquadCascade, AFilterWithCrossedBuffersRunsItsChannelsOneBehindTheOther) {
 
     EXPECT_EQ(b, once) << cutoffHz;
     EXPECT_EQ(a, twice) << cutoffHz;
+  }
+}
+
+// What all forms of the pass of three are held to: section by section, rounded to floats between them.
+TEST(BiquadCascade, EachFormOfThreePairsGivesTheBitsOfThreePasses) {
+  constexpr int kFrames = 700;
+  const ZRBiquadFilter settings[] = {ZRBiquadFilter(ZRBiquadType::highpass, 1, 1, 2, kRate),
+                                     ZRBiquadFilter(ZRBiquadType::highpass, 100, 1, 2, kRate),
+                                     ZRBiquadFilter(ZRBiquadType::lowpass, 15000, 1, 2, kRate)};
+  const auto in1 = makeNoise(kFrames, 1.0F, 1);
+  const auto in2 = makeNoise(kFrames, 0.3F, 2);
+  double plain[6][4] = {{0.1, 0.2, 0.3, 0.4}, {-0.5, 0.6, -0.7, 0.8}, {}, {0.3}, {}, {}};
+  double passes[6][4];
+  std::copy_n(&plain[0][0], 24, &passes[0][0]);
+  BiquadPair pairs[3];
+  for (int s = 0; s < 3; ++s) {
+    pairs[s] = {settings[s].coefficients().data(), plain[2 * s], plain[2 * s + 1]};
+  }
+  const auto baseline =
+      +[](const BiquadPair* p, const float* a, const float* b, float* c, float* d, int frames) noexcept {
+        baselineThreeBiquadPairs(p, a, b, c, d, frames);
+        return frames;
+      };
+  for (const ThreeBiquadPairs form : {ThreeBiquadPairs(baseline), avx2ThreeBiquadPairs()}) {
+    if (form == nullptr) continue;
+    int at = 0;
+    for (const int asked : {8, 9, 15, 16, 64, 65, 71, 72, 73, 128, 0, 5, 100}) {
+      std::vector<float> out1(in1.begin() + at, in1.begin() + at + asked);
+      std::vector<float> out2(in2.begin() + at, in2.begin() + at + asked);
+      const int frames = form(pairs, out1.data(), out2.data(), out1.data(), out2.data(), asked);
+      ASSERT_LE(asked - frames, 7);
+      ASSERT_LE(frames, asked);
+      std::vector<float> expected1(in1.begin() + at, in1.begin() + at + frames);
+      std::vector<float> expected2(in2.begin() + at, in2.begin() + at + frames);
+      for (int s = 0; s < 3; ++s) {
+        runBiquadCascade(pairs[s].coefficients, 1, passes[2 * s], expected1.data(), expected1.data(), frames);
+        runBiquadCascade(pairs[s].coefficients, 1, passes[2 * s + 1], expected2.data(), expected2.data(),
+                         frames);
+      }
+      out1.resize(expected1.size());
+      out2.resize(expected2.size());
+      ASSERT_EQ(out1, expected1) << asked;
+      ASSERT_EQ(out2, expected2) << asked;
+      for (int k = 0; k < 24; ++k) ASSERT_EQ((&plain[0][0])[k], (&passes[0][0])[k]) << asked << " " << k;
+      at += frames;
+    }
   }
 }
 
