@@ -99,8 +99,9 @@ bool ZRSEMFilter::holdsNumbers() const noexcept {
 void ZRSEMFilter::mendState() noexcept {
   if (!areNumbers(z1, z2)) z1 = z2 = 0;
   if (!areNumbers(z3, z4)) z3 = z4 = 0;
-  lastCutoff = -1.0F;
+  lastCutoff = -1.0F;  // so that the coefficients are worked out anew
   lastResonance = -1.0F;
+  for (double* coefficient : {&g, &alpha0, &alpha, &R, &rho}) mendNumber(*coefficient, 0.0);
   for (HeldFill* fill : {&alphaFill_, &alpha0Fill_, &rhoFill_, &modeFill_, &resonanceFill_}) fill->forget();
 }
 

@@ -83,15 +83,16 @@ void ZRTurboVoice::mendState(int frames) noexcept {
     const char* name;
     bool isSound;
   };
-  const Part parts[] = {{"filter", filter->holdsNumbers()},
-                        {"oscillator", waveOscillator->holdsNumbers()},
+  // In the order of the signal: what comes first is to blame for what comes behind.
+  const Part parts[] = {{"smoothing", ZRDSPVoice::holdsNumbers(frames) && areNumbers(smoothedPan)},
                         {"LFO", lfo->holdsNumbers()},
-                        {"amplitude envelope", ampEnvelope->holdsNumbers()},
-                        {"modulation envelope", modEnvelope->holdsNumbers()},
                         {"fade envelope", fadeEnvelope->holdsNumbers()},
+                        {"modulation envelope", modEnvelope->holdsNumbers()},
+                        {"amplitude envelope", ampEnvelope->holdsNumbers()},
+                        {"oscillator", waveOscillator->holdsNumbers()},
+                        {"filter", filter->holdsNumbers()},
                         {"drive", driveTone->holdsNumbers()},
-                        {"amplifier", outputAmp->holdsNumbers() && lfoAmp->holdsNumbers()},
-                        {"smoothing", ZRDSPVoice::holdsNumbers(frames) && areNumbers(smoothedPan)}};
+                        {"amplifier", outputAmp->holdsNumbers() && lfoAmp->holdsNumbers()}};
   recovered = "modulation";
   for (const Part& part : parts) {
     if (part.isSound) continue;
