@@ -63,6 +63,8 @@ void ZRDSPEffect::runEffect(const float* inL, const float* inR, float* outL, flo
                             float tempo) noexcept {
   const bool isIdle = _isIdle();
   recoveries_.pass(frames);
+  if (isUntold_) [[unlikely]]
+    tell();
   if (isForgetting_) [[unlikely]] {
     forgetSlice(frames);
     if (isIdle) return;
@@ -114,10 +116,17 @@ bool ZRDSPEffect::spoiltNumbers(const float* in, const float* out, int frames) c
 void ZRDSPEffect::beginForgetting() noexcept {
   isForgetting_ = true;
   forgotten_ = 0;
-  if (!recoveries_.count(sampleRate)) return;
-  DiagnosticRing::shared().postIntegersWord("[RECOVERY] %i: effect at %i Hz held what is no number: %s\n",
-                                            static_cast<std::int32_t>(recoveries_.total()),
-                                            truncatedInt(sampleRate), _diagnosticName());
+  if (recoveries_.count(sampleRate)) tell();
+}
+
+// An effect's own complaints may have filled the ring in this very block; it is then told later.
+void ZRDSPEffect::tell() noexcept {
+  DiagnosticRing& ring = DiagnosticRing::shared();
+  const std::uint64_t dropped = ring.dropped();
+  ring.postIntegersWord("[RECOVERY] %i: effect at %i Hz held what is no number: %s\n",
+                        static_cast<std::int32_t>(recoveries_.total()), truncatedInt(sampleRate),
+                        _diagnosticName());
+  isUntold_ = ring.dropped() != dropped;
 }
 
 void ZRDSPEffect::forgetSlice(int frames) noexcept {

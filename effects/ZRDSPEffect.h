@@ -82,6 +82,7 @@ class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
  private:
   bool spoiltNumbers(const float* in, const float* out, int frames) const noexcept MORV_NONBLOCKING;
   void beginForgetting() noexcept MORV_NONBLOCKING;
+  void tell() noexcept MORV_NONBLOCKING;
   void forgetSlice(int frames) noexcept MORV_NONBLOCKING;
   void letThrough(const float* in, float* out, int frames) const noexcept MORV_NONBLOCKING;
 
@@ -91,6 +92,7 @@ class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
   int framesUnwatched_ = 0;
   std::size_t forgotten_ = 0;  // floats of the memory that are emptied
   bool isForgetting_ = false;
+  bool isUntold_ = false;  // the ring had no room for it
 };
 
 }  // namespace morv

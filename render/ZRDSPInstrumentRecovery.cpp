@@ -21,15 +21,15 @@ std::uint32_t ZRDSPInstrument::recoveryCount() const noexcept {
   return count;
 }
 
-// The followers and counters that stand above the voices, ahead of a block.
+// The followers and counters that stand above the voices, ahead of a block. The length of an arpeggiator step
+// has no end at a tempo of 0.
 void ZRDSPInstrument::mendOwnState() noexcept {
-  if (areNumbers(smoothedVolume, slopValue, arpCounter, arpStepSamples, bendValue, currentBend)) [[likely]]
+  if (areNumbers(smoothedVolume, slopValue, arpCounter, bendValue, currentBend)) [[likely]]
     return;
   mendNumber(smoothedVolume, volume.value.load());
   mendNumber(smoothedVolume, 0.0F);
   mendNumber(slopValue, 0.0F);
   mendNumber(arpCounter, 0.0F);
-  mendNumber(arpStepSamples, 0.0F);
   mendNumber(bendValue, 0.0F);
   mendNumber(currentBend, 0.0F);
   if (!recoveries_.count(sampleRate)) return;
