@@ -2,6 +2,7 @@
 // mix, and at one voice after the other for what makes no sound of its own. Healthy state is only looked at.
 
 #include <algorithm>
+#include <limits>
 
 #include "platform/DiagnosticRing.h"
 #include "render/FiniteCheck.h"
@@ -21,15 +22,16 @@ std::uint32_t ZRDSPInstrument::recoveryCount() const noexcept {
   return count;
 }
 
-// The followers and counters that stand above the voices, ahead of a block. The length of an arpeggiator step
-// has no end at a tempo of 0.
+// The followers and counters that stand above the voices, ahead of a block. The arpeggiator's count may be
+// without end, as a step is at a tempo of 0.
 void ZRDSPInstrument::mendOwnState() noexcept {
-  if (areNumbers(smoothedVolume, slopValue, arpCounter, bendValue, currentBend)) [[likely]]
+  const bool counts = arpCounter > -std::numeric_limits<float>::infinity();
+  if (counts && areNumbers(smoothedVolume, slopValue, bendValue, currentBend)) [[likely]]
     return;
+  if (!counts) arpCounter = 0;
   mendNumber(smoothedVolume, volume.value.load());
   mendNumber(smoothedVolume, 0.0F);
   mendNumber(slopValue, 0.0F);
-  mendNumber(arpCounter, 0.0F);
   mendNumber(bendValue, 0.0F);
   mendNumber(currentBend, 0.0F);
   if (!recoveries_.count(sampleRate)) return;

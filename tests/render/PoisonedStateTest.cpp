@@ -227,7 +227,7 @@ TEST(PoisonedState, OfTheInstrumentItselfIsPutBack) {
     takeDiagnostics();
 
     engine.kernel.instrument->smoothedVolume = poison;
-    engine.kernel.instrument->arpCounter = poison;
+    engine.kernel.instrument->arpCounter = -std::numeric_limits<float>::infinity();
     EXPECT_TRUE(allFinite(engine.render(kRecoveryFrames)));
     twin.render(kRecoveryFrames);
 
