@@ -283,8 +283,8 @@ void ZRBasicChorus::watchForSleep(int frames) noexcept {
   quietFrames_ = isStill ? std::min(quietFrames_ + frames, delayL.size) : 0;
 }
 
-void ZRBasicChorus::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                              float tempo) noexcept {
+void ZRBasicChorus::_runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                               float tempo) noexcept {
   if (bypass.intValue() != 0) return;
   const float wantedHz = tempoSync ? timeDivisionToFrequency(4.0F, 4.0F, tempo) : chorusModFreq.value.load();
   const float frequencyHz = heldSetting(wantedHz, -sampleRate, sampleRate);

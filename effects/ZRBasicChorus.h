@@ -24,10 +24,9 @@ class ZRBasicChorus : public ZRDSPEffect {
 
   // Builds lines and filters anew for the rate in Hz and starts the followers over. Allocates.
   void prepare(float sampleRateHz, int blockSizeFrames) override;
-  using ZRDSPEffect::runEffect;
   // At most kMaxBlockFrames frames; the outputs may be the inputs. An input that is not a number counts as 0.
-  void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                 float tempo) noexcept MORV_NONBLOCKING override;
+  void _runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                  float tempo) noexcept MORV_NONBLOCKING override;
   // Does nothing.
   void reset() override {}
   void setRandomSeed(std::uint64_t seed) override;
@@ -54,6 +53,12 @@ class ZRBasicChorus : public ZRDSPEffect {
   float noiseR = 0;
   bool tempoSync = false;  // takes the swing from the tempo; nothing sets it
   bool preFilter = false;  // nothing reads it
+
+ protected:
+  const char* _diagnosticName() const noexcept MORV_NONBLOCKING override;
+  bool _holdsNumbers() const noexcept MORV_NONBLOCKING override;
+  void _forget(EffectMemory* memory) noexcept MORV_NONBLOCKING override;
+  float _dryGain() const noexcept MORV_NONBLOCKING override;
 
  private:
   // One stretch of samples on its way.

@@ -197,8 +197,8 @@ int ZRBasicDelay::_longestStretch() const noexcept {
   return delayBlockFor(least * sampleRate);
 }
 
-void ZRBasicDelay::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                             float tempo) noexcept {
+void ZRBasicDelay::_runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                              float tempo) noexcept {
   if (bypass.intValue() != 0) {
     if (needsReset) _beginErasing();
     needsReset = false;

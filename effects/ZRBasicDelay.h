@@ -20,12 +20,11 @@ class ZRBasicDelay : public ZRDSPEffect {
   // Builds the lines anew for the rate in Hz; the followers of the times keep the constructor's rate.
   // Allocates.
   void prepare(float sampleRateHz, int blockSizeFrames) override;
-  using ZRDSPEffect::runEffect;
   // At most kMaxBlockFrames frames; the outputs may be the inputs. Without a right input the right line takes
   // silence. A tempo that gives no finite time leaves synchronised times as they are. An input that is not a
   // number counts as 0.
-  void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                 float tempo) noexcept MORV_NONBLOCKING override;
+  void _runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                  float tempo) noexcept MORV_NONBLOCKING override;
   // Empties both lines.
   void reset() override;
 
@@ -43,6 +42,12 @@ class ZRBasicDelay : public ZRDSPEffect {
   float smoothing = 0;  // coefficient of these followers, per sample
   bool wasBypassed = false;
   bool needsReset = true;  // the next bypassed block empties the lines
+
+ protected:
+  const char* _diagnosticName() const noexcept MORV_NONBLOCKING override;
+  bool _holdsNumbers() const noexcept MORV_NONBLOCKING override;
+  void _forget(EffectMemory* memory) noexcept MORV_NONBLOCKING override;
+  float _dryGain() const noexcept MORV_NONBLOCKING override;
 
  private:
   struct Side;

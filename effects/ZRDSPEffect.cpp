@@ -1,8 +1,28 @@
 #include "effects/ZRDSPEffect.h"
 
-namespace morv {
+#include <algorithm>
+#include <cmath>
 
-ZRDSPEffect::ZRDSPEffect(float sampleRateHz) : ZRDSPEntity(sampleRateHz) {}
+#include "effects/EffectMemory.h"
+#include "effects/HeldSettings.h"
+#include "platform/DiagnosticRing.h"
+#include "render/BlockLimits.h"
+#include "render/FiniteCheck.h"
+
+namespace morv {
+namespace {
+
+// What the output does not show is looked at after so many frames.
+constexpr int kFramesPerLook = 512;
+// In which the memory is emptied, and so the bound of one block's part of it.
+constexpr float kForgettingSeconds = 0.04F;
+// Floats that any block empties at least.
+constexpr std::size_t kLeastSlice = 32768;
+
+}  // namespace
+
+ZRDSPEffect::ZRDSPEffect(float sampleRateHz)
+    : ZRDSPEntity(sampleRateHz), keptLeft_(kMaxBlockFrames), keptRight_(kMaxBlockFrames) {}
 
 ZRDSPEffect::~ZRDSPEffect() = default;
 
@@ -23,5 +43,107 @@ void ZRDSPEffect::resetTimeline(int /*mode*/) noexcept {}
 int ZRDSPEffect::latencyFrames() const noexcept { return 0; }
 
 void ZRDSPEffect::setRandomSeed(std::uint64_t /*seed*/) {}
+
+void ZRDSPEffect::_runEffect(const float* /*inL*/, const float* /*inR*/, float* /*outL*/, float* /*outR*/,
+                             int /*frames*/, float /*tempo*/) noexcept {}
+
+bool ZRDSPEffect::_isIdle() const noexcept { return bypass.intValue() != 0; }
+
+const char* ZRDSPEffect::_diagnosticName() const noexcept { return "effect"; }
+
+bool ZRDSPEffect::_holdsNumbers() const noexcept { return true; }
+
+void ZRDSPEffect::_forget(EffectMemory* /*memory*/) noexcept {}
+
+float ZRDSPEffect::_dryGain() const noexcept {
+  return 1.0F - heldSetting(mix.normalizedValue(), -kHeldMagnitude, kHeldMagnitude);
+}
+
+void ZRDSPEffect::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                            float tempo) noexcept {
+  const bool isIdle = _isIdle();
+  recoveries_.pass(frames);
+  if (isUntold_) [[unlikely]]
+    tell();
+  if (isForgetting_) [[unlikely]] {
+    forgetSlice(frames);
+    if (isIdle) return;
+    letThrough(inL, outL, frames);
+    letThrough(inR, outR, frames);
+    return;
+  }
+  if (isIdle) {
+    _runEffect(inL, inR, outL, outR, frames, tempo);
+    return;
+  }
+  const float* keptL = inL;
+  const float* keptR = inR;
+  if ((inL == outL || inR == outR || inL == outR || inR == outL) && frames <= kMaxBlockFrames) {
+    std::copy_n(inL, frames, keptLeft_.data());
+    keptL = keptLeft_.data();
+    if (inR != nullptr) {
+      std::copy_n(inR, frames, keptRight_.data());
+      keptR = keptRight_.data();
+    }
+  }
+  _runEffect(inL, inR, outL, outR, frames, tempo);
+  bool isSpoilt = false;
+  if (!areFinite(outL, outR, frames)) [[unlikely]] {
+    isSpoilt = spoiltNumbers(keptL, outL, frames) || spoiltNumbers(keptR, outR, frames);
+  }
+  framesUnwatched_ += frames;
+  if (framesUnwatched_ >= kFramesPerLook) {
+    framesUnwatched_ = 0;
+    isSpoilt = isSpoilt || !_holdsNumbers();
+  }
+  if (!isSpoilt) [[likely]]
+    return;
+  beginForgetting();
+  forgetSlice(frames);
+  letThrough(keptL, outL, frames);
+  letThrough(keptR, outR, frames);
+}
+
+// Whether something that is no number came out where a number went in. An input that is none is another's
+// fault, even if it comes out again.
+bool ZRDSPEffect::spoiltNumbers(const float* in, const float* out, int frames) const noexcept {
+  for (int i = 0; i < frames; ++i) {
+    if (!std::isfinite(out[i]) && (in == nullptr || std::isfinite(in[i]))) return true;
+  }
+  return false;
+}
+
+void ZRDSPEffect::beginForgetting() noexcept {
+  isForgetting_ = true;
+  forgotten_ = 0;
+  if (recoveries_.count(sampleRate)) tell();
+}
+
+// An effect's own complaints may have filled the ring in this very block; it is then told later.
+void ZRDSPEffect::tell() noexcept {
+  DiagnosticRing& ring = DiagnosticRing::shared();
+  const std::uint64_t dropped = ring.dropped();
+  ring.postIntegersWord("[RECOVERY] %i: effect at %i Hz held what is no number: %s\n",
+                        static_cast<std::int32_t>(recoveries_.total()), truncatedInt(sampleRate),
+                        _diagnosticName());
+  isUntold_ = ring.dropped() != dropped;
+}
+
+void ZRDSPEffect::forgetSlice(int frames) noexcept {
+  EffectMemory all(0, 0);
+  _forget(&all);
+  const float share = static_cast<float>(frames) / (kForgettingSeconds * sampleRate);
+  const auto floats = static_cast<float>(all.walked());
+  const auto slice = std::max(static_cast<std::size_t>(std::clamp(share, 0.0F, 1.0F) * floats), kLeastSlice);
+  EffectMemory memory(forgotten_, slice);
+  _forget(&memory);
+  forgotten_ += slice;
+  isForgetting_ = forgotten_ < all.walked();
+}
+
+void ZRDSPEffect::letThrough(const float* in, float* out, int frames) const noexcept {
+  const float gain = _dryGain();
+  for (int i = 0; i < frames; ++i) out[i] = in != nullptr ? gain * heldInput(in[i]) : 0.0F;
+}
 
 }  // namespace morv

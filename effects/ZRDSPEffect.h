@@ -1,17 +1,27 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 
 #include "platform/Export.h"
 #include "platform/NonBlocking.h"
+#include "platform/ZeroedFloats.h"
+#include "render/RecoveryCounter.h"
 #include "render/ZRDSPEntity.h"
 
 namespace morv {
 
+class EffectMemory;
+
 // Base of all effects: an entity that processes stereo blocks. An effect tests `bypass` first and leaves its
 // outputs alone while it is on. Construction and `prepare`: off the render thread; the rest: render thread.
+//
+// An effect whose memory holds what is no finite number would give it out for ever. Behind each block its
+// output is looked at, and now and then what its output does not show. If it made what is no number out of
+// numbers, it forgets all that it remembers and lets its input through as it would with an empty memory,
+// until that is done: up to 40 ms of sound and one block. A healthy effect is only looked at.
 class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
  public:
   explicit ZRDSPEffect(float sampleRateHz);
@@ -19,9 +29,10 @@ class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
 
   // Stores rate in Hz and block size in frames.
   virtual void prepare(float sampleRateHz, int blockSizeFrames);
-  // Overwrites `frames` samples of the outputs, which may be the inputs. `tempo` in beats per minute.
+  // Overwrites `frames` samples of the outputs, which may be the inputs. `tempo` in beats per minute. Here it
+  // runs `_runEffect` and recovers from state that is no number.
   virtual void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                         float tempo) noexcept MORV_NONBLOCKING = 0;
+                         float tempo) noexcept MORV_NONBLOCKING;
   // The form with a side chain does nothing here.
   virtual void runEffect(const float* inL, const float* inR, const float* sidechain, float* outL, float* outR,
                          int frames, float tempo) noexcept MORV_NONBLOCKING;
@@ -32,6 +43,10 @@ class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
   virtual void resetTimeline(int mode) noexcept MORV_NONBLOCKING;
   // Frames by which what passes it unchanged comes out late, in the next block with the present settings.
   virtual int latencyFrames() const noexcept MORV_NONBLOCKING;
+
+  // How often its state was found to be no number; each time is told the diagnostic ring, but for more than a
+  // few in a second. Any thread.
+  std::uint32_t recoveryCount() const noexcept MORV_NONBLOCKING { return recoveries_.total(); }
 
   // Reseeds whatever the effect draws at random. Not while rendering.
   virtual void setRandomSeed(std::uint64_t seed);
@@ -47,6 +62,37 @@ class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
   std::array<ZRDSPParameter, 6> spareParameters;
   std::array<std::function<void()>, 2> spareFunctions;
   std::array<int, 7> spareInts{};
+
+ protected:
+  // The effect itself; see the subclass.
+  virtual void _runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                          float tempo) noexcept MORV_NONBLOCKING;
+  // Whether it leaves its outputs alone at present: while `bypass` is on.
+  virtual bool _isIdle() const noexcept MORV_NONBLOCKING;
+  // What it is called in diagnostics, with static lifetime.
+  virtual const char* _diagnosticName() const noexcept MORV_NONBLOCKING;
+  // Whether the phases, followers and filters are finite that last from block to block. Cheap.
+  virtual bool _holdsNumbers() const noexcept MORV_NONBLOCKING;
+  // Walks the memory through all lines and empties filters; phases and followers that are numbers stay, the
+  // others go to their start or target. Settings and random draws go on.
+  virtual void _forget(EffectMemory* memory) noexcept MORV_NONBLOCKING;
+  // What of its input comes through while the memory is empty, as a factor.
+  virtual float _dryGain() const noexcept MORV_NONBLOCKING;
+
+ private:
+  bool spoiltNumbers(const float* in, const float* out, int frames) const noexcept MORV_NONBLOCKING;
+  void beginForgetting() noexcept MORV_NONBLOCKING;
+  void tell() noexcept MORV_NONBLOCKING;
+  void forgetSlice(int frames) noexcept MORV_NONBLOCKING;
+  void letThrough(const float* in, float* out, int frames) const noexcept MORV_NONBLOCKING;
+
+  RecoveryCounter recoveries_;
+  ZeroedFloats keptLeft_;  // the input where it is overwritten
+  ZeroedFloats keptRight_;
+  int framesUnwatched_ = 0;
+  std::size_t forgotten_ = 0;  // floats of the memory that are emptied
+  bool isForgetting_ = false;
+  bool isUntold_ = false;  // the ring had no room for it
 };
 
 }  // namespace morv

@@ -141,8 +141,8 @@ void ZRDigiDelay::_runStage(Stage stage, float* left, float* right, int frames) 
   if (stage != nullptr) (this->*stage)(left, right, frames);
 }
 
-void ZRDigiDelay::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                            float bpm) noexcept {
+void ZRDigiDelay::_runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                             float bpm) noexcept {
   if (bypass.intValue() != 0) return;
   tempo = bpm;
   _placeModulation();
@@ -165,7 +165,10 @@ void ZRDigiDelay::runEffect(const float* inL, const float* inR, float* outL, flo
     if (!delayBypass) _runStage(delayStage, left, right, n);
     _runStage(postMod, left, right, n);
     for (int i = 0; i < n; ++i) {
-      if (std::isnan(left[i])) left[i] = right[i] = 0.0F;
+      if (!isNumber(left[i], right[i])) {
+        gaveNoNumber_ |= !std::isnan(inL[start + i]) && !std::isnan(inR[start + i]);
+        if (std::isnan(left[i])) left[i] = right[i] = 0.0F;
+      }
       outL[start + i] = (1.0F - wet) * dryL[i] + wet * left[i];
       outR[start + i] = (1.0F - wet) * dryR[i] + wet * number(right[i]);
     }

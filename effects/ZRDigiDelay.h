@@ -42,12 +42,11 @@ class ZRDigiDelay : public ZRDSPEffect {
 
   // Stores rate in Hz and block size in frames, then resets.
   void prepare(float sampleRateHz, int blockSizeFrames) override;
-  using ZRDSPEffect::runEffect;
   // At most kMaxBlockFrames frames; the outputs may be the inputs. Does nothing while `bypass` is on. A
   // sample at or beyond 1.5 to either side counts as 0; one that is no number is 0 on the dry side and posts
   // "NaN!" where it meets the echo. A time that comes to no number posts "NAN TL\n" and stays where it was.
-  void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                 float bpm) noexcept MORV_NONBLOCKING override;
+  void _runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                  float bpm) noexcept MORV_NONBLOCKING override;
   // Makes the four lines anew for the rate. Filters, phases and followers go on. Allocates.
   void reset() override;
 
@@ -103,6 +102,12 @@ class ZRDigiDelay : public ZRDSPEffect {
   Stage delayStage = &ZRDigiDelay::doDelay;
   Stage postMod = &ZRDigiDelay::doMod;
 
+ protected:
+  const char* _diagnosticName() const noexcept MORV_NONBLOCKING override;
+  bool _holdsNumbers() const noexcept MORV_NONBLOCKING override;
+  void _forget(EffectMemory* memory) noexcept MORV_NONBLOCKING override;
+  float _dryGain() const noexcept MORV_NONBLOCKING override;
+
  private:
   // The lines' outputs saturate, what they hold does not: beyond 1 a feedback would grow without end.
   static constexpr float kGreatestLineFeedback = 1.0F;
@@ -123,6 +128,7 @@ class ZRDigiDelay : public ZRDSPEffect {
   template <typename Kernel>
   void _runMod(float* left, float* right, int frames, Kernel kernel) noexcept MORV_NONBLOCKING;
 
+  bool gaveNoNumber_ = false;                 // made of numbers
   std::array<float, kStretch> timesLeft_{};   // seconds
   std::array<float, kStretch> timesRight_{};  // seconds
   std::array<float, kStretch> feedbacks_{};

@@ -78,8 +78,8 @@ void ZRDigiPhaser::doAllpass(float* left, float* right) noexcept {
   *right = lastRight = r;
 }
 
-void ZRDigiPhaser::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                             float /*tempo*/) noexcept {
+void ZRDigiPhaser::_runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                              float /*tempo*/) noexcept {
   if (bypass.intValue() != 0) return;
   const float target = heldSetting(mix, -kHeldMagnitude, kHeldMagnitude);
   for (int i = 0; i < frames; ++i) {

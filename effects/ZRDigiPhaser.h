@@ -24,12 +24,11 @@ class ZRDigiPhaser : public ZRDSPEffect {
   explicit ZRDigiPhaser(float sampleRateHz);
   ~ZRDigiPhaser() override;
 
-  using ZRDSPEffect::runEffect;
   // At most kMaxBlockFrames frames; the outputs may be the inputs. Does nothing while `bypass` is on. An
   // input that is no number counts as 0 and, on the left, posts "NAN\n"; a left output beyond 1 to either
   // side posts "out of range sample: %f delay: %f\n".
-  void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                 float tempo) noexcept MORV_NONBLOCKING override;
+  void _runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                  float tempo) noexcept MORV_NONBLOCKING override;
   // Silences the lines and the feedback. The phase and the followers go on.
   void reset() override;
 
@@ -57,6 +56,12 @@ class ZRDigiPhaser : public ZRDSPEffect {
     std::array<tpt, 2> filters;          // nothing runs them
   };
   std::array<Channel, 2> channels;
+
+ protected:
+  const char* _diagnosticName() const noexcept MORV_NONBLOCKING override;
+  bool _holdsNumbers() const noexcept MORV_NONBLOCKING override;
+  void _forget(EffectMemory* memory) noexcept MORV_NONBLOCKING override;
+  float _dryGain() const noexcept MORV_NONBLOCKING override;
 };
 
 }  // namespace morv

@@ -228,8 +228,8 @@ void ZRDigiVerb::_mixOutputs(const Stretch& s, float* outL, float* outR, int fra
   }
 }
 
-void ZRDigiVerb::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                           float /*tempo*/) noexcept {
+void ZRDigiVerb::_runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                            float /*tempo*/) noexcept {
   if (bypass.intValue() != 0) return;
   const float gain = heldSetting(inputGain, -kHeldMagnitude, kHeldMagnitude);
   Stretch s;

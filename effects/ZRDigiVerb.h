@@ -51,12 +51,11 @@ class ZRDigiVerb : public ZRDSPEffect {
 
   // Stores rate in Hz and block size in frames, then resets.
   void prepare(float sampleRateHz, int blockSizeFrames) override;
-  using ZRDSPEffect::runEffect;
   // At most kMaxBlockFrames frames; the outputs may be the inputs. Does nothing while `bypass` is on. Modes 4
   // and 5 work on every other frame, counted from the block's start. An input that is not a number counts as
   // 0.
-  void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                 float tempo) noexcept MORV_NONBLOCKING override;
+  void _runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                  float tempo) noexcept MORV_NONBLOCKING override;
   // Makes all lines anew for the rate, and forgets what the filters at half rate and the spring's feedback
   // hold. Followers, phases and one-pole filters stay. Allocates.
   void reset() override;
@@ -144,6 +143,12 @@ class ZRDigiVerb : public ZRDSPEffect {
   tpt lowpassA, lowpassB, inputLowpass;
   std::array<tpt, 2> postFilter;
   tpt noiseFilter;
+
+ protected:
+  const char* _diagnosticName() const noexcept MORV_NONBLOCKING override;
+  bool _holdsNumbers() const noexcept MORV_NONBLOCKING override;
+  void _forget(EffectMemory* memory) noexcept MORV_NONBLOCKING override;
+  float _dryGain() const noexcept MORV_NONBLOCKING override;
 
  private:
   struct Mode;

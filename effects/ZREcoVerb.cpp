@@ -259,8 +259,8 @@ void ZREcoVerb::watchForSleep(int frames) noexcept {
   quietFrames_ = isStill ? std::min(quietFrames_ + frames, loopAP1.size) : 0;
 }
 
-void ZREcoVerb::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                          float /*tempo*/) noexcept {
+void ZREcoVerb::_runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                           float /*tempo*/) noexcept {
   if (bypass.intValue() != 0) return;
   const Block block = _settings();
   const float cutoffHz = kLeastCutoffHz + heldSetting(highpass.value, 0.0F, kHeldMagnitude) * kCutoffRangeHz;

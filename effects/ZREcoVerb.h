@@ -28,11 +28,10 @@ class ZREcoVerb : public ZRDSPEffect {
   explicit ZREcoVerb(float sampleRateHz);
   ~ZREcoVerb() override;
 
-  using ZRDSPEffect::runEffect;
   // At most kMaxBlockFrames frames; the outputs may be the inputs. Always crossfades, whatever `routing`.
   // An input that is not a number counts as 0.
-  void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                 float tempo) noexcept MORV_NONBLOCKING override;
+  void _runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                  float tempo) noexcept MORV_NONBLOCKING override;
   // Empties the tank; the diffusers keep what they hold.
   void reset() override;
 
@@ -51,6 +50,11 @@ class ZREcoVerb : public ZRDSPEffect {
   float damping = 0;  // of the loop's low-passes: 0 leaves them at 20 kHz
   tpt lowpassA, lowpassB;
   float phase = 0;  // radians
+
+ protected:
+  const char* _diagnosticName() const noexcept MORV_NONBLOCKING override;
+  bool _holdsNumbers() const noexcept MORV_NONBLOCKING override;
+  void _forget(EffectMemory* memory) noexcept MORV_NONBLOCKING override;
 
  private:
   // One stretch of samples on its way.

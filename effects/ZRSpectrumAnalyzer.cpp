@@ -78,8 +78,8 @@ void ZRSpectrumAnalyzer::setDataCallback(DataCallback callback, void* data) noex
   userData = data;
 }
 
-void ZRSpectrumAnalyzer::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                                   float /*tempo*/) noexcept {
+void ZRSpectrumAnalyzer::_runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                                    float /*tempo*/) noexcept {
   processBuffer(inL, frames);
   copyFrames(inL, outL, frames);
   copyFrames(inR, outR, frames);

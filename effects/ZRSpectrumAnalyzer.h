@@ -36,10 +36,9 @@ class ZRSpectrumAnalyzer : public ZRDSPEffect {
   // No callback is legal.
   void setDataCallback(DataCallback callback, void* data) noexcept;
 
-  using ZRDSPEffect::runEffect;
   // Any number of frames; the outputs may be the inputs. It does not look at `bypass`.
-  void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                 float tempo) noexcept MORV_NONBLOCKING override;
+  void _runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                  float tempo) noexcept MORV_NONBLOCKING override;
   // Takes as many samples as the window has room for, and analyses it once it is full.
   void processBuffer(const void* samples, int frames) noexcept MORV_NONBLOCKING;
   // Analyses what the window holds. A sample that is not a number counts as 0, one beyond 1e12 as that.

@@ -105,8 +105,8 @@ void ZRSpringVerb::_runTank(int number, float gain, int frames) noexcept {
   }
 }
 
-void ZRSpringVerb::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                             float /*tempo*/) noexcept {
+void ZRSpringVerb::_runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                              float /*tempo*/) noexcept {
   if (bypass.intValue() != 0 || truncatedInt(program.value.load()) != 0) return;
   const float w = held(mix);
   if (w == 0.0F) return;

@@ -30,12 +30,11 @@ class ZRSpringVerb : public ZRDSPEffect {
 
   // Stores rate in Hz and block size in frames, then resets.
   void prepare(float sampleRateHz, int blockSizeFrames) override;
-  using ZRDSPEffect::runEffect;
   // At most kMaxBlockFrames frames; the outputs may be the inputs. Leaves the outputs alone while `bypass` is
   // on, `mix` is 0 or `program` is not the spring; the tank then rests. An input that is no number counts as
   // 0.
-  void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                 float tempo) noexcept MORV_NONBLOCKING override;
+  void _runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                  float tempo) noexcept MORV_NONBLOCKING override;
   // Makes filters, lines and tanks anew for the rate. Allocates.
   void reset() override;
 
@@ -59,6 +58,12 @@ class ZRSpringVerb : public ZRDSPEffect {
   std::array<Tank, kTanks> tanks;
   std::unique_ptr<ZRBiquadFilter> allpassFilter;  // likewise
   std::array<ap, kAllpasses> allpasses;           // 1024 samples each
+
+ protected:
+  bool _isIdle() const noexcept MORV_NONBLOCKING override;
+  const char* _diagnosticName() const noexcept MORV_NONBLOCKING override;
+  bool _holdsNumbers() const noexcept MORV_NONBLOCKING override;
+  void _forget(EffectMemory* memory) noexcept MORV_NONBLOCKING override;
 
  private:
   void _runTank(int number, float gain, int frames) noexcept MORV_NONBLOCKING;

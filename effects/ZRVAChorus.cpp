@@ -176,8 +176,8 @@ void ZRVAChorus::stepModulation(float frequencyHz, Stretch* s) noexcept {
   }
 }
 
-void ZRVAChorus::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                           float tempo) noexcept {
+void ZRVAChorus::_runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                            float tempo) noexcept {
   if (bypass.intValue() != 0) return;
   const float wantedHz = tempoSynced ? timeDivisionToFrequency(4.0F, 4.0F, tempo) : modFreq.value.load();
   const float frequencyHz = heldSetting(wantedHz, -0.5F * sampleRate, 0.5F * sampleRate);

@@ -35,10 +35,9 @@ class ZRVAChorus : public ZRDSPEffect {
   // Restarts the noise of lines and modulation. Not while rendering.
   void setRandomSeed(std::uint64_t seed) override;
 
-  using ZRDSPEffect::runEffect;
   // At most kMaxBlockFrames frames; the outputs may be the inputs. An input that is not a number counts as 0.
-  void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                 float tempo) noexcept MORV_NONBLOCKING override;
+  void _runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                  float tempo) noexcept MORV_NONBLOCKING override;
 
   ZRDSPParameter program;     // ProgramValue; the range ends below kAnalog2
   ZRDSPParameter spread;      // percent
@@ -78,6 +77,11 @@ class ZRVAChorus : public ZRDSPEffect {
   float smoothedSpread = 0;
   float smoothedMix = 0;
   bool tempoSynced = false;  // takes the swing from the tempo; nothing sets it
+
+ protected:
+  const char* _diagnosticName() const noexcept MORV_NONBLOCKING override;
+  bool _holdsNumbers() const noexcept MORV_NONBLOCKING override;
+  void _forget(EffectMemory* memory) noexcept MORV_NONBLOCKING override;
 
  private:
   // Some frames on their way, and the modulation that goes with each.

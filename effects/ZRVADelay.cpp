@@ -212,8 +212,8 @@ int ZRVADelay::latencyFrames() const noexcept {
   return (BL8x + kOversampling + kOversampling) / (2 * kOversampling);
 }
 
-void ZRVADelay::runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                          float bpm) noexcept {
+void ZRVADelay::_runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                           float bpm) noexcept {
   if (oversampleChanged.load(std::memory_order_relaxed)) {
     // Cleared ahead of the look at the setting, so that one that comes meanwhile is seen by the next block.
     oversampleChanged.exchange(false, std::memory_order_acquire);

@@ -41,12 +41,11 @@ class ZRVADelay : public ZRDSPEffect {
   // A value for `oversample`, even the one it has, makes the next block rebuild the tape.
   void setParameterValueForAddress(int address, float value) noexcept MORV_NONBLOCKING override;
 
-  using ZRDSPEffect::runEffect;
   // At most kMaxBlockFrames frames; the outputs may be the inputs. With oversampling the output is about 43
   // frames late. An input that is not a number posts "NaN!" and counts as 0; a tempo that gives no finite
   // time leaves synchronised times where they stand.
-  void runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
-                 float bpm) noexcept MORV_NONBLOCKING override;
+  void _runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
+                  float bpm) noexcept MORV_NONBLOCKING override;
 
   // With oversampling, about half of the decimator's length.
   int latencyFrames() const noexcept MORV_NONBLOCKING override;
@@ -106,6 +105,12 @@ class ZRVADelay : public ZRDSPEffect {
   tpt spareFilter;
   // A band-pass at 1 kHz, likewise; without and with oversampling.
   const ZRBiquadFilter& bandpass() const noexcept { return *bandpasses_[oversampleFactor == 1 ? 0 : 1]; }
+
+ protected:
+  bool _isIdle() const noexcept MORV_NONBLOCKING override;
+  const char* _diagnosticName() const noexcept MORV_NONBLOCKING override;
+  bool _holdsNumbers() const noexcept MORV_NONBLOCKING override;
+  void _forget(EffectMemory* memory) noexcept MORV_NONBLOCKING override;
 
  private:
   struct Tape;

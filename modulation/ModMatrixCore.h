@@ -53,6 +53,7 @@ struct modMatrixRow {
   int source = 0;
   int destinationIndex = 0;         // address of the modulated parameter
   Relaxed<float> amount{0.0F};      // fixed scaling
+  float firstAmount = 0;            // that of construction
   ZRDSPParameter* depth = nullptr;  // the user's amount; owned by the first voice, may be none
   Relaxed<ZRDSPModMatrixTransform> transform{ZRDSPModMatrixTransform::plain};
   Relaxed<bool> active{false};

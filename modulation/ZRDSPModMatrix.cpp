@@ -113,6 +113,7 @@ modMatrixRow* ZRDSPModMatrix::addRow(const std::string& identifier, const std::s
   slot->destinationIndex = destination;
   slot->depth = depth;
   slot->amount = amount;
+  slot->firstAmount = amount;
   slot->transform = static_cast<ZRDSPModMatrixTransform>(transform);
   slot->isGlobal = isGlobal;
   slot->active = true;

@@ -152,6 +152,10 @@ class ZRDSPModMatrix {
     value = heldDestinations_[static_cast<std::size_t>(address)].value;
     return isHeld(address, frames);
   }
+  // Empties every source, and every destination below `addresses`, whose first `frames` samples are not all
+  // finite, forgets what was known to hold still, and gives a row whose amounts are no numbers the one that
+  // it began with and no second one. Returns whether it found anything.
+  bool mendState(int addresses, int frames) noexcept MORV_NONBLOCKING;
   // Whether any row feeds this destination. One that none feeds reads as zero unless its own module writes
   // it.
   bool isRouted(int address) const noexcept MORV_NONBLOCKING;

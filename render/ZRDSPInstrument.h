@@ -17,6 +17,7 @@
 #include "render/FixedList.h"
 #include "render/KeyedSlots.h"
 #include "render/NoteStateGuard.h"
+#include "render/RecoveryCounter.h"
 #include "render/SequencerLanes.h"
 #include "render/ZRDSPEntity.h"
 #include "voice/ZRBiquadFilter.h"
@@ -152,6 +153,11 @@ class ZRDSPInstrument : public ZRDSPEntity {
   void beginBlock() noexcept MORV_NONBLOCKING;
   void endBlock() noexcept MORV_NONBLOCKING;
 
+  // How often state that was no number was found, in voices, effects and the instrument itself, and put back;
+  // each time is told the diagnostic ring, but for more than a few in a second. Any thread, once the effects
+  // are added.
+  std::uint32_t recoveryCount() const noexcept MORV_NONBLOCKING;
+
   // Makes every random draw from here on a function of the seed. Not while rendering.
   void setRandomSeed(std::uint64_t seed);
 
@@ -276,10 +282,17 @@ class ZRDSPInstrument : public ZRDSPEntity {
   int prepareVoicesPoly() noexcept MORV_NONBLOCKING;
   int prepareVoicesUnison() noexcept MORV_NONBLOCKING;
   void runVoices(int frames) noexcept MORV_NONBLOCKING;
+  void mendOwnState() noexcept MORV_NONBLOCKING;
+  void watchVoices(int count, int frames) noexcept MORV_NONBLOCKING;
+  void mendMix(int count, int frames) noexcept MORV_NONBLOCKING;
+  void collectRecoveries(int count) noexcept MORV_NONBLOCKING;
   void saturateAndScale(float* left, float* right, int frames) noexcept MORV_NONBLOCKING;
 
   NoteStateGuard noteStateGuard_;
   std::vector<ZRDSPVoice*> bank_;  // the voices, for one call
+  RecoveryCounter recoveries_;     // of voices and of the instrument itself
+  int framesUnwatched_ = 0;
+  int watchedVoice_ = 0;  // looked at last
   Random random_;
   SequencerLanes sequencerLanes_;
   std::array<float, kMaxBlockFrames> mixLeft{};

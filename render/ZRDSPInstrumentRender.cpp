@@ -77,6 +77,7 @@ void ZRDSPInstrument::runVoices(int frames) noexcept {
     voice.timelinePosition = timelinePosition;
     voice.transportState = transportState;
   }
+  watchVoices(count, frames);
 }
 
 void ZRDSPInstrument::runInstrument(float* left, float* right, int frames, float blockTempo,
@@ -93,6 +94,7 @@ void ZRDSPInstrument::runInstrument(float* left, float* right, int frames, float
   std::fill_n(sendLeft.data(), frames, 0.0F);
   std::fill_n(sendRight.data(), frames, 0.0F);
   tempo = blockTempo;
+  mendOwnState();
   if (transportState == kTransportPlaying && seqEnabled.intValue() != 0) runSequencer(sampleTime);
   timelineSampleTime = sampleTime;
   if (arpEnabled.intValue() != 0) doArp(frames, truncatedInt(blockTempo));

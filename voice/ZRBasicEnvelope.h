@@ -38,6 +38,11 @@ class ZRBasicEnvelope : public ZRDSPEntity {
   // Writes the envelope over the buffer. The delay at the start of a gate is written as 0.
   void runAndApplyEnvelope(float* buffer, int frames, float tempo) noexcept MORV_NONBLOCKING;
 
+  // Whether all that lasts from block to block is finite, and to put back what is not. State, gate and time
+  // go on; `velocity` is that of the note, 0 to 1.
+  bool holdsNumbers() const noexcept MORV_NONBLOCKING;
+  void mendState(float velocity) noexcept MORV_NONBLOCKING;
+
   int envelopeMode = 0;     // 0: attack, decay, sustain, release; other: attack and decay only
   int envelopeCurve = 0;    // attack and decay only: 1 fourth power, 2 square root
   float attack = 0.01F;     // s

@@ -29,6 +29,11 @@ class ZRBiquadFilter : public ZRDSPFilter {
   void runFilter(const float* in1, const float* in2, float* out1, float* out2,
                  int frames) noexcept MORV_NONBLOCKING override;
 
+  // Whether delays and coefficients are finite, and to put back what is not: both channels' delays to silence
+  // together, the coefficients to those of the settings.
+  bool holdsNumbers() const noexcept MORV_NONBLOCKING;
+  void mendState() noexcept MORV_NONBLOCKING;
+
   // Three stereo filters of one section behind one another, with the same result as one `runFilter` behind
   // the other, in one pass while no coefficient is on its way. Outputs may be inputs.
   static void runThree(ZRBiquadFilter& first, ZRBiquadFilter& second, ZRBiquadFilter& third, const float* in1,

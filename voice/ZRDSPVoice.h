@@ -74,6 +74,18 @@ class ZRDSPVoice : public ZRDSPEntity {
   virtual void runGenerators(ZRDSPVoice* const* bank, int count, float* left, float* right, int frames,
                              float tempo) noexcept MORV_NONBLOCKING;
 
+  // How a voice gets rid of state that is no number, which would last for ever. Notes, gates and stages go
+  // on. Whether all that lasts from block to block is finite, as far as it is looked at in healthy operation.
+  // Cheap; `frames` are those of the last block.
+  virtual bool holdsNumbers(int frames) const noexcept MORV_NONBLOCKING;
+  // Whether what it played last is finite. A class that does not tell says so.
+  virtual bool playedNumbers(int frames) const noexcept MORV_NONBLOCKING;
+  // Puts everything that is not finite back to what a fresh voice holds or to where it was on its way, and
+  // counts it in `recoveries`. What it played last becomes silence if it was not finite.
+  virtual void mendState(int frames) noexcept MORV_NONBLOCKING;
+  // Adds once more what it played last.
+  virtual void addLastBlock(float* left, float* right, int frames) const noexcept MORV_NONBLOCKING;
+
   // Reseeds whatever the voice draws at random. Off the render thread.
   virtual void setRandomSeed(std::uint64_t seed);
 
@@ -111,6 +123,8 @@ class ZRDSPVoice : public ZRDSPEntity {
   float glidePhase = 0;             // progress of the portamento, 0 to 1
   float glideStartFrequency = 220;  // Hz
   float addedPitchbend = 0;         // Hz
+  int recoveries = 0;               // mended since the instrument last looked
+  const char* recovered = nullptr;  // what of it was no number; with static lifetime
 
  protected:
   int addressCounter;  // next free address for the derived class

@@ -36,6 +36,10 @@ class ZRSEMFilter : public ZRDSPFilter {
   // cutoff or resonance has changed.
   void _updateCoefficients(int sampleIndex) noexcept MORV_NONBLOCKING;
 
+  // Whether all that lasts from block to block is finite, and to put back what is not.
+  bool holdsNumbers() const noexcept MORV_NONBLOCKING;
+  void mendState() noexcept MORV_NONBLOCKING;
+
   float lastCutoff = -1.0F;  // limited inputs of the coefficients below; none at first
   float lastResonance = -1.0F;
   float z1 = 0;  // integrators of channel 1

@@ -298,6 +298,8 @@ void ZRTurboVoice::runRows(int frames, SeenRows* rows) noexcept {
 bool ZRTurboVoice::runSources(int frames, float tempo, SeenRows* rows) noexcept {
   ZRDSPVoice::runGenerator(nullptr, nullptr, frames, tempo);
   followControls(frames);
+  if (!waveOscillator->holdsPhases()) [[unlikely]]
+    mendState(frames);
   if (asleep_) sleepOn(frames);
   if (!active || asleep_ || frames == 0) return false;
   runToFilter(frames, tempo, rows, true);

@@ -44,6 +44,11 @@ class ZRTurboVoice : public ZRDSPVoice {
   // Filters up to eight voices side by side.
   void runGenerators(ZRDSPVoice* const* bank, int count, float* left, float* right, int frames,
                      float tempo) noexcept MORV_NONBLOCKING override;
+  bool holdsNumbers(int frames) const noexcept MORV_NONBLOCKING override;
+  bool playedNumbers(int frames) const noexcept MORV_NONBLOCKING override;
+  // A voice that slept is awake behind it, without playing anything again.
+  void mendState(int frames) noexcept MORV_NONBLOCKING override;
+  void addLastBlock(float* left, float* right, int frames) const noexcept MORV_NONBLOCKING override;
   void setRandomSeed(std::uint64_t seed) override;
   void setParameterValueForAddress(int address, float value) noexcept MORV_NONBLOCKING override;
 
@@ -122,6 +127,9 @@ class ZRTurboVoice : public ZRDSPVoice {
   SEMFilterLane laneFor(float* signal, int frames) noexcept MORV_NONBLOCKING;
   void runDriveTone(float* signal, int frames) noexcept MORV_NONBLOCKING;
   float firstDestinationSample(const ZRDSPParameter& parameter) const noexcept MORV_NONBLOCKING;
+
+  const float* lastBlock() const noexcept MORV_NONBLOCKING;
+  void mendSettings() noexcept MORV_NONBLOCKING;
 
   Rest presentRest(int frames, float tempo) const noexcept MORV_NONBLOCKING;
   bool isAtRest(int frames) const noexcept MORV_NONBLOCKING;

@@ -99,6 +99,11 @@ void ZRTurboVoice::wakeStirred(ZRDSPVoice* const* bank, int count, int frames, f
   for (int i = 0; i < count; ++i) {
     auto* voice = static_cast<ZRTurboVoice*>(bank[i]);
     if (!voice->isStirred(frames, tempo)) continue;
+    // What is no number would be carried over the sleep, and may take as long as the sleep to skip.
+    if (!voice->holdsNumbers(voice->rest_.frames)) {
+      voice->mendState(voice->rest_.frames);
+      continue;
+    }
     const bool fits =
         found < VoiceKernels::kLanes && (found == 0 || waking[0]->rest_.frames == voice->rest_.frames);
     if (!fits) {
@@ -112,6 +117,7 @@ void ZRTurboVoice::wakeStirred(ZRDSPVoice* const* bank, int count, int frames, f
 
 void ZRTurboVoice::wake() noexcept {
   ZRTurboVoice* self = this;
+  if (asleep_ && !holdsNumbers(rest_.frames)) mendState(rest_.frames);
   if (asleep_) replayTogether(&self, 1);
 }
 

@@ -38,6 +38,12 @@ class ZRVAAmp : public ZRDSPEntity {
   // offered.
   void setModMatrix(ZRDSPModMatrix* matrix);
 
+  // Whether all that lasts from block to block is finite, and to put back what is not.
+  bool holdsNumbers() const noexcept MORV_NONBLOCKING;
+  void mendState() noexcept MORV_NONBLOCKING;
+  // Adds `in` by the gains of the pan, as the last block did.
+  void addPanned(const float* in, float* left, float* right, int frames) const noexcept MORV_NONBLOCKING;
+
   ZRDSPParameter volume;      // percent
   ZRDSPParameter volumeR;     // percent
   ZRDSPParameter max;         // linear gain

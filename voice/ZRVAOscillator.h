@@ -56,6 +56,11 @@ class ZRVAOscillator : public ZRDSPOscillator {
   // frequency would, to the bit. The output smoother stands still. LFO mode, without a `wrapCallback`.
   void skip(std::int64_t frames, int blockFrames) noexcept MORV_NONBLOCKING;
 
+  // Whether all that lasts from block to block is finite, and to put back what is not: the phases to their
+  // start, the rest to what fits the phases.
+  bool holdsNumbers() const noexcept MORV_NONBLOCKING;
+  void mendState() noexcept MORV_NONBLOCKING;
+
   bool leavesUnreadRight = false;
   int pulseMode = 0;     // 0: the wave that oscWave names; 1: pulse of two saws, oscWave the second's gain
   bool bpmSync = false;  // oscFreq x 8 names a division of the tempo, from 4 bars (0) to a 64th (8)

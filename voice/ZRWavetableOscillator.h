@@ -9,6 +9,7 @@
 #include "platform/NonBlocking.h"
 #include "platform/Random.h"
 #include "render/BlockLimits.h"
+#include "render/FiniteCheck.h"
 #include "voice/VoiceKernels.h"
 #include "voice/WTOsc.h"
 #include "voice/WavetableSet.h"
@@ -59,6 +60,12 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
   void setNoise(const Random& noise) noexcept MORV_NONBLOCKING { random_ = noise; }
   // Whether pitch and phase hold still over the block, but for the settings.
   bool holdsPitch(int frames) const noexcept MORV_NONBLOCKING;
+
+  // Whether the phases are finite. A block must not begin with others: they are places in the tables.
+  bool holdsPhases() const noexcept MORV_NONBLOCKING { return areNumbers(phaseOne, phaseTwo, phaseThree); }
+  // Whether all that lasts from block to block is, and to put back what is not: phases to their start.
+  bool holdsNumbers() const noexcept MORV_NONBLOCKING;
+  void mendState() noexcept MORV_NONBLOCKING;
 
   // Fills a slot of `tables` with a wave and its copies and counts it; without a number of harmonics they
   // reach up to 10 kHz at the base table's pitch.

@@ -65,6 +65,7 @@ class Storm {
     result->mostVoices = std::max(result->mostVoices, kernel_.instrument->numActiveVoices());
     ++result->blocks;
     result->seconds = time_.mSampleTime / kRate;
+    result->recoveries = kernel_.instrument->recoveryCount();
   }
 
  private:

@@ -14,6 +14,7 @@ struct StormResult {
   float peak = 0;
   int mostVoices = 0;  // entries of the held-note map
   long arpeggiatedNotes = 0;
+  std::uint32_t recoveries = 0;  // from state that was no number
 };
 
 // Renders `seconds` of random MIDI of every type, random parameter events, those of the arpeggiator above

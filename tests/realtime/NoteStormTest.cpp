@@ -18,6 +18,7 @@ TEST_P(NoteStorm, KeepsEverySampleFiniteAndNeverAllocatesLocksOrWaits) {
 
   EXPECT_EQ(result.badSamples, 0) << "seed " << seed;
   EXPECT_EQ(result.trappedCalls, 0) << "seed " << seed << " last " << result.lastTrapped;
+  EXPECT_EQ(result.recoveries, 0U) << "seed " << seed;
   EXPECT_GT(result.peak, 0.01F) << "seed " << seed;
   EXPECT_GE(result.mostVoices, 4) << "seed " << seed;
   EXPECT_GT(result.arpeggiatedNotes, 10) << "seed " << seed;

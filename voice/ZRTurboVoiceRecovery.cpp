@@ -1,0 +1,125 @@
+// How a voice gets rid of state that is no number.
+
+#include "render/FiniteCheck.h"
+#include "voice/TurboVoiceParameterTable.h"
+#include "voice/ZRTurboVoice.h"
+
+namespace morv {
+
+bool ZRDSPVoice::holdsNumbers(int /*frames*/) const noexcept {
+  return areNumbers(noteFrequency, pressure, slide, velocity, pitchbendDelta, modWheelValue, panTarget,
+                    smoothedPitchbend, smoothedPressure, smoothedSlide, smoothedGate, smoothedVelocity,
+                    glidePhase, glideStartFrequency, addedPitchbend, detuneOffset);
+}
+
+bool ZRDSPVoice::playedNumbers(int /*frames*/) const noexcept { return true; }
+
+// Followers go on from their targets.
+void ZRDSPVoice::mendState(int /*frames*/) noexcept {
+  ++recoveries;
+  mendNumber(noteFrequency, frequencyForNote(note));
+  mendNumber(pressure, 0.0F);
+  mendNumber(slide, 0.0F);
+  mendNumber(velocity, 0.0F);
+  mendNumber(pitchbendDelta, 0.0F);
+  mendNumber(addedPitchbend, 0.0F);
+  mendNumber(modWheelValue, 0.0F);
+  mendNumber(panTarget, 0.0F);
+  mendNumber(detuneOffset, 0.0F);
+  mendNumber(smoothedPitchbend, pitchbendDelta + addedPitchbend);
+  mendNumber(smoothedPressure, pressure);
+  mendNumber(smoothedSlide, slide);
+  mendNumber(smoothedGate, static_cast<float>(gate));
+  mendNumber(smoothedVelocity, velocity);
+  mendNumber(glidePhase, 0.0F);
+  mendNumber(glideStartFrequency, noteFrequency);
+}
+
+void ZRDSPVoice::addLastBlock(float* /*left*/, float* /*right*/, int /*frames*/) const noexcept {}
+
+// What plays last stands in the oscillator's source.
+const float* ZRTurboVoice::lastBlock() const noexcept {
+  return modMatrix->readSource(waveOscillator->outputSourceLeft);
+}
+
+// Pitch and width are looked at in their buffers: what is no number there is replaced on its way, and nobody
+// hears that it was.
+bool ZRTurboVoice::holdsNumbers(int frames) const noexcept {
+  const auto first = [this](const ZRDSPParameter& parameter) { return firstDestinationSample(parameter); };
+  if (!ZRDSPVoice::holdsNumbers(frames) || !waveOscillator->holdsNumbers() || !filter->holdsNumbers() ||
+      !lfo->holdsNumbers() || !ampEnvelope->holdsNumbers() || !modEnvelope->holdsNumbers() ||
+      !fadeEnvelope->holdsNumbers() || !outputAmp->holdsNumbers() || !lfoAmp->holdsNumbers() ||
+      !driveTone->holdsNumbers()) {
+    return false;
+  }
+  for (const ZRDSPParameter* pitch : {&waveOscillator->oscFreq, &waveOscillator->oscCents,
+                                      &waveOscillator->oscPulsewidth, &lfo->oscFreq, &lfo->oscCents}) {
+    if (!areFinite(modMatrix->readDestination(pitch->address), frames)) return false;
+  }
+  return areNumbers(smoothedPan, first(waveOscillator->oscOctave), first(waveOscillator->oscSemitones),
+                    first(lfo->oscOctave), first(lfo->oscSemitones), first(lfo->oscWave), lastDetune_,
+                    static_cast<float>(sleptDetune_), longestMemory_);
+}
+
+bool ZRTurboVoice::playedNumbers(int frames) const noexcept {
+  return !active || asleep_ || (areFinite(lastBlock(), frames) && outputAmp->holdsNumbers());
+}
+
+void ZRTurboVoice::addLastBlock(float* left, float* right, int frames) const noexcept {
+  if (active && !asleep_) outputAmp->addPanned(lastBlock(), left, right, frames);
+}
+
+// A setting that is no number would make new state of its kind in each block.
+void ZRTurboVoice::mendSettings() noexcept {
+  for (const TurboVoiceParameterRow& parameter : kTurboVoiceParameters) {
+    ZRDSPParameter& setting = this->*parameter.member;
+    if (!areNumbers(setting.value.load())) setting = parameter.row.defaultValue;
+  }
+  if (!areNumbers(portamentoTime.value.load())) portamentoTime = 0.0F;
+}
+
+void ZRTurboVoice::mendState(int frames) noexcept {
+  struct Part {
+    const char* name;
+    bool isSound;
+  };
+  // In the order of the signal: what comes first is to blame for what comes behind.
+  const Part parts[] = {{"smoothing", ZRDSPVoice::holdsNumbers(frames) && areNumbers(smoothedPan)},
+                        {"LFO", lfo->holdsNumbers()},
+                        {"fade envelope", fadeEnvelope->holdsNumbers()},
+                        {"modulation envelope", modEnvelope->holdsNumbers()},
+                        {"amplitude envelope", ampEnvelope->holdsNumbers()},
+                        {"oscillator", waveOscillator->holdsNumbers()},
+                        {"filter", filter->holdsNumbers()},
+                        {"drive", driveTone->holdsNumbers()},
+                        {"amplifier", outputAmp->holdsNumbers() && lfoAmp->holdsNumbers()}};
+  recovered = "modulation";
+  for (const Part& part : parts) {
+    if (part.isSound) continue;
+    recovered = part.name;
+    break;
+  }
+  ZRDSPVoice::mendState(frames);
+  mendSettings();
+  const float v = velocity / 127.0F;
+  mendNumber(smoothedPan, panTarget);
+  filter->mendState();
+  waveOscillator->mendState();
+  lfo->mendState();
+  ampEnvelope->mendState(v);
+  modEnvelope->mendState(v);
+  fadeEnvelope->mendState(1.0F);
+  driveTone->mendState();
+  outputAmp->mendState();
+  lfoAmp->mendState();
+  modMatrix->mendState(addressCounter, frames);
+  if (asleep_ && lfoRestarts_) lfo->resetPhase();
+  asleep_ = false;
+  lfoRestarts_ = false;
+  quietFrames_ = 0;
+  longestMemory_ = 0;
+  sleptDetune_ = 0;
+  lastDetune_ = 0;
+}
+
+}  // namespace morv
