@@ -102,7 +102,6 @@ void ZRSEMFilter::mendState() noexcept {
   lastCutoff = -1.0F;  // so that the coefficients are worked out anew
   lastResonance = -1.0F;
   for (double* coefficient : {&g, &alpha0, &alpha, &R, &rho}) mendNumber(*coefficient, 0.0);
-  for (HeldFill* fill : {&alphaFill_, &alpha0Fill_, &rhoFill_, &modeFill_, &resonanceFill_}) fill->forget();
 }
 
 bool ZRBiquadFilter::holdsNumbers() const noexcept {
