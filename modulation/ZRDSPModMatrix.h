@@ -143,7 +143,7 @@ class ZRDSPModMatrix {
     return address >= 0 && address < kMaxModRows &&
            heldDestinations_[static_cast<std::size_t>(address)].frames >= frames;
   }
-  // The same, with the value.
+  // The same, with the value; one that is clear holds zeros.
   bool isHeld(int address, int frames, float& value) const noexcept MORV_NONBLOCKING {
     if (isClear(address)) {
       value = 0.0F;

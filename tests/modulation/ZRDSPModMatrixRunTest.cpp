@@ -263,6 +263,34 @@ TEST_F(ZRDSPModMatrixRun, DestinationsWithoutRowsKeepWhatTheirModuleWrote) {
   EXPECT_EQ(matrix.destinationBuffer(kTarget + 1)[0], 0.5F);
 }
 
+TEST_F(ZRDSPModMatrixRun, ADestinationThatAModuleHoldsIsFilledAndKnownUntilSomebodyWritesIt) {
+  float value = 5.0F;
+  EXPECT_TRUE(matrix.isHeld(kTarget, kFrames, value));
+  EXPECT_EQ(value, 0.0F);
+
+  matrix.holdDestination(kTarget, 0.25F, kFrames);
+
+  for (int i = 0; i < kFrames; ++i) EXPECT_EQ(matrix.readDestination(kTarget)[i], 0.25F);
+  EXPECT_TRUE(matrix.isHeld(kTarget, kFrames, value));
+  EXPECT_EQ(value, 0.25F);
+  EXPECT_FALSE(matrix.isHeld(kTarget, kFrames + 1, value));
+  matrix.destinationBuffer(kTarget)[3] = 1.0F;
+  EXPECT_FALSE(matrix.isHeld(kTarget, kFrames, value));
+}
+
+TEST_F(ZRDSPModMatrixRun, ARowAtDepthZeroClearsWhatAModuleHoldsInItsDestination) {
+  matrix.addRow(2, kTarget, &depths[0], 1, 0);
+  depths[0] = 0.0F;
+  fillSource(2, 1.0F);
+  for (const float held : {0.25F, -3.0F, std::numeric_limits<float>::quiet_NaN(), 0.0F}) {
+    matrix.holdDestination(kTarget, held, kFrames);
+
+    matrix.runMatrix(kFrames);
+
+    for (int i = 0; i < kFrames; ++i) EXPECT_EQ(matrix.readDestination(kTarget)[i], 0.0F) << held;
+  }
+}
+
 TEST_F(ZRDSPModMatrixRun, InactiveRowsNeitherClearNorAdd) {
   modMatrixRow* row = matrix.addRow("a", 2, kTarget, depths.data(), 1, 0, false);
   modMatrixRow* global = matrix.addRow("g", 2, kTarget, depths.data(), 1, 0, true);
