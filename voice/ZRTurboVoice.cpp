@@ -187,9 +187,13 @@ float ZRTurboVoice::firstDestinationSample(const ZRDSPParameter& parameter) cons
 // Control work, once per block, also while the voice is silent. The pan's coefficient is meant per sample and
 // applied per block, so the pan settles slowly. Squares give the times their fine control near zero: up to 4
 // s of attack, 6.25 s of decay, 12.25 s and 20.25 s of release.
+void ZRTurboVoice::followPan() noexcept {
+  smoothedPan = panSmoothing * (smoothedPan - panTarget) + panTarget;
+}
+
 void ZRTurboVoice::followControls(int frames) noexcept {
   if (blockSize != frames) blockSize = frames;
-  smoothedPan = panSmoothing * (smoothedPan - panTarget) + panTarget;
+  followPan();
 
   // The fade row works only while no other row feeds the LFO amplifier's volume.
   const float fadeIn = lfoFadeIn.value;
@@ -296,12 +300,15 @@ void ZRTurboVoice::runRows(int frames, SeenRows* rows) noexcept {
 
 // Everything ahead of the filter. Returns whether the voice sounds at all.
 bool ZRTurboVoice::runSources(int frames, float tempo, SeenRows* rows) noexcept {
+  if (asleep_) {
+    sleepOn(frames);
+    return false;
+  }
   ZRDSPVoice::runGenerator(nullptr, nullptr, frames, tempo);
   followControls(frames);
   if (!waveOscillator->holdsPhases()) [[unlikely]]
     mendState(frames);
-  if (asleep_) sleepOn(frames);
-  if (!active || asleep_ || frames == 0) return false;
+  if (!active || frames == 0) return false;
   runToFilter(frames, tempo, rows, true);
   return true;
 }

@@ -116,6 +116,7 @@ class ZRTurboVoice : public ZRDSPVoice {
   void makeRows();
   void leaveOutUnreadRows();
   void gateEnvelopes(int newGate, int newVelocity) noexcept MORV_NONBLOCKING;
+  void followPan() noexcept MORV_NONBLOCKING;
   void followControls(int frames) noexcept MORV_NONBLOCKING;
   void runRows(int frames, SeenRows* rows) noexcept MORV_NONBLOCKING;
   bool runSources(int frames, float tempo, SeenRows* rows) noexcept MORV_NONBLOCKING;

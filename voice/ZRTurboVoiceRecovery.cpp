@@ -42,8 +42,8 @@ const float* ZRTurboVoice::lastBlock() const noexcept {
   return modMatrix->readSource(waveOscillator->outputSourceLeft);
 }
 
-// Pitch and width are looked at in their buffers: what is no number there is replaced on its way, and nobody
-// hears that it was.
+// Pitch and width of a voice that plays are looked at in their buffers: what is no number there is replaced
+// on its way, and nobody hears that it was.
 bool ZRTurboVoice::holdsNumbers(int frames) const noexcept {
   const auto first = [this](const ZRDSPParameter& parameter) { return firstDestinationSample(parameter); };
   if (!ZRDSPVoice::holdsNumbers(frames) || !waveOscillator->holdsNumbers() || !filter->holdsNumbers() ||
@@ -52,13 +52,14 @@ bool ZRTurboVoice::holdsNumbers(int frames) const noexcept {
       !driveTone->holdsNumbers()) {
     return false;
   }
+  if (!areNumbers(smoothedPan, lastDetune_, static_cast<float>(sleptDetune_), longestMemory_)) return false;
+  if (!active || asleep_) return true;
   for (const ZRDSPParameter* pitch : {&waveOscillator->oscFreq, &waveOscillator->oscCents,
                                       &waveOscillator->oscPulsewidth, &lfo->oscFreq, &lfo->oscCents}) {
     if (!areFinite(modMatrix->readDestination(pitch->address), frames)) return false;
   }
-  return areNumbers(smoothedPan, first(waveOscillator->oscOctave), first(waveOscillator->oscSemitones),
-                    first(lfo->oscOctave), first(lfo->oscSemitones), first(lfo->oscWave), lastDetune_,
-                    static_cast<float>(sleptDetune_), longestMemory_);
+  return areNumbers(first(waveOscillator->oscOctave), first(waveOscillator->oscSemitones),
+                    first(lfo->oscOctave), first(lfo->oscSemitones), first(lfo->oscWave));
 }
 
 bool ZRTurboVoice::playedNumbers(int frames) const noexcept {

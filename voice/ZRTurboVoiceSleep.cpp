@@ -80,7 +80,9 @@ void ZRTurboVoice::watchForSleep(int frames, float tempo) noexcept {
   asleep_ = true;
 }
 
+// Of what each block begins with only the pan can move: whatever else does has stirred the voice.
 void ZRTurboVoice::sleepOn(int frames) noexcept {
+  followPan();
   if (frames == 0) return;
   sleptFrames_ += frames;
   sleptDetune_ += static_cast<double>(detuneOffset) * frames;
