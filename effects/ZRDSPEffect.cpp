@@ -21,8 +21,7 @@ constexpr std::size_t kLeastSlice = 32768;
 
 }  // namespace
 
-ZRDSPEffect::ZRDSPEffect(float sampleRateHz)
-    : ZRDSPEntity(sampleRateHz), keptLeft_(kMaxBlockFrames), keptRight_(kMaxBlockFrames) {}
+ZRDSPEffect::ZRDSPEffect(float sampleRateHz) : ZRDSPEntity(sampleRateHz) {}
 
 ZRDSPEffect::~ZRDSPEffect() = default;
 
@@ -76,17 +75,11 @@ void ZRDSPEffect::runEffect(const float* inL, const float* inR, float* outL, flo
     _runEffect(inL, inR, outL, outR, frames, tempo);
     return;
   }
-  const float* keptL = inL;
-  const float* keptR = inR;
-  if ((inL == outL || inR == outR || inL == outR || inR == outL) && frames <= kMaxBlockFrames) {
-    std::copy_n(inL, frames, keptLeft_.data());
-    keptL = keptLeft_.data();
-    if (inR != nullptr) {
-      std::copy_n(inR, frames, keptRight_.data());
-      keptR = keptRight_.data();
-    }
-  }
   _runEffect(inL, inR, outL, outR, frames, tempo);
+  // In place what went in is gone.
+  const auto kept = [outL, outR](const float* in) { return in != outL && in != outR ? in : nullptr; };
+  const float* keptL = kept(inL);
+  const float* keptR = kept(inR);
   bool isSpoilt = false;
   if (!areFinite(outL, outR, frames)) [[unlikely]] {
     isSpoilt = spoiltNumbers(keptL, outL, frames) || spoiltNumbers(keptR, outR, frames);

@@ -7,7 +7,6 @@
 
 #include "platform/Export.h"
 #include "platform/NonBlocking.h"
-#include "platform/ZeroedFloats.h"
 #include "render/RecoveryCounter.h"
 #include "render/ZRDSPEntity.h"
 
@@ -21,7 +20,8 @@ class EffectMemory;
 // An effect whose memory holds what is no finite number would give it out for ever. Behind each block its
 // output is looked at, and now and then what its output does not show. If it made what is no number out of
 // numbers, it forgets all that it remembers and lets its input through as it would with an empty memory,
-// until that is done: up to 40 ms of sound and one block. A healthy effect is only looked at.
+// until that is done: up to 40 ms of sound and one block. In place the block in which it is found is silent,
+// and what comes out counts as its own. A healthy effect is only looked at.
 class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
  public:
   explicit ZRDSPEffect(float sampleRateHz);
@@ -87,8 +87,6 @@ class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
   void letThrough(const float* in, float* out, int frames) const noexcept MORV_NONBLOCKING;
 
   RecoveryCounter recoveries_;
-  ZeroedFloats keptLeft_;  // the input where it is overwritten
-  ZeroedFloats keptRight_;
   int framesUnwatched_ = 0;
   std::size_t forgotten_ = 0;  // floats of the memory that are emptied
   bool isForgetting_ = false;

@@ -216,18 +216,41 @@ INSTANTIATE_TEST_SUITE_P(Places, PoisonedEffect,
                                             ::testing::Values(64, 4096)),
                          caseName);
 
-TEST(PoisonedEffect, LetsItsInputThroughInTheBlockInWhichItIsFoundAlsoInPlace) {
+TEST(PoisonedEffect, LetsItsInputThroughFromTheBlockOnInWhichItIsFound) {
+  const auto effect = makeEffect("ecoverb", static_cast<double>(kRate));
+  effect->mix = 25.0F;
+  const std::vector<float> inLeft(64, 0.5F);
+  const std::vector<float> inRight(64, -0.5F);
+  std::vector<float> left(64);
+  std::vector<float> right(64);
+  effect->runEffect(inLeft.data(), inRight.data(), left.data(), right.data(), 64, 120.0F);
+  fill(as<ZREcoVerb>(*effect).loopAP3, kPoisons[0]);
+
+  effect->runEffect(inLeft.data(), inRight.data(), left.data(), right.data(), 64, 120.0F);
+
+  EXPECT_EQ(left, std::vector<float>(64, 0.375F));
+  EXPECT_EQ(right, std::vector<float>(64, -0.375F));
+}
+
+// The input is gone when the output is looked at.
+TEST(PoisonedEffect, IsSilentInPlaceInTheBlockInWhichItIsFoundAndLetsItsInputThroughBehindIt) {
   const auto effect = makeEffect("ecoverb", static_cast<double>(kRate));
   effect->mix = 25.0F;
   std::vector<float> left(64, 0.5F);
   std::vector<float> right(64, -0.5F);
-  effect->runEffect(left.data(), right.data(), left.data(), right.data(), 64, 120.0F);
+  const auto run = [&] {
+    std::fill(left.begin(), left.end(), 0.5F);
+    std::fill(right.begin(), right.end(), -0.5F);
+    effect->runEffect(left.data(), right.data(), left.data(), right.data(), 64, 120.0F);
+  };
+  run();
   fill(as<ZREcoVerb>(*effect).loopAP3, kPoisons[0]);
 
-  std::fill(left.begin(), left.end(), 0.5F);
-  std::fill(right.begin(), right.end(), -0.5F);
-  effect->runEffect(left.data(), right.data(), left.data(), right.data(), 64, 120.0F);
+  run();
+  EXPECT_EQ(left, std::vector<float>(64));
+  EXPECT_EQ(right, std::vector<float>(64));
 
+  run();
   EXPECT_EQ(left, std::vector<float>(64, 0.375F));
   EXPECT_EQ(right, std::vector<float>(64, -0.375F));
 }
