@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <numbers>
 
-#include "render/BlockLimits.h"
 #include "voice/Uniform.h"
 
 namespace morv {
@@ -24,16 +23,6 @@ float limitResonance(float r) noexcept {
 
 float sampleOf(const float* modulation, int i) noexcept {
   return modulation != nullptr ? modulation[i] : 0.0F;
-}
-
-// The wanted value of every sample: base plus modulation, limited.
-template <float (*kLimit)(float) noexcept>
-void fillLimited(float base, const float* modulation, float* out, int frames) noexcept {
-  if (modulation == nullptr) {
-    std::fill_n(out, frames, kLimit(base));
-    return;
-  }
-  for (int i = 0; i < frames; ++i) out[i] = kLimit(base + modulation[i]);
 }
 
 constexpr float kSilence = 0.0F;
@@ -63,11 +52,6 @@ ZRSEMFilter::ZRSEMFilter(float sampleRateHz, int* addressCounter)
       halfT(T / 2.0),
       twoOverT(2.0 / T),
       nyquist(static_cast<double>(sampleRateHz) / 2.0),
-      cutoffs_(kMaxBlockFrames),
-      resonances_(kMaxBlockFrames),
-      alphas_(kMaxBlockFrames),
-      alpha0s_(kMaxBlockFrames),
-      rhos_(kMaxBlockFrames),
       turnsScale_(static_cast<float>((nyquist - 2.0 * kLowestHz) * T)),
       turnsOffset_(static_cast<float>(kLowestHz * T)) {}
 
@@ -94,58 +78,6 @@ void ZRSEMFilter::_updateCoefficients(int sampleIndex) noexcept {
   const float r =
       limitResonance(filterResonance.value.load() + sampleOf(modulationOf(filterResonance), sampleIndex));
   if (c != lastCutoff || r != lastResonance) setCoefficients(c, r);
-}
-
-// Coefficients of every sample, or of the first alone where no modulation comes in. Returns whether they
-// vary.
-bool ZRSEMFilter::fillCoefficients(int frames) noexcept {
-  const float* cutoffModulation = modulationOf(filterCutoff);
-  const float* resonanceModulation = modulationOf(filterResonance);
-  const bool varies = cutoffModulation != nullptr || resonanceModulation != nullptr;
-  if (!varies) frames = std::min(frames, 1);
-  fillLimited<limitCutoff>(scaledCutoff(), cutoffModulation, cutoffs_.data(), frames);
-  fillLimited<limitResonance>(filterResonance.value, resonanceModulation, resonances_.data(), frames);
-  for (int i = 0; i < frames; ++i) {
-    const auto at = static_cast<std::size_t>(i);
-    if (cutoffs_[at] != lastCutoff || resonances_[at] != lastResonance)
-      setCoefficients(cutoffs_[at], resonances_[at]);
-    alphas_[at] = alpha;
-    alpha0s_[at] = alpha0;
-    rhos_[at] = rho;
-  }
-  return varies;
-}
-
-// A step of 0 holds a coefficient, the mode's modulation or the silent input at its first element.
-void ZRSEMFilter::runRecursion(const float* in1, const float* in2, float* out1, float* out2,
-                               int coefficientStep, int frames) noexcept {
-  const float mode = filterMode.value;
-  const float* modeModulation = modulationOf(filterMode);
-  const std::ptrdiff_t modeStep = modeModulation != nullptr ? 1 : 0;
-  if (modeModulation == nullptr) modeModulation = &kSilence;
-  const std::ptrdiff_t in2Step = in2 != nullptr ? 1 : 0;
-  if (in2 == nullptr) in2 = &kSilence;
-  const double* alphas = alphas_.data();
-  const double* alpha0s = alpha0s_.data();
-  const double* rhos = rhos_.data();
-  float s1 = z1;
-  float s2 = z2;
-  float s3 = z3;
-  float s4 = z4;
-  for (std::ptrdiff_t i = 0; i < frames; ++i) {
-    const std::ptrdiff_t at = i * coefficientStep;
-    const float x1 = in1[i];
-    const float x2 = in2[i * in2Step];
-    const float m = mode + modeModulation[i * modeStep];
-    const float y1 = stepChannel(alphas[at], alpha0s[at], rhos[at], x1, m, s1, s2);
-    const float y2 = stepChannel(alphas[at], alpha0s[at], rhos[at], x2, m, s3, s4);
-    out1[i] = y1;
-    out2[i] = y2;
-  }
-  z1 = s1;
-  z2 = s2;
-  z3 = s3;
-  z4 = s4;
 }
 
 // The poles lie at w (R +- sqrt(R^2 - 1)) with w near 2 alpha a sample; R is 1 at the most.
@@ -183,8 +115,21 @@ SEMFilterLane ZRSEMFilter::laneFor(const float* in, float* out, int frames) noex
 
 void ZRSEMFilter::runFilter(const float* in1, const float* in2, float* out1, float* out2,
                             int frames) noexcept {
-  const bool varies = fillCoefficients(frames);
-  runRecursion(in1, in2, out1, out2, varies ? 1 : 0, frames);
+  const bool varies = modulationOf(filterCutoff) != nullptr || modulationOf(filterResonance) != nullptr;
+  const float mode = filterMode.value;
+  const float* modeModulation = modulationOf(filterMode);
+  const std::ptrdiff_t modeStep = modeModulation != nullptr ? 1 : 0;
+  if (modeModulation == nullptr) modeModulation = &kSilence;
+  const std::ptrdiff_t in2Step = in2 != nullptr ? 1 : 0;
+  if (in2 == nullptr) in2 = &kSilence;
+  for (int i = 0; i < frames; ++i) {
+    if (varies || i == 0) _updateCoefficients(i);
+    const float x1 = in1[i];
+    const float x2 = in2[i * in2Step];
+    const float m = mode + modeModulation[i * modeStep];
+    out1[i] = stepChannel(alpha, alpha0, rho, x1, m, z1, z2);
+    out2[i] = stepChannel(alpha, alpha0, rho, x2, m, z3, z4);
+  }
 }
 
 }  // namespace morv

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <vector>
-
 #include "platform/NonBlocking.h"
 #include "voice/VoiceKernels.h"
 #include "voice/ZRDSPFilter.h"
@@ -17,7 +15,6 @@ namespace morv {
 // construction; a later change of `sampleRate` does not reach them.
 class ZRSEMFilter : public ZRDSPFilter {
  public:
-  // Allocates scratch for kMaxBlockFrames frames.
   ZRSEMFilter(float sampleRateHz, int* addressCounter);
 
   // Clears channel 1. The second channel rings on.
@@ -60,16 +57,7 @@ class ZRSEMFilter : public ZRDSPFilter {
   bool holdsStill(const ZRDSPParameter& parameter, const float* modulation,
                   int frames) const noexcept MORV_NONBLOCKING;
   void setCoefficients(float c, float r) noexcept MORV_NONBLOCKING;
-  bool fillCoefficients(int frames) noexcept MORV_NONBLOCKING;
-  void runRecursion(const float* in1, const float* in2, float* out1, float* out2, int coefficientStep,
-                    int frames) noexcept MORV_NONBLOCKING;
 
-  // Per sample of the block; only the first element counts while nothing modulates them.
-  std::vector<float> cutoffs_;
-  std::vector<float> resonances_;
-  std::vector<double> alphas_;
-  std::vector<double> alpha0s_;
-  std::vector<double> rhos_;
   // Cutoff in turns a sample, linear in its setting, in single precision for a bank.
   float turnsScale_;
   float turnsOffset_;

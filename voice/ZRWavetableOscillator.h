@@ -8,6 +8,7 @@
 
 #include "platform/NonBlocking.h"
 #include "platform/Random.h"
+#include "platform/ZeroedFloats.h"
 #include "render/BlockLimits.h"
 #include "render/FiniteCheck.h"
 #include "voice/VoiceKernels.h"
@@ -112,7 +113,9 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
   float phaseThree = 0;
 
  private:
-  using Block = std::array<float, kMaxBlockFrames + 1>;
+  struct Block : ZeroedFloats {
+    Block() : ZeroedFloats(kMaxBlockFrames + 1) {}
+  };
 
   void chooseCopy() noexcept MORV_NONBLOCKING;
   OscillatorStepSettings stepSettings() noexcept MORV_NONBLOCKING;
@@ -151,14 +154,14 @@ class ZRWavetableOscillator : public ZRDSPOscillator {
   float lastWidth_ = 0.5F;
   bool phaseIsModulated_ = false;
   bool stepsAreShort_ = false;  // every step of the block is above 0 and below a cycle
-  Block increments_{};
-  Block subIncrements_{};
-  Block widths_{};
-  Block phaseModulation_{};
-  Block phaseOneBuffer{};
-  Block phaseTwoBuffer{};
-  Block phaseThreeBuffer{};
-  Block work{};
+  Block increments_;
+  Block subIncrements_;
+  Block widths_;
+  Block phaseModulation_;
+  Block phaseOneBuffer;
+  Block phaseTwoBuffer;
+  Block phaseThreeBuffer;
+  Block work;
 };
 
 }  // namespace morv
