@@ -124,8 +124,13 @@ struct SEMBankTiles {
   Tile alpha0;
   Tile rho;
   Tile mode;
+  // The part of the bp before that comes into the tangent, and what a float of it misses; see `runTile`.
+  Tile kept;
+  Tile missed;
+  Lanes twiceLastAlpha{};  // of the tile before; none ahead of the block's first sample
 
-  void load(const SEMBankSettings& s, bool isFirst, int at, int samples) noexcept {
+  void load(const SEMBankSettings& s, int at, int samples) noexcept {
+    const bool isFirst = at == 0;
     if (isFirst || s.resonance.moves) {
       s.resonance.load(twiceR, at, samples);
       for (Lanes& row : twiceR.rows) row = twiceDamping(limitedResonances(row));
@@ -141,6 +146,20 @@ struct SEMBankTiles {
       }
     }
     if (isFirst || s.mode.moves) s.mode.load(mode, at, samples);
+    if (at <= kWidth || s.cutoff.moves || s.resonance.moves) keepBps();
+  }
+
+ private:
+  void keepBps() noexcept {
+    const Lanes one = Lanes{} + 1.0F;
+    Lanes twiceEarlierAlpha = twiceLastAlpha;
+    for (int i = 0; i < kWidth; ++i) {
+      const Lanes lost = alpha0.rows[i] * (alpha.rows[i] * (rho.rows[i] + twiceEarlierAlpha));
+      kept.rows[i] = one - lost;
+      missed.rows[i] = (one - kept.rows[i]) - lost;
+      twiceEarlierAlpha = alpha.rows[i] + alpha.rows[i];
+    }
+    twiceLastAlpha = twiceEarlierAlpha;
   }
 };
 
@@ -151,7 +170,7 @@ struct SEMBankState {
   Lanes earlierZ2;
   Lanes earlierDriven;
   Lanes earlierBp;
-  Lanes twiceEarlierAlpha;
+  Lanes secondBp;  // of two samples before
 };
 
 // hp = alpha0 (x - rho z1 - z2), bp = tanh(alpha hp + z1), lp = alpha bp + z2;
@@ -160,6 +179,10 @@ struct SEMBankState {
 // What goes into the tangent is alpha0 (alpha (x - z2) + z1), since 1 - alpha alpha0 rho = alpha0. Written by
 // the state ahead of the last bp it is e + f bp: all but one step of it is ready before bp is, so that little
 // more than the tangent itself stands between one sample and the next.
+//
+// At low cutoffs f, 1 - alpha0 alpha (rho + 2 a') with a' the alpha of the sample before, lies so near to 1
+// that a float of it misses the damping by a thousandth. What it misses comes in by the bp of one sample
+// earlier: where it counts, the two hardly differ.
 //
 // Without `kBounds` the tangent takes its argument as it is; returns whether one lay beyond its bound, where
 // that is wrong.
@@ -174,9 +197,8 @@ inline bool runTile(const SEMBankTiles& t, const Tile& in, Tile& out, SEMBankSta
     const Lanes x = in.rows[i];
     const Lanes a = t.alpha.rows[i];
     const Lanes a0 = t.alpha0.rows[i];
-    const Lanes e = a0 * (a * (x - s.earlierZ2) + s.earlierDriven);
-    const Lanes f = a0 * (one - a * s.twiceEarlierAlpha);
-    Lanes argument = multiplyAdd(f, s.earlierBp, e);
+    const Lanes e = a0 * (a * (x - s.earlierZ2) + s.earlierDriven) + t.missed.rows[i] * s.secondBp;
+    Lanes argument = multiplyAdd(t.kept.rows[i], s.earlierBp, e);
     if constexpr (kBounds) {
       argument = boundedLanes(argument, kTanhBound);
     } else {
@@ -189,8 +211,8 @@ inline bool runTile(const SEMBankTiles& t, const Tile& in, Tile& out, SEMBankSta
     const Lanes lp = second + s.z2;
     s.earlierZ2 = s.z2;
     s.earlierDriven = driven;
+    s.secondBp = s.earlierBp;
     s.earlierBp = bp;
-    s.twiceEarlierAlpha = a + a;
     s.z1 = driven + bp;
     s.z2 = second + lp;
     const Lanes m = t.mode.rows[i];
@@ -227,7 +249,7 @@ void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
     anyLimits |= lane.limitsInput;
     anyDrives |= lane.driveGain > 0.0F;
   }
-  SEMBankState state{z1, z2, z2, z1, Lanes{}, Lanes{}};
+  SEMBankState state{z1, z2, z2, Lanes{}, z1, z1};
   SEMBankTiles tiles{};
   Tile x;
   Tile y{};
@@ -237,7 +259,7 @@ void semFilterRow(const SEMFilterLane* lanes, int count, int frames) noexcept {
     if (anyLimits) {
       for (Lanes& row : x.rows) row = select(limits, tanhRational(boundedLanes(row, kTanhBound)), row);
     }
-    tiles.load(settings, at == 0, at, samples);
+    tiles.load(settings, at, samples);
     // An argument beyond the tangent's bound is rare, and bounding each would lengthen the chain.
     if (runTile<false>(tiles, x, y, state, samples)) [[unlikely]]
       runTile<true>(tiles, x, y, state, samples);

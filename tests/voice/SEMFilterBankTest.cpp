@@ -313,6 +313,33 @@ TEST(SEMFilterBankLane, ABlockOfNoFramesReadsNoModulationBeyondItsBuffer) {
   EXPECT_EQ(filter.z2, 0.0F);
 }
 
+// Towards the low end the damping is a small difference of great numbers, and towards the high end the
+// tangent is large.
+TEST_P(SEMFilterBankLanes, StaysWithin100DecibelsFromTheLowestToTheHighestCutoff) {
+  const Signal in = testing::makeNoise(44100);
+  for (const float cutoff : {25.0F, 100.0F, 220.0F, 1000.0F, 8000.0F, 20000.0F}) {
+    for (const float resonance : {0.0F, 0.5F, 0.9F, 1.0F}) {
+      int counter = 0;
+      FedMatrix fed;
+      ZRSEMFilter exact(44100.0F, &counter);
+      ZRSEMFilter banked(44100.0F, &counter);
+      for (ZRSEMFilter* f : {&exact, &banked}) {
+        f->setModMatrix(&fed.matrix);
+        f->filterCutoff = cutoff;
+        f->filterResonance = resonance;
+      }
+      Signal expected(in.size()), actual(in.size()), other(64);
+      for (std::size_t n = 0; n < in.size(); n += 64) {
+        const auto frames = static_cast<int>(std::min<std::size_t>(64, in.size() - n));
+        exact.runFilter(in.data() + n, nullptr, expected.data() + n, other.data(), frames);
+        const SEMFilterLane lane = banked.laneFor(in.data() + n, actual.data() + n, frames);
+        GetParam()->semFilterBank(&lane, 1, frames);
+      }
+      EXPECT_LT(errorDb(actual, expected), kWantedDb) << cutoff << " Hz, resonance " << resonance;
+    }
+  }
+}
+
 TEST_P(SEMFilterBankLanes, CoefficientsHoldTheirErrorFromEndToEnd) {
   constexpr double kRelative = 6e-7;  // float roundings of the reciprocals on top of the tangent's error
   for (const double rate : {44100.0, 8000.0, 192000.0}) {
