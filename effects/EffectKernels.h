@@ -39,7 +39,7 @@ struct EffectKernels {
   void (*mixAllPass)(const float* delayed, float g, const float* in, float* out, float* entering,
                      int frames) noexcept MORV_NONBLOCKING = nullptr;
   // One-pole low-pass by trapezoidal integrator: y = z + G (in - z), then z += 2 G (in - z). In rows whose
-  // sums come from each other by doubling: within 1e-6 of the greatest input and state.
+  // sums come from each other by doubling: within 2e-6 of the greatest input and state.
   void (*lowpass)(float G, float* z, const float* in, float* out,
                   int frames) noexcept MORV_NONBLOCKING = nullptr;
   // out = in inside -bound to bound, and 0 for what is no number.

@@ -56,7 +56,8 @@ PropertyListDictionary::Storage& PropertyListDictionary::own() {
   return *storage_;
 }
 
-PropertyListDictionary::PropertyListDictionary(std::initializer_list<Entry> entries) {
+PropertyListDictionary::PropertyListDictionary(std::initializer_list<Entry> entries)
+    : PropertyListDictionary() {
   for (const auto& [key, value] : entries) set(key, value);
 }
 

@@ -30,6 +30,7 @@ class MORV_EXPORT PropertyListDictionary {
   PropertyListDictionary& operator=(const PropertyListDictionary& other);
   PropertyListDictionary& operator=(PropertyListDictionary&& other) noexcept;
 
+  // `key` lies outside this dictionary: its entries may move.
   void set(std::string_view key, PropertyListValue value);
   // False when there was no such key.
   bool remove(std::string_view key);
