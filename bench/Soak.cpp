@@ -54,6 +54,7 @@ class Soak {
     while (now() < seconds_) {
       play();
       if (host_.badSamples > 0) return fail("a sample is no number");
+      if (!fault_.empty()) return fail(fault_.c_str());
       if (now() < nextRest) continue;
       nextRest += kSecondsBetweenRests;
       if (!rests()) return false;
@@ -180,6 +181,9 @@ class Soak {
     frames_ += frames;
     peak_ = std::max(peak_, host_.peak);
     host_.notices.clear();
+    for (const std::string& line : host_.logged) {
+      if (line.find("no number") != std::string::npos) fault_ = line;
+    }
     host_.logged.clear();
   }
   // From the first hour on; what a process takes at its beginning is none of it.
@@ -212,6 +216,7 @@ class Soak {
   std::vector<Reading> readings_;
   std::uint64_t frames_ = 0;
   float peak_ = 0;
+  std::string fault_;  // that the plug-in has told of
   long events_ = 0;
   long rests_ = 0;
 };

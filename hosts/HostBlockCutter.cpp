@@ -49,8 +49,8 @@ void HostBlockCutter::render(double sampleTime, std::uint32_t frames, float* lef
     output.mBuffers[1] = {1, bytes, right + done};
     AudioUnitRenderActionFlags flags = 0;
     renderBlock_(&flags, &timestamp, count, 0, &output, linked(events, taken), nullptr);
-    holdLevel(leftBlock, count);
-    holdLevel(right + done, count);
+    const std::uint32_t numberless = holdLevel(leftBlock, count) + holdLevel(right + done, count);
+    if (numberless > 0) numberlessSamples_ = numberlessSamples_ + numberless;
 
     events = events.subspan(taken);
   });

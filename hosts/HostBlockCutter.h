@@ -41,12 +41,16 @@ class HostBlockCutter {
   void render(double sampleTime, std::uint32_t frames, float* left, float* right,
               std::span<AURenderEvent> events) noexcept MORV_NONBLOCKING;
 
+  // Samples that came as not-a-number and went out as silence, since construction. Any thread.
+  std::uint64_t numberlessSamples() const noexcept MORV_NONBLOCKING { return numberlessSamples_; }
+
  private:
   ZQ3Unit& unit_;
   const std::uint32_t blockFrames_;
   const AUInternalRenderBlock renderBlock_;
   std::vector<float> spare_;  // for the left channel, where the right one takes its memory
   Relaxed<double> tempo_{0.0};
+  Relaxed<std::uint64_t> numberlessSamples_{0};  // written by the render thread
 };
 
 }  // namespace morv

@@ -26,18 +26,22 @@ void cutIntoBlocks(std::uint32_t frames, std::uint32_t blockFrames, Block&& bloc
   }
 }
 
-// Holds what is far beyond any useful level, and turns what is no number into silence. Plain loops without
-// calls, so that they become vector code; nearly always the first one finds nothing to hold.
-inline void holdLevel(float* samples, std::uint32_t count) noexcept MORV_NONBLOCKING {
+// Holds what is far beyond any useful level, and turns what is no number into silence; gives the number of
+// samples that were none. Plain loops without calls, so that they become vector code; nearly always the first
+// one finds nothing to hold.
+inline std::uint32_t holdLevel(float* samples, std::uint32_t count) noexcept MORV_NONBLOCKING {
   constexpr float kLimit = kGreatestHostSample;
   int beyond = 0;
   for (std::uint32_t i = 0; i < count; ++i) beyond |= static_cast<int>(!(std::fabs(samples[i]) <= kLimit));
-  if (beyond == 0) return;
+  if (beyond == 0) return 0;
+  std::uint32_t numberless = 0;
   for (std::uint32_t i = 0; i < count; ++i) {
     const float sample = samples[i];
     const float below = sample < kLimit ? sample : (sample >= kLimit ? kLimit : 0.0F);
     samples[i] = below > -kLimit ? below : -kLimit;
+    numberless += sample == sample ? 0U : 1U;
   }
+  return numberless;
 }
 
 }  // namespace morv

@@ -45,6 +45,8 @@ class HostCycle {
   // Frames rendered since construction.
   std::uint64_t position() const noexcept { return position_; }
   std::uint64_t droppedEvents() const noexcept { return droppedEvents_; }
+  // As of HostBlockCutter.
+  std::uint64_t numberlessSamples() const noexcept MORV_NONBLOCKING { return cutter_.numberlessSamples(); }
 
  private:
   void renderPiece(std::uint32_t frames) noexcept;

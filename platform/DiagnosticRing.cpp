@@ -33,33 +33,41 @@ void DiagnosticRing::postIntegersWord(const char* format, std::int32_t a, std::i
   push({format, {a, b}, 0, 0, Line::Arguments::twoIntegersThenWord, word});
 }
 
-void DiagnosticRing::drain(std::FILE* sink) {
-  Line line;
-  while (take(&line)) {
-    if (sink == nullptr) continue;
-      // The formats are the engine's own literals; the kind of arguments travels beside them.
+std::string DiagnosticRing::text(const Line& line) {
+  std::array<char, 320> buffer{};
+  const auto print = [&](auto... arguments) {
+  // The formats are the engine's own literals; the kind of arguments travels beside them.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
-    switch (line.arguments) {
-      case Line::Arguments::integers:
-        std::fprintf(sink, line.format, line.integers[0], line.integers[1], line.integers[2],
-                     line.integers[3]);
-        break;
-      case Line::Arguments::integerThenReal:
-        std::fprintf(sink, line.format, line.integers[0], line.real);
-        break;
-      case Line::Arguments::real:
-        std::fprintf(sink, line.format, line.real);
-        break;
-      case Line::Arguments::twoReals:
-        std::fprintf(sink, line.format, line.real, line.secondReal);
-        break;
-      case Line::Arguments::twoIntegersThenWord:
-        std::fprintf(sink, line.format, line.integers[0], line.integers[1], line.word);
-        break;
-    }
+    std::snprintf(buffer.data(), buffer.size(), line.format, arguments...);
 #pragma GCC diagnostic pop
+  };
+  const auto& integers = line.integers;
+  switch (line.arguments) {
+    case Line::Arguments::integers:
+      print(integers[0], integers[1], integers[2], integers[3]);
+      break;
+    case Line::Arguments::integerThenReal:
+      print(integers[0], line.real);
+      break;
+    case Line::Arguments::real:
+      print(line.real);
+      break;
+    case Line::Arguments::twoReals:
+      print(line.real, line.secondReal);
+      break;
+    case Line::Arguments::twoIntegersThenWord:
+      print(integers[0], integers[1], line.word);
+      break;
+  }
+  return buffer.data();
+}
+
+void DiagnosticRing::drain(std::FILE* sink) {
+  Line line;
+  while (take(&line)) {
+    if (sink != nullptr) std::fputs(text(line).c_str(), sink);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <string>
 
 #include "platform/Export.h"
 #include "platform/LockFreeRing.h"
@@ -51,6 +52,8 @@ class MORV_EXPORT DiagnosticRing {
 
   // Takes the oldest line. False when there is none. One thread (the main queue's).
   bool take(Line* line) noexcept { return lines_.take(line); }
+  // What a line says, line end included; cut to some hundred characters.
+  static std::string text(const Line& line);
   // Prints all waiting lines to `sink`, or drops them when it is null. The main queue's thread.
   void drain(std::FILE* sink);
   // Lines lost because nobody drained in time.

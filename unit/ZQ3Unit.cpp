@@ -154,6 +154,8 @@ std::uint32_t ZQ3Unit::firstAddressBehindVoices() const {
   return static_cast<std::uint32_t>(least);
 }
 
+std::uint32_t ZQ3Unit::recoveryCount() const noexcept { return _kernel.instrument->recoveryCount(); }
+
 void ZQ3Unit::setRandomSeed(std::uint64_t seed) { _kernel.instrument->setRandomSeed(seed); }
 
 bool ZQ3Unit::allocateRenderResources(std::string* error) {

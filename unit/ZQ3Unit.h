@@ -60,6 +60,9 @@ class MORV_EXPORT ZQ3Unit : public ZRAudioUnit {
   // The least address in the tree that depends on it. Those below are the first voice's, which are the same
   // in every unit.
   std::uint32_t firstAddressBehindVoices() const;
+  // How often state of the engine that was no finite number has been put back, its effects' among it. Any
+  // thread.
+  std::uint32_t recoveryCount() const noexcept MORV_NONBLOCKING;
   // Makes all random draws of the engine from here on a function of the seed. Not while rendering.
   void setRandomSeed(std::uint64_t seed);
 

@@ -105,6 +105,10 @@ class EffectRun {
       warn(options_.outPath + " is silent, and " + options_.inPath + " is not; 'morv effect parameters " +
            options_.effect + "' names the controls");
     }
+    if (const std::uint32_t count = effect_->recoveryCount(); count > 0) {
+      warn(options_.effect + " held state that was no number and put it back, " + std::to_string(count) +
+           (count == 1 ? " time" : " times"));
+    }
     return ExitCode::ok;
   }
 

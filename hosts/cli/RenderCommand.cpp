@@ -149,7 +149,11 @@ class RenderRun {
     std::fprintf(stderr, "\rrendering %3d %%%s", percent, percent == 100 ? "\r\033[K" : "");
   }
 
-  void report(double takenSeconds) const {
+  void report(double takenSeconds) {
+    if (const std::uint32_t count = offline_.unit().recoveryCount(); count > 0) {
+      warn("the instrument held state that was no number and put it back, " + std::to_string(count) +
+           (count == 1 ? " time" : " times"));
+    }
     if (options_.format != SampleFormat::f32 && meter_.peakDb() > 0) {
       warn(options_.outPath + ": clipped, the sound goes " + printFixed(meter_.peakDb(), 2) +
            " dB beyond what the format holds");

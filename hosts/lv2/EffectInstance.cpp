@@ -38,7 +38,12 @@ void readInput(const float* in, std::uint32_t start, std::uint32_t frames,
 }  // namespace
 
 EffectInstance::EffectInstance(const EffectFacts& facts, double sampleRateHz, const HostFeatures& host)
-    : facts_(facts), places_(facts), sampleRateHz_(sampleRateHz), fade_(sampleRateHz), tempo_(kUsualTempo) {
+    : facts_(facts),
+      places_(facts),
+      sampleRateHz_(sampleRateHz),
+      host_(host),
+      fade_(sampleRateHz),
+      tempo_(kUsualTempo) {
   if (!(sampleRateHz >= kLeastRateHz && sampleRateHz <= kGreatestRateHz)) {
     throw std::runtime_error("this sample rate is out of range");
   }
@@ -65,6 +70,7 @@ void EffectInstance::makeEffect() {
     if (start) control.set(*start);
   }
   controls_ = std::move(controls);
+  toldRecoveries_ = 0;
   effect_ = std::move(effect);
   hasNewSpectrum_ = false;
   hasPlayed_ = false;
@@ -126,6 +132,10 @@ void EffectInstance::run(std::uint32_t frames) noexcept {
   if (control_ != nullptr) readControl(heard);
   renderUpToEnd(heard);
   if (atoms_) atoms_->output.end();
+  if (const std::uint32_t count = effect_->recoveryCount(); count != toldRecoveries_) {
+    toldRecoveries_ = count;
+    host_.traceRecoveries(count);
+  }
   if (latency_ != nullptr) *latency_ = static_cast<float>(effect_->latencyFrames());
 }
 

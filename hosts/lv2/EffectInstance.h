@@ -65,6 +65,7 @@ class EffectInstance {
   const EffectFacts& facts_;
   const EffectPlaces places_;
   const double sampleRateHz_;
+  const HostFeatures host_;
   std::unique_ptr<ZRDSPEffect> effect_;
   std::vector<EffectControl> controls_;
   std::unique_ptr<const EffectPorts> ports_;
@@ -87,6 +88,7 @@ class EffectInstance {
   std::uint32_t done_ = 0;  // frames of the cycle
   bool hasPlayed_ = false;  // since the effect was made
   bool hasNewSpectrum_ = false;
+  std::uint32_t toldRecoveries_ = 0;  // of the effect
 };
 
 }  // namespace morv::lv2

@@ -12,7 +12,15 @@ HostFeatures::HostFeatures(const LV2_Feature* const* features) {
     if (uri == LV2_WORKER__schedule) schedule = static_cast<const LV2_Worker_Schedule*>((*features)->data);
     if (uri == LV2_LOG__log) hostLog = static_cast<const LV2_Log_Log*>((*features)->data);
   }
-  if (map != nullptr) logError_ = map->map(map->handle, LV2_LOG__Error);
+  if (map == nullptr) return;
+  logError_ = map->map(map->handle, LV2_LOG__Error);
+  logTrace_ = map->map(map->handle, LV2_LOG__Trace);
+}
+
+void HostFeatures::traceRecoveries(std::uint32_t count) const noexcept {
+  if (hostLog == nullptr) return;
+  hostLog->printf(hostLog->handle, logTrace_,
+                  "morv: state that was no number was put back, %u times so far\n", count);
 }
 
 void HostFeatures::log(const std::string& line) const {

@@ -5,7 +5,10 @@
 #include <lv2/urid/urid.h>
 #include <lv2/worker/worker.h>
 
+#include <cstdint>
 #include <string>
+
+#include "platform/NonBlocking.h"
 
 namespace morv::lv2 {
 
@@ -16,6 +19,9 @@ struct HostFeatures {
   // A line for the host's log, or, without one, for the standard error stream. Any thread but the render
   // thread.
   void log(const std::string& line) const;
+  // That state was put back which was no number, so many times by now: a trace, which a host takes from the
+  // render thread too. Nothing without a log.
+  void traceRecoveries(std::uint32_t count) const noexcept MORV_NONBLOCKING;
 
   LV2_URID_Map* map = nullptr;
   const LV2_Worker_Schedule* schedule = nullptr;
@@ -23,6 +29,7 @@ struct HostFeatures {
 
  private:
   LV2_URID logError_ = 0;
+  LV2_URID logTrace_ = 0;
 };
 
 }  // namespace morv::lv2

@@ -5,6 +5,7 @@
 
 #include "hosts/lv2/PluginUris.h"
 #include "hosts/lv2/ProcessSurroundings.h"
+#include "hosts/lv2/RecoveryReports.h"
 
 namespace morv::lv2 {
 namespace {
@@ -60,6 +61,7 @@ void PluginInstance::makeSounding(std::optional<std::uint32_t> firstAddress) {
   }
   given.midiMapper = mapper_;
   sounding_.reset();
+  toldFaults_ = 0;
   sounding_ = std::make_unique<Sounding>(given, firstAddress);
   ZQ3Unit& unit = sounding_->unit;
   const std::int64_t drawnFrom = unit.firstAddress();
@@ -150,7 +152,24 @@ void PluginInstance::doWaitingWork() {
     sounding_->unit.setCurrentPresetWithName(name.data());
   }
   if (hasUnsentName_) sendPresetName();
+  tellFaults();
   queue_.runDue(static_cast<double>(playedFrames_.load()) / sampleRateHz_);
+}
+
+// What the engine mended of itself, and what it could not.
+void PluginInstance::tellFaults() {
+  const std::vector<std::string> reports = takeRecoveryReports();
+  for (const std::string& report : reports) log_->log(report);
+  const std::uint64_t faults = sounding_->faults();
+  if (faults == toldFaults_) return;
+  toldFaults_ = faults;
+  if (reports.empty()) {
+    log_->log("state that was no number was put back, " + std::to_string(sounding_->unit.recoveryCount()) +
+              " times so far");
+  }
+  if (const std::uint64_t samples = sounding_->cycle.numberlessSamples(); samples > 0) {
+    log_->log(std::to_string(samples) + " samples that were no number have gone out as silence so far");
+  }
 }
 
 void PluginInstance::doAllWaitingWork() {
@@ -178,7 +197,7 @@ void PluginInstance::run(std::uint32_t frames) noexcept {
   output_.end();
   const std::uint64_t played = playedFrames_.load() + frames;
   playedFrames_.store(played);
-  if (presetRequestsWaiting_.load() > 0 || hasUnsentName_ ||
+  if (presetRequestsWaiting_.load() > 0 || hasUnsentName_ || sounding_->faults() != toldFaults_ ||
       queue_.hasDue(static_cast<double>(played) / sampleRateHz_)) {
     const bool isOffline = freewheel_ != nullptr && *freewheel_ > 0;
     isOffline ? turner_.requestOffline() : turner_.request();

@@ -57,6 +57,9 @@ class PluginInstance final : private ZRAudioUnitDelegate {
   LV2_State_Status restore(LV2_State_Retrieve_Function retrieve, LV2_State_Handle handle);
   void work() { turner_.runRequested(); }
 
+  // What sounds, until the next activation.
+  ZQ3Unit& unit() noexcept { return sounding_->unit; }
+
  private:
   // Longer names than any file system holds are cut.
   using PresetName = std::array<char, 256>;
@@ -74,6 +77,10 @@ class PluginInstance final : private ZRAudioUnitDelegate {
   struct Sounding {
     Sounding(const AudioUnitServices& services, std::optional<std::uint32_t> firstAddress)
         : unit(services, firstAddress), cycle(unit) {}
+    // Times that state was put back, and samples that were silenced.
+    std::uint64_t faults() const noexcept MORV_NONBLOCKING {
+      return unit.recoveryCount() + cycle.numberlessSamples();
+    }
     ZQ3Unit unit;
     HostCycle cycle;
   };
@@ -82,6 +89,7 @@ class PluginInstance final : private ZRAudioUnitDelegate {
   bool allocate();
   void turnQueue();
   void doWaitingWork();
+  void tellFaults();
   // The same, and what that asks for in turn.
   void doAllWaitingWork();
   std::vector<ControlPort> portsOfFreshUnit();
@@ -130,6 +138,7 @@ class PluginInstance final : private ZRAudioUnitDelegate {
   std::atomic<std::uint64_t> playedFrames_{0};     // since construction
   std::atomic<bool> stateHasChanged_{false};
   std::atomic<int> presetRequestsWaiting_{0};
+  std::atomic<std::uint64_t> toldFaults_{0};
   Relaxed<double> tempo_{0.0};                  // told last; 0 for none
   LockFreeRing<PresetName, 4> presetRequests_;  // from the render thread
   LockFreeRing<PresetName, 4> presetNames_;     // to it
