@@ -131,11 +131,11 @@ class Soak {
     }
     ++events_;
   }
-  // All keys and pedals up, the parameters at their usual values with short releases and dry: what sounds on
-  // is stuck.
+  // All pedals and keys up, one by one, the parameters at their usual values with short releases and dry:
+  // what sounds on is stuck.
   bool rests() {
     constexpr std::uint8_t kSustain = 64;
-    constexpr std::uint8_t kAllNotesOff = 123;
+    constexpr std::uint8_t kKeys = 128;
     for (int i = 0; i < 2 * 47; ++i) runFor(kLongestCycle);  // presets that are on their way arrive
     // A port counts when it moves. A move of a mode may end notes by itself, so these stay; only an
     // arpeggiator that runs, which a preset may have begun without the port, is ended.
@@ -160,7 +160,14 @@ class Soak {
     }
     for (std::uint8_t channel = 0; channel < 16; ++channel) {
       host_.midi(0, {static_cast<std::uint8_t>(0xB0 | channel), kSustain, 0});
-      host_.midi(0, {static_cast<std::uint8_t>(0xB0 | channel), kAllNotesOff, 0});
+      runFor(64);
+      // The lowest key has no note-off but a note-on without velocity.
+      host_.midi(0, {static_cast<std::uint8_t>(0x90 | channel), 0, 0});
+      for (std::uint8_t key = 1; key < kKeys; ++key) {
+        host_.midi(0, {static_cast<std::uint8_t>(0x80 | channel), key, 0});
+        if (key % 32 == 0) runFor(64);
+      }
+      runFor(64);
     }
     for (int i = 0; i < 20 * 47; ++i) runFor(kLongestCycle);
     host_.peak = 0;

@@ -119,10 +119,9 @@ int writeIndexAfter(int writeIndex, int size, int frames) noexcept {
   return writeIndex;
 }
 
-// Where the next `frames` samples enter the line, if that is one piece of it, and else null.
-float* straightEntry(float* buffer, int size, float position, int frames) noexcept {
-  const int element = writtenElement(position, size);
-  return size - element >= frames ? buffer + element : nullptr;
+// Whether the next `frames` samples enter the line in one piece of it.
+bool isStraight(int size, float position, int frames) noexcept {
+  return size - writtenElement(position, size) >= frames;
 }
 
 // Steps the line over what has been written to it.
@@ -141,7 +140,8 @@ void stepAP(ap* a, const float* entering, int frames) noexcept {
 
 // What the line gave becomes the all-pass's output, and what enters the line goes there.
 void mixAllPass(ap* a, const float* in, float* delayed, float g, float* out, int frames) noexcept {
-  if (float* entry = straightEntry(a->buffer.data(), a->size, a->position, frames)) {
+  if (isStraight(a->size, a->position, frames)) {
+    float* entry = a->buffer.data() + writtenElement(a->position, a->size);
     effectKernels().mixAllPass(delayed, g, in, out, entry, frames);
     stepBehindEntry(a, frames);
     return;
@@ -210,8 +210,8 @@ void addBehindWriteIndex(const uniComb& uc, int writeIndex, int delaySamples, fl
 void writeUniComb(uniComb* uc, const float* in, int frames) noexcept { writeUniComb(uc, 1.0F, in, frames); }
 
 void writeUniComb(uniComb* uc, float gain, const float* in, int frames) noexcept {
-  if (float* entry = straightEntry(uc->buffer.data(), uc->size, uc->position, frames)) {
-    effectKernels().scale(gain, in, entry, frames);
+  if (isStraight(uc->size, uc->position, frames)) {
+    effectKernels().scale(gain, in, uc->buffer.data() + writtenElement(uc->position, uc->size), frames);
     stepBehindEntry(uc, frames);
     return;
   }
@@ -228,8 +228,8 @@ void runAPBlock(ap* a, const float* in, float delaySeconds, float g, float sampl
   const double p = wrapped(static_cast<double>(a->position) - delaySamples, a->size);
   if (p >= 0.0 && p < static_cast<double>(a->size)) {
     const int i = static_cast<int>(p);
-    float* entry = straightEntry(buffer, a->size, a->position, frames);
-    if (entry != nullptr && readableFrom(i, a->size) >= frames) {
+    if (isStraight(a->size, a->position, frames) && readableFrom(i, a->size) >= frames) {
+      float* entry = buffer + writtenElement(a->position, a->size);
       const auto fraction = static_cast<float>(p - static_cast<double>(i));
       effectKernels().allPass(buffer + i, fraction, g, in, out, entry, frames);
       stepBehindEntry(a, frames);

@@ -38,7 +38,8 @@ std::vector<float> settingsOf(const EffectControl& control) {
   return all;
 }
 
-// The greatest size of what comes out of full-scale noise; infinite once something is no number.
+// The greatest size of what comes out of full-scale noise; infinite once something is no number, though the
+// effect has put it back.
 float peakOfNoise(ZRDSPEffect& effect, long blocks, Random& random) {
   const ScopedFlushDenormals guard;
   std::array<std::array<float, kBlockFrames>, 2> in{};
@@ -56,7 +57,7 @@ float peakOfNoise(ZRDSPEffect& effect, long blocks, Random& random) {
       }
     }
   }
-  return peak;
+  return effect.recoveryCount() == 0 ? peak : INFINITY;
 }
 
 // What changes the whole inside of a unit.

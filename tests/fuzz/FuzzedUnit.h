@@ -62,6 +62,7 @@ class FuzzedUnit {
         if (!std::isfinite(side[i])) failFuzzing("a sample is no number");
       }
     }
+    if (unit_.recoveryCount() > 0) failFuzzing("state was no number");
   }
 
   void expectValuesInRange() {

@@ -12,6 +12,7 @@ TEST(LongNoteStorm, TenMinutesStayFiniteWithoutAnAllocationLockOrWait) {
 
   EXPECT_GE(result.seconds, 600.0);
   EXPECT_EQ(result.badSamples, 0) << "seed " << kSeed;
+  EXPECT_EQ(result.recoveries, 0U) << "seed " << kSeed;
   EXPECT_EQ(result.trappedCalls, 0) << "seed " << kSeed << " last " << result.lastTrapped;
 }
 
