@@ -53,6 +53,7 @@ bool ZRBasicChorus::_holdsNumbers() const noexcept {
 }
 
 void ZRBasicChorus::_forget(EffectMemory* memory) noexcept {
+  mendNumber(smoothing, firstSmoothing_);
   memory->forget(delayL);
   memory->forget(delayR);
   forgetFilters(sampleRate, crossL, crossR);
@@ -62,7 +63,6 @@ void ZRBasicChorus::_forget(EffectMemory* memory) noexcept {
   mendNumber(smoothed.amount, fractionOf(chorusModAmount));
   mendNumber(smoothed.mix, fractionOf(mix));
   for (float* noise : {&noiseTargetL, &noiseTargetR, &noiseL, &noiseR}) mendNumber(*noise, 0.0F);
-  quietFrames_ = 0;
 }
 
 float ZRBasicChorus::_dryGain() const noexcept { return routing == 1 ? 1.0F : 1.0F - fractionOf(mix); }
@@ -74,6 +74,7 @@ bool ZRBasicDelay::_holdsNumbers() const noexcept {
 }
 
 void ZRBasicDelay::_forget(EffectMemory* memory) noexcept {
+  mendNumber(smoothing, firstSmoothing_);
   memory->forget(delayL);
   memory->forget(delayR);
   forgetFilters(sampleRate, highpassL, highpassR);
@@ -81,9 +82,6 @@ void ZRBasicDelay::_forget(EffectMemory* memory) noexcept {
   mendNumber(targetR_, 0.125F);
   mendNumber(timeL, targetL_);
   mendNumber(timeR, targetR_);
-  written_ = 0;
-  erased_ = 0;
-  dirty_ = 0;
 }
 
 float ZRBasicDelay::_dryGain() const noexcept { return routing != 0 ? 1.0F : 1.0F - fractionOf(mix); }
@@ -96,13 +94,13 @@ bool ZREcoVerb::_holdsNumbers() const noexcept {
 }
 
 void ZREcoVerb::_forget(EffectMemory* memory) noexcept {
+  mendNumber(damping, 0.0F);
   memory->forgetEach(diffusers);
   for (ap* line : {&loopAP1, &loopAP2, &loopAP3, &loopAP4}) memory->forget(*line);
   for (uniComb* line : {&loopD1, &loopD2, &loopD3, &loopD4}) memory->forget(*line);
   forgetFilters(sampleRate, lowpassA, lowpassB);
   for (ZRBiquadFilter* filter : {&variableHighpass, &fixedHighpass, &fixedLowpass}) filter->mendState();
   mendNumber(phase, 0.0F);
-  quietFrames_ = 0;
 }
 
 const char* ZRDigiVerb::_diagnosticName() const noexcept { return "digital reverb"; }
@@ -114,6 +112,9 @@ bool ZRDigiVerb::_holdsNumbers() const noexcept {
 }
 
 void ZRDigiVerb::_forget(EffectMemory* memory) noexcept {
+  mendNumber(smoothing, firstSmoothing_);
+  mendNumber(sizeSmoothing, firstSizeSmoothing_);
+  mendNumber(springFrequency, firstSpringFrequency_);
   for (std::size_t side = 0; side < 2; ++side) {
     memory->forget(lowShelf[side]);
     memory->forget(highShelf[side]);
@@ -163,6 +164,7 @@ bool ZRVAChorus::_holdsNumbers() const noexcept {
 }
 
 void ZRVAChorus::_forget(EffectMemory* memory) noexcept {
+  mendNumber(smoothing, firstSmoothing_);
   for (std::size_t channel = 0; channel < 2; ++channel) {
     memory->forgetEach(lines[channel]);
     memory->forgetEach(combs[channel]);
@@ -194,6 +196,7 @@ bool ZRVADelay::_holdsNumbers() const noexcept {
 
 // The tape is as long as a minute of sound, but what has not been written since it was new is not read.
 void ZRVADelay::_forget(EffectMemory* memory) noexcept {
+  mendNumber(feedbackCoefficient, firstFeedbackCoefficient_);
   memory->forget(decimatorLeft);
   memory->forget(decimatorRight);
   writeIndex = 0;
@@ -216,6 +219,8 @@ bool ZRDigiDelay::_holdsNumbers() const noexcept {
 }
 
 void ZRDigiDelay::_forget(EffectMemory* memory) noexcept {
+  mendNumber(timeCoefficient, firstTimeCoefficient_);
+  mendNumber(amountCoefficient, firstAmountCoefficient_);
   for (uniComb* line : {&combLeft, &combRight, &modLeft, &modRight}) memory->forget(*line);
   forgetFilters(sampleRate, highpassLeft, highpassRight, lowpassLeft, lowpassRight);
   const Times target = _times();
@@ -239,6 +244,7 @@ bool ZRDigiPhaser::_holdsNumbers() const noexcept {
 }
 
 void ZRDigiPhaser::_forget(EffectMemory* memory) noexcept {
+  mendNumber(smoothing, firstSmoothing_);
   for (Channel& channel : channels) memory->forgetEach(channel.lines);
   mendNumber(phase, 0.0F);
   mendNumber(smoothedDepth, held(depth));

@@ -80,6 +80,7 @@ void ZRBasicChorus::_setup() {
   }
   smoothing = static_cast<float>(
       std::exp(std::log(0.001) / (kSmoothingMs * static_cast<double>(sampleRate) * 0.001)));
+  firstSmoothing_ = smoothing;
   // The spread starts at its percentage as it stands and sweeps down to the fraction that it means.
   smoothed.spread = heldSetting(chorusSpread.value, -kHeldMagnitude, kHeldMagnitude);
   smoothed.amount = 0;

@@ -80,6 +80,7 @@ class ZRBasicChorus : public ZRDSPEffect {
   Random random_;
   bool isInputQuiet_ = false;  // of this block
   int quietFrames_ = 0;        // for which the input was
+  float firstSmoothing_ = 0;   // what `smoothing` goes back to if it is no number
 };
 
 }  // namespace morv

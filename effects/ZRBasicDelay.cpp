@@ -64,6 +64,7 @@ ZRBasicDelay::ZRBasicDelay(float sampleRateHz) : ZRDSPEffect(sampleRateHz) {
   initTPT(&highpassR);
   smoothing =
       static_cast<float>(std::exp(std::log(0.01) / (kSmoothingMs * static_cast<double>(sampleRate) * 0.001)));
+  firstSmoothing_ = smoothing;
 }
 
 ZRBasicDelay::~ZRBasicDelay() = default;

@@ -68,6 +68,7 @@ class ZRBasicDelay : public ZRDSPEffect {
   int written_ = 0;  // elements that have been written since the lines counted as empty, from their start
   int dirty_ = 0;    // end of what was written before; 0 once all of it is erased
   int erased_ = 0;   // how far that is erased
+  float firstSmoothing_ = 0;  // what `smoothing` goes back to if it is no number
 };
 
 }  // namespace morv

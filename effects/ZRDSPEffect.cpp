@@ -12,8 +12,8 @@
 namespace morv {
 namespace {
 
-// What the output does not show is looked at after so many frames.
-constexpr int kFramesPerLook = 512;
+// How often in a second what the output does not show is looked at; every 512 frames at 48 kHz.
+constexpr float kLooksPerSecond = 93.75F;
 // In which the memory is emptied, and so the bound of one block's part of it.
 constexpr float kForgettingSeconds = 0.04F;
 // Floats that any block empties at least.
@@ -85,9 +85,10 @@ void ZRDSPEffect::runEffect(const float* inL, const float* inR, float* outL, flo
     isSpoilt = spoiltNumbers(keptL, outL, frames) || spoiltNumbers(keptR, outR, frames);
   }
   framesUnwatched_ += frames;
-  if (framesUnwatched_ >= kFramesPerLook) {
+  if (static_cast<float>(framesUnwatched_) >= sampleRate / kLooksPerSecond) {
     framesUnwatched_ = 0;
     isSpoilt = isSpoilt || !_holdsNumbers();
+    isAiling_ = isAiling_ && isSpoilt;
   }
   if (!isSpoilt) [[likely]]
     return;
@@ -109,6 +110,9 @@ bool ZRDSPEffect::spoiltNumbers(const float* in, const float* out, int frames) c
 void ZRDSPEffect::beginForgetting() noexcept {
   isForgetting_ = true;
   forgotten_ = 0;
+  const bool wasAiling = isAiling_;
+  isAiling_ = true;
+  if (wasAiling) return;
   if (recoveries_.count(sampleRate)) tell();
 }
 

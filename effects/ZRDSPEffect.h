@@ -45,7 +45,7 @@ class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
   virtual int latencyFrames() const noexcept MORV_NONBLOCKING;
 
   // How often its state was found to be no number; each time is told the diagnostic ring, but for more than a
-  // few in a second. Any thread.
+  // few in a second. What is found again before a look found it healthy counts as the same. Any thread.
   std::uint32_t recoveryCount() const noexcept MORV_NONBLOCKING { return recoveries_.total(); }
 
   // Reseeds whatever the effect draws at random. Not while rendering.
@@ -90,6 +90,7 @@ class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
   int framesUnwatched_ = 0;
   std::size_t forgotten_ = 0;  // floats of the memory that are emptied
   bool isForgetting_ = false;
+  bool isAiling_ = false;  // forgot, and was not found healthy since
   bool isUntold_ = false;  // the ring had no room for it
 };
 

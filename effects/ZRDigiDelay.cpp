@@ -53,6 +53,8 @@ ZRDigiDelay::ZRDigiDelay(float sampleRateHz) : ZRDSPEffect(sampleRateHz) {
   name = "Digital Delay";
   timeCoefficient = follower(500.0, sampleRate);
   amountCoefficient = follower(250.0, sampleRate);
+  firstTimeCoefficient_ = timeCoefficient;
+  firstAmountCoefficient_ = amountCoefficient;
   for (tpt* filter : {&highpassLeft, &highpassRight, &lowpassLeft, &lowpassRight}) initTPT(filter);
   ZRDigiDelay::reset();
 }
@@ -67,6 +69,7 @@ void ZRDigiDelay::prepare(float sampleRateHz, int blockSizeFrames) {
 void ZRDigiDelay::reset() {
   for (uniComb* line : {&combLeft, &combRight}) initUniComb(line, truncatedInt(kDelaySeconds * sampleRate));
   for (uniComb* line : {&modLeft, &modRight}) initUniComb(line, truncatedInt(kModSeconds * sampleRate));
+  gaveNoNumber_ = false;
 }
 
 void ZRDigiDelay::_placeModulation() noexcept {

@@ -128,6 +128,8 @@ class ZRDigiDelay : public ZRDSPEffect {
   template <typename Kernel>
   void _runMod(float* left, float* right, int frames, Kernel kernel) noexcept MORV_NONBLOCKING;
 
+  float firstTimeCoefficient_ = 0;  // what the coefficients go back to if they are no numbers
+  float firstAmountCoefficient_ = 0;
   bool gaveNoNumber_ = false;                 // made of numbers
   std::array<float, kStretch> timesLeft_{};   // seconds
   std::array<float, kStretch> timesRight_{};  // seconds

@@ -33,6 +33,7 @@ ZRDigiPhaser::ZRDigiPhaser(float sampleRateHz) : ZRDSPEffect(sampleRateHz) {
   identifier = "digiphaser";
   name = "Phaser";
   smoothing = smoothingCoefficient(250.0, sampleRate);
+  firstSmoothing_ = smoothing;
   for (Channel& channel : channels) {
     for (uniComb& line : channel.lines) initUniComb(&line, truncatedInt(kLineSeconds * sampleRate));
     for (tpt& filter : channel.filters) initTPT(&filter);

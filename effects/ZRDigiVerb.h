@@ -182,6 +182,10 @@ class ZRDigiVerb : public ZRDSPEffect {
   float feedbackLow_ = 0;  // of the spring
   float feedbackHigh_ = 0;
   Random random_;
+  // What the constants of the rate go back to if they are no numbers.
+  const float firstSmoothing_ = smoothing;
+  const float firstSizeSmoothing_ = sizeSmoothing;
+  const float firstSpringFrequency_ = springFrequency;
 };
 
 }  // namespace morv

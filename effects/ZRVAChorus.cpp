@@ -110,6 +110,7 @@ void ZRVAChorus::_setup() {
   noiseTargetLeft = noiseTargetRight = noiseLeft = noiseRight = 0;
   smoothing = static_cast<float>(
       std::exp(std::log(0.001) / (kSmoothingMs * static_cast<double>(sampleRate) * 0.001)));
+  firstSmoothing_ = smoothing;
   smoothedDepth = 0;
   // The spread starts at its percentage as it stands and sweeps down to the fraction that it means.
   smoothedSpread = heldValue(spread);

@@ -119,6 +119,7 @@ class ZRVAChorus : public ZRDSPEffect {
 
   std::uint64_t seed_;
   Random random_;
+  float firstSmoothing_ = 0;  // what `smoothing` goes back to if it is no number
 };
 
 }  // namespace morv

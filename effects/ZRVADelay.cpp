@@ -125,6 +125,7 @@ void ZRVADelay::_rebuild() noexcept {
   writeIndex = 0;
   written_ = 0;
   feedbackCoefficient = follower(500.0, rate);
+  firstFeedbackCoefficient_ = feedbackCoefficient;
   fastCoefficient = follower(250.0, rate);
   smoothedTimeLeft = heldSetting(time.value / 1000.0F, kShortestSeconds, kLongestSeconds);
   smoothedTimeRight = smoothedTimeLeft;

@@ -132,6 +132,7 @@ class ZRVADelay : public ZRDSPEffect {
   int written_ = 0;  // elements that have been written since the tape was made anew, from its start
   std::array<std::unique_ptr<ZRBiquadFilter>, 2> bandpasses_;
   Random random_;
+  float firstFeedbackCoefficient_ = 0;  // what `feedbackCoefficient` goes back to if it is no number
 };
 
 }  // namespace morv

@@ -26,10 +26,8 @@ bool ZRDSPModMatrix::mendState(int addresses, int frames) noexcept {
     heldSources_[i] = {};
   }
   for (int address = 0; address < std::min(addresses, kMaxModRows); ++address) {
-    const auto at = static_cast<std::size_t>(address);
     found |= mendBuffer(bufferAt(address), frames);
-    heldDestinations_[at] = {};
-    mendNumber(sums_[at], 0.0F);
+    heldDestinations_[static_cast<std::size_t>(address)] = {};
   }
   if (matrixCore == nullptr) return found;
   for (int r = 0; r < matrixCore->usedRows; ++r) {

@@ -107,6 +107,7 @@ void ZRDSPEntity::initParameter(const std::string& parameterIdentifier, const st
   parameter->address = address >= 0 ? address : static_cast<std::int32_t>(addr);
   parameter->minValue = minValue;
   parameter->maxValue = maxValue;
+  parameter->defaultValue = defaultValue;
   parameter->valueStrings = valueStrings;
   parameter->unit = unit;
   *parameter = defaultValue;
@@ -122,6 +123,10 @@ void ZRDSPEntity::initParameter(const ParameterRow& row, int address, ZRDSPParam
                 {row.valueStrings.begin(), row.valueStrings.end()}, row.unit, row.defaultValue, parameter,
                 doRegister);
   parameter->flags = row.flags;
+}
+
+void ZRDSPEntity::mendParameters() noexcept {
+  for (const auto& [address, parameter] : registry_) parameter->mend();
 }
 
 void ZRDSPEntity::clearParamters() { registry_.clear(); }

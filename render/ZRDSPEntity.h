@@ -53,6 +53,9 @@ class MORV_EXPORT ZRDSPEntity {
   // The same from a table row; the row's flags replace the default ones, `indexSuffix` is not added.
   void initParameter(const ParameterRow& row, int address, ZRDSPParameter* parameter, bool doRegister = true);
 
+  // Gives registered parameters whose value is not finite the one that they were filled with. Render thread.
+  void mendParameters() noexcept MORV_NONBLOCKING;
+
   // Number of registered parameters.
   int numberOfParameters() const { return static_cast<int>(registry_.size()); }
   // Empties the registry. Construction only.

@@ -113,7 +113,7 @@ class ZRDSPInstrument : public ZRDSPEntity {
   virtual void setSustain(int value) noexcept MORV_NONBLOCKING;
 
   // Renders one block: both outputs are overwritten. At most kMaxBlockFrames frames; more are answered by
-  // silence. `left` and `right` may be the same memory.
+  // silence. `left` and `right` may be the same memory. A tempo that is not finite leaves the last one.
   virtual void runInstrument(float* left, float* right, int frames, float blockTempo,
                              double sampleTime) noexcept MORV_NONBLOCKING;
   virtual void _runEffects(const float* inLeft, const float* inRight, float* outLeft, float* outRight,
@@ -154,9 +154,12 @@ class ZRDSPInstrument : public ZRDSPEntity {
   void endBlock() noexcept MORV_NONBLOCKING;
 
   // How often state that was no number was found, in voices, effects and the instrument itself, and put back;
-  // each time is told the diagnostic ring, but for more than a few in a second. Any thread, once the effects
+  // each time is told the diagnostic ring, but for more than a few in a second. What is found again before a
+  // look found it healthy is put back, and neither counted nor told once more. Any thread, once the effects
   // are added.
   std::uint32_t recoveryCount() const noexcept MORV_NONBLOCKING;
+  // Something around the instrument put state of its own back; the next block counts it as the instrument's.
+  void noteRecovery() noexcept MORV_NONBLOCKING { isNoted_ = true; }
 
   // Makes every random draw from here on a function of the seed. Not while rendering.
   void setRandomSeed(std::uint64_t seed);
@@ -282,6 +285,8 @@ class ZRDSPInstrument : public ZRDSPEntity {
   int prepareVoicesPoly() noexcept MORV_NONBLOCKING;
   int prepareVoicesUnison() noexcept MORV_NONBLOCKING;
   void runVoices(int frames) noexcept MORV_NONBLOCKING;
+  void workOutFollowers() noexcept MORV_NONBLOCKING;
+  bool holdsOwnNumbers() const noexcept MORV_NONBLOCKING;
   void mendOwnState() noexcept MORV_NONBLOCKING;
   void watchVoices(int count, int frames) noexcept MORV_NONBLOCKING;
   void mendMix(int count, int frames) noexcept MORV_NONBLOCKING;
@@ -291,6 +296,8 @@ class ZRDSPInstrument : public ZRDSPEntity {
   NoteStateGuard noteStateGuard_;
   std::vector<ZRDSPVoice*> bank_;  // the voices, for one call
   RecoveryCounter recoveries_;     // of voices and of the instrument itself
+  bool isAiling_ = false;          // state of its own was put back in the last block
+  bool isNoted_ = false;
   int framesUnwatched_ = 0;
   int watchedVoice_ = 0;  // looked at last
   Random random_;

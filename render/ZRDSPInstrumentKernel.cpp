@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "render/FiniteCheck.h"
+
 namespace morv {
 namespace {
 
@@ -51,9 +53,14 @@ void ZRDSPInstrumentKernel::process(std::uint32_t frameCount, std::uint32_t /*bu
   auto* left = static_cast<float*>(outBufferList->mBuffers[0].mData);
   auto* right =
       outBufferList->mNumberBuffers == 1 ? left : static_cast<float*>(outBufferList->mBuffers[1].mData);
+  const float target = muted ? 1.0F : 0.0F;
+  if (!areNumbers(muteState, muteCoefficient)) [[unlikely]] {
+    mendNumber(muteState, target);
+    mendNumber(muteCoefficient, 0.0F);
+    instrument->noteRecovery();
+  }
   instrument->runInstrument(left, right, static_cast<int>(frameCount), tempo, timestamp->mSampleTime);
 
-  const float target = muted ? 1.0F : 0.0F;
   muteState = std::fma(muteCoefficient, muteState - target, target);
   const double gain = 1.0 - static_cast<double>(muteState);
   if (gain == 1.0) return;  // every sample would keep its value

@@ -5,6 +5,7 @@
 
 #include "platform/DiagnosticRing.h"
 #include "platform/ZeroedFloats.h"
+#include "render/FiniteCheck.h"
 #include "render/ZRDSPInstrument.h"
 #include "voice/VoiceKernels.h"
 
@@ -30,9 +31,13 @@ void ZRDSPInstrument::prepare(float sampleRateHz, int blockSizeFrames) {
   // Lines have their memory before the first block, so that a sound's first lap waits for none.
   const ZeroedFloats::Populated populated;
   for (const auto& effect : effects) effect->prepare(sampleRateHz, blockSizeFrames);
-  volumeCoefficient = followerCoefficient(kVolumeMs, sampleRateHz);
-  slopCoefficient = followerCoefficient(kSlopMs, sampleRateHz / static_cast<float>(blockSizeFrames));
-  sampleCoefficient = followerCoefficient(kVolumeMs, sampleRateHz);
+  workOutFollowers();
+}
+
+void ZRDSPInstrument::workOutFollowers() noexcept {
+  volumeCoefficient = followerCoefficient(kVolumeMs, sampleRate);
+  slopCoefficient = followerCoefficient(kSlopMs, sampleRate / static_cast<float>(blockSize));
+  sampleCoefficient = followerCoefficient(kVolumeMs, sampleRate);
 }
 
 // Each voice takes the next step of one slow random walk, which pulls its pitch about by up to 50 Hz. Returns
@@ -93,11 +98,11 @@ void ZRDSPInstrument::runInstrument(float* left, float* right, int frames, float
   std::fill_n(mixRight.data(), frames, 0.0F);
   std::fill_n(sendLeft.data(), frames, 0.0F);
   std::fill_n(sendRight.data(), frames, 0.0F);
-  tempo = blockTempo;
+  if (areNumbers(blockTempo)) tempo = blockTempo;
   mendOwnState();
   if (transportState == kTransportPlaying && seqEnabled.intValue() != 0) runSequencer(sampleTime);
   timelineSampleTime = sampleTime;
-  if (arpEnabled.intValue() != 0) doArp(frames, truncatedInt(blockTempo));
+  if (arpEnabled.intValue() != 0) doArp(frames, truncatedInt(tempo));
   runVoices(frames);
   if (effects.empty() || effectRouting == ZRDSPInstrumentEffectRouting::insert) {
     std::copy_n(mixLeft.data(), frames, left);

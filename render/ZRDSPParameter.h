@@ -54,12 +54,18 @@ class ZRDSPParameter {
   std::int32_t intValue() const noexcept MORV_NONBLOCKING { return truncatedInt(std::round(value.load())); }
   // The value over its maximum. The minimum takes no part: -1 of a range from -1 to 1 gives -1. Any thread.
   float normalizedValue() const noexcept MORV_NONBLOCKING { return value / maxValue; }
+  // Whether the value is finite, and to give it the one that it was filled with if it is not. Any thread.
+  bool isNumber() const noexcept MORV_NONBLOCKING { return std::isfinite(value.load()); }
+  void mend() noexcept MORV_NONBLOCKING {
+    if (!isNumber()) *this = defaultValue;
+  }
 
   std::string identifier;     // stable key of the tree and of saved state
   std::string name;           // shown to the user
   std::int32_t address = -1;  // run-time handle; -1 until one is given
   float minValue = 0;
   float maxValue = 0;
+  float defaultValue = 0;                 // what it was filled with
   std::vector<std::string> valueStrings;  // one per step of an indexed parameter
   ZRDSPParameterUnit unit = ZRDSPParameterUnit::generic;
   ZRDSPParameterFlags flags = 0;

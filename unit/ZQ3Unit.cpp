@@ -140,6 +140,7 @@ void ZQ3Unit::setFullState(const PropertyListDictionary* state) {
 }
 
 void ZQ3Unit::setTempo(float beatsPerMinute) noexcept {
+  if (!std::isfinite(beatsPerMinute)) return;
   ZRAudioUnit::setTempo(beatsPerMinute);
   _kernel.tempo = beatsPerMinute;
 }
@@ -192,10 +193,7 @@ AUAudioUnitStatus ZQ3Unit::_render(const AudioTimeStamp* timestamp, std::uint32_
   const ScopedFlushDenormals flush;
   if (musicalContextBlock) {
     double hostTempo = 0;
-    if (musicalContextBlock(&hostTempo)) {
-      setTempo(static_cast<float>(hostTempo));
-      _kernel.tempo = static_cast<float>(hostTempo);
-    }
+    if (musicalContextBlock(&hostTempo)) setTempo(static_cast<float>(hostTempo));
   }
   if (!renderResourcesAllocated()) return 0;
   _kernel.muted = isMuted();

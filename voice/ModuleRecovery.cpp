@@ -26,14 +26,17 @@ bool holdNumbers(const Values& values) noexcept {
 }  // namespace
 
 bool ZRWavetableOscillator::holdsNumbers() const noexcept {
-  return areNumbers(phaseOne, phaseTwo, phaseThree, lastWidth_, rawFrequency, modulatedFrequency);
+  return areNumbers(phaseOne, phaseTwo, phaseThree, rawFrequency, modulatedFrequency);
 }
 
+// A setting that is no number would make new state of its kind in each block.
 void ZRWavetableOscillator::mendState() noexcept {
+  mendParameters();
+  fmAmount.mend();
+  morphAmount.mend();
   mendNumber(phaseOne, 0.0F);
   mendNumber(phaseTwo, static_cast<float>(tableSize) / 2.0F);
   mendNumber(phaseThree, 0.0F);
-  mendNumber(lastWidth_, 0.5F);
   mendNumber(rawFrequency, 1.0F);
   mendNumber(modulatedFrequency, 1.0F);
 }
@@ -45,6 +48,8 @@ bool ZRVAOscillator::holdsNumbers() const noexcept {
 
 // The histories are those of the phases, so that the next block goes on without a step.
 void ZRVAOscillator::mendState() noexcept {
+  mendParameters();
+  mendNumber(lfoSmoothing, firstSmoothing_);
   mendNumber(phase, -1.0F);
   mendNumber(secondPhase, 0.0F);
   mendNumber(sign, -1.0F);
@@ -63,6 +68,7 @@ bool ZRBasicEnvelope::holdsNumbers() const noexcept {
 // Attack, decay and sustain go on along the lines that the settings draw; a release whose start is lost falls
 // from where it last was.
 void ZRBasicEnvelope::mendState(float velocity) noexcept {
+  mendParameters();
   mendNumber(sustain, 1.0F);
   mendNumber(decay, 0.5F);
   mendNumber(delay, 0.0F);
@@ -78,6 +84,8 @@ bool ZRVAAmp::holdsNumbers() const noexcept {
 }
 
 void ZRVAAmp::mendState() noexcept {
+  mendParameters();
+  mendNumber(maxSmoothing, firstSmoothing_);
   mendNumber(smoothedMax, max.normalizedValue());
   mendNumber(smoothedMax, 0.0F);
   if (areNumbers(pannedPosition_, panGains_.left, panGains_.right)) return;
@@ -97,6 +105,7 @@ bool ZRSEMFilter::holdsNumbers() const noexcept {
 
 // The two integrators of a channel make one state and start together.
 void ZRSEMFilter::mendState() noexcept {
+  mendNumber(outputGain, 1.0F);
   if (!areNumbers(z1, z2)) z1 = z2 = 0;
   if (!areNumbers(z3, z4)) z3 = z4 = 0;
   lastCutoff = -1.0F;  // so that the coefficients are worked out anew
@@ -110,6 +119,7 @@ bool ZRBiquadFilter::holdsNumbers() const noexcept {
 }
 
 void ZRBiquadFilter::mendState() noexcept {
+  mendNumber(outputGain, 1.0F);
   if (!holdNumbers(delays_)) std::fill(delays_.begin(), delays_.end(), 0.0F);
   if (!holdNumbers(channelDelays_)) std::fill(channelDelays_.begin(), channelDelays_.end(), 0.0);
   if (holdNumbers(running_) && holdNumbers(coefficients_)) return;

@@ -124,6 +124,7 @@ class ZRDSPVoice : public ZRDSPEntity {
   float glideStartFrequency = 220;  // Hz
   float addedPitchbend = 0;         // Hz
   int recoveries = 0;               // mended since the instrument last looked
+  bool isAiling = false;            // mended, and not found healthy since; the instrument's
   const char* recovered = nullptr;  // what of it was no number; with static lifetime
 
  protected:

@@ -63,6 +63,7 @@ void ZRTurboVoice::makeModules(float sampleRateHz, int blockSizeFrames) {
   fadeEnvelope->setModMatrix(matrix);
   outputAmp->setModMatrix(matrix);
   lfoAmp->setModMatrix(matrix);
+  outputAmp->volume.defaultValue = 0.0F;
   outputAmp->volume = 0.0F;  // the envelope's row alone opens it
 }
 

@@ -52,7 +52,7 @@ bool ZRTurboVoice::holdsNumbers(int frames) const noexcept {
       !driveTone->holdsNumbers()) {
     return false;
   }
-  if (!areNumbers(smoothedPan, lastDetune_, static_cast<float>(sleptDetune_), longestMemory_)) return false;
+  if (!areNumbers(smoothedPan, static_cast<float>(sleptDetune_))) return false;
   if (!active || asleep_) return true;
   for (const ZRDSPParameter* pitch : {&waveOscillator->oscFreq, &waveOscillator->oscCents,
                                       &waveOscillator->oscPulsewidth, &lfo->oscFreq, &lfo->oscCents}) {
@@ -72,11 +72,8 @@ void ZRTurboVoice::addLastBlock(float* left, float* right, int frames) const noe
 
 // A setting that is no number would make new state of its kind in each block.
 void ZRTurboVoice::mendSettings() noexcept {
-  for (const TurboVoiceParameterRow& parameter : kTurboVoiceParameters) {
-    ZRDSPParameter& setting = this->*parameter.member;
-    if (!areNumbers(setting.value.load())) setting = parameter.row.defaultValue;
-  }
-  if (!areNumbers(portamentoTime.value.load())) portamentoTime = 0.0F;
+  for (const TurboVoiceParameterRow& parameter : kTurboVoiceParameters) (this->*parameter.member).mend();
+  portamentoTime.mend();
 }
 
 void ZRTurboVoice::mendState(int frames) noexcept {
@@ -118,9 +115,7 @@ void ZRTurboVoice::mendState(int frames) noexcept {
   asleep_ = false;
   lfoRestarts_ = false;
   quietFrames_ = 0;
-  longestMemory_ = 0;
   sleptDetune_ = 0;
-  lastDetune_ = 0;
 }
 
 }  // namespace morv

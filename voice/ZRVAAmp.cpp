@@ -42,6 +42,7 @@ void addScaled(const float* samples, float gain, float* out, int frames) noexcep
 ZRVAAmp::ZRVAAmp(float sampleRateHz, int* addressCounter)
     : ZRDSPEntity(sampleRateHz, *addressCounter),
       maxSmoothing(smoothingCoefficient(kMaxSmoothingMs, sampleRateHz / kMaxSmoothingFrames)),
+      firstSmoothing_(maxSmoothing),
       gains_(kMaxBlockFrames) {
   const std::array<ZRDSPParameter*, kRows.size()> records = {&volume, &volumeR, &max, &pan, &input, &input2};
   for (std::size_t i = 0; i < kRows.size(); ++i) initParameter(kRows[i], (*addressCounter)++, records[i]);

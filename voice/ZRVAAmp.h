@@ -69,6 +69,7 @@ class ZRVAAmp : public ZRDSPEntity {
   bool runInOnePass(float* in1, const float* in2, float* out1, float* out2,
                     int frames) noexcept MORV_NONBLOCKING;
 
+  const float firstSmoothing_;  // what `maxSmoothing` goes back to if it is no number
   ZeroedFloats gains_;
   float pannedPosition_ = 0;  // position, from 0 left to 2 right, that the gains below are for
   PanGains panGains_{1, 0};

@@ -42,7 +42,8 @@ ZRVAOscillator::ZRVAOscillator(float sampleRateHz, int framesPerBlock, int* addr
       secondPhaseBuffer(bufferFrames(framesPerBlock)),
       signBuffer(bufferFrames(framesPerBlock)),
       scratch(bufferFrames(framesPerBlock)),
-      lfoSmoothing(smoothingCoefficient(kLfoSmoothingMs, sampleRateHz)) {
+      lfoSmoothing(smoothingCoefficient(kLfoSmoothingMs, sampleRateHz)),
+      firstSmoothing_(lfoSmoothing) {
   blockSize = framesPerBlock;
   initDPWOsc(dpwState);
   fill(historyA, kHistoryStart);
@@ -51,6 +52,7 @@ ZRVAOscillator::ZRVAOscillator(float sampleRateHz, int framesPerBlock, int* addr
   if (lfoMode) {
     oscFreq.minValue = 0.01F;
     oscFreq.maxValue = 10.0F;
+    oscFreq.defaultValue = 0.1F;
     oscFreq = 0.1F;
   }
   setRandomSeed(kDefaultSeed);

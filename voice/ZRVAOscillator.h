@@ -102,6 +102,7 @@ class ZRVAOscillator : public ZRDSPOscillator {
   void runWave(int wave, float* left, float* right, bool isRightWanted, int frames) noexcept MORV_NONBLOCKING;
   void smoothOutput(float* left, int frames) noexcept MORV_NONBLOCKING;
 
+  const float firstSmoothing_;  // what `lfoSmoothing` goes back to if it is no number
   Random random_;
   std::shared_ptr<const PinkNoise> noise_;
 };

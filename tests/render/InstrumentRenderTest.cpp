@@ -98,7 +98,7 @@ TEST_F(InstrumentRender, OnlyTheVoicesBelowTheNumberInUseRun) {
   EXPECT_EQ(runningAt(0.0F), 0U);
   EXPECT_EQ(runningAt(-3.0F), 0U);
   EXPECT_EQ(runningAt(100.0F), 4U);
-  EXPECT_EQ(runningAt(std::nanf("")), 0U);
+  EXPECT_EQ(runningAt(std::nanf("")), 4U);  // goes back to the default, all of them
   useUnison();
   EXPECT_EQ(runningAt(2.5F), 3U);
   EXPECT_EQ(runningAt(0.0F), 0U);

@@ -286,21 +286,55 @@ TEST(PoisonedState, OfASleepingVoiceIsNeitherCarriedOverTheSleepNorPlayedAgain) 
   }
 }
 
+// A voice is looked at again within 2048 frames.
 TEST(PoisonedState, IsToldAFewTimesASecondAtMostAndCountedEachTime) {
+  constexpr int kRounds = 22;  // in a second
   PoisonedEngine engine(64);
   engine.holdChord();
   engine.render(6000);
   takeDiagnostics();
 
-  for (int block = 0; block < 750; ++block) {  // a second
+  for (int round = 0; round < kRounds; ++round) {
     engine.sounding().filter->z1 = kPoisons[0];
-    EXPECT_TRUE(allFinite(engine.render(64)));
+    EXPECT_TRUE(allFinite(engine.render(2176)));
   }
 
   const std::string told = takeDiagnostics();
-  EXPECT_EQ(engine.recoveries(), 750U);
+  EXPECT_EQ(engine.recoveries(), static_cast<std::uint32_t>(kRounds));
   EXPECT_GE(std::count(told.begin(), told.end(), '\n'), 4);
   EXPECT_LE(std::count(told.begin(), told.end(), '\n'), 5);
+}
+
+TEST(PoisonedState, ThatComesBackInEachBlockIsPutBackInEachAndCountedOnceUntilItIsHealthyAgain) {
+  PoisonedEngine engine(64);
+  engine.holdChord();
+  engine.render(6000);
+
+  for (int block = 0; block < 750; ++block) {
+    engine.sounding().filter->z1 = kPoisons[0];
+    EXPECT_TRUE(allFinite(engine.render(64)));
+  }
+  EXPECT_EQ(engine.recoveries(), 1U);
+  engine.render(kRecoveryFrames);
+  engine.sounding().filter->z1 = kPoisons[0];
+  engine.render(64);
+
+  EXPECT_EQ(engine.recoveries(), 2U);
+}
+
+TEST(PoisonedState, OfTheInstrumentThatComesBackInEachBlockIsCountedOnce) {
+  PoisonedEngine engine(64);
+
+  for (int block = 0; block < 100; ++block) {
+    engine.kernel.instrument->slopValue = kPoisons[0];
+    engine.renderBlock();
+  }
+  EXPECT_EQ(engine.recoveries(), 1U);
+  engine.renderBlock();
+  engine.kernel.instrument->slopValue = kPoisons[0];
+  engine.renderBlock();
+
+  EXPECT_EQ(engine.recoveries(), 2U);
 }
 
 TEST(PoisonedState, OfAnEffectIsForgottenInTheChain) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <string>
 #include <tuple>
@@ -77,6 +78,26 @@ TEST_F(ZQ3UnitRender, TakesTheTempoEvenWithoutResources) {
 
   EXPECT_EQ(unit_.tempo(), 133.25F);
   EXPECT_EQ(unit_.kernel().tempo.load(), 133.25F);
+}
+
+TEST_F(ZQ3UnitRender, KeepsTheLastTempoWhenAHostTellsWhatIsNoNumber) {
+  constexpr double kLost[] = {std::numeric_limits<double>::quiet_NaN(),
+                              std::numeric_limits<double>::infinity(),
+                              -std::numeric_limits<double>::infinity()};
+  for (const double lost : kLost) {
+    unit_.setTempo(90.0F);
+    unit_.musicalContextBlock = [lost](double* tempo) {
+      *tempo = lost;
+      return true;
+    };
+    render();
+    EXPECT_EQ(unit_.tempo(), 90.0F);
+    EXPECT_EQ(unit_.kernel().tempo.load(), 90.0F);
+
+    unit_.setTempo(static_cast<float>(lost));
+    EXPECT_EQ(unit_.tempo(), 90.0F);
+    EXPECT_EQ(unit_.kernel().tempo.load(), 90.0F);
+  }
 }
 
 TEST_F(ZQ3UnitRender, KeepsTheTempoOfAHostThatTellsNone) {

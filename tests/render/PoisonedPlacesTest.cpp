@@ -1,0 +1,515 @@
+// Every place that is put back, with what it is put back to; places that are heard are in PoisonedStateTest.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "modulation/ZRDSPModMatrix.h"
+#include "tests/render/InstrumentTesting.h"
+#include "tests/render/PoisonedEngine.h"
+#include "voice/ZRBiquadFilter.h"
+#include "voice/ZRVAAmp.h"
+
+namespace morv {
+namespace {
+
+constexpr int kBlock = 64;
+const float kNoNumber = kPoisons[0];
+
+// How far a voice asleep comes from where its oscillator stands in the block that wakes it, in samples of the
+// table: 64 frames at 131 Hz go through less than a fifth of 1024.
+constexpr float kBlockOfPhase = 205.0F;
+
+struct InstrumentPlace {
+  const char* name;
+  float ZRDSPInstrument::*value;
+  float fresh;
+};
+
+constexpr InstrumentPlace kInstrumentPlaces[] = {
+    {"slop", &ZRDSPInstrument::slopValue, 0.0F},
+    {"bend", &ZRDSPInstrument::bendValue, 0.0F},
+    {"unison bend", &ZRDSPInstrument::currentBend, 0.0F},
+    {"arpeggiator", &ZRDSPInstrument::arpCounter, 0.0F},
+};
+
+TEST(PoisonedPlaces, OfTheInstrumentArePutBackInTheNextBlock) {
+  for (const InstrumentPlace& place : kInstrumentPlaces) {
+    SCOPED_TRACE(place.name);
+    PoisonedEngine engine(kBlock);
+    ZRDSPInstrument& instrument = *engine.kernel.instrument;
+    instrument.slopCoefficient = 1.0F;  // holds the walk where it is
+    instrument.*place.value = kNoNumber;
+
+    engine.renderBlock();
+
+    EXPECT_EQ(instrument.*place.value, place.fresh);
+    EXPECT_EQ(engine.recoveries(), 1U);
+  }
+}
+
+TEST(PoisonedPlaces, OfTheInstrumentsFollowersAreWorkedOutAnew) {
+  for (float ZRDSPInstrument::*coefficient :
+       {&ZRDSPInstrument::volumeCoefficient, &ZRDSPInstrument::slopCoefficient}) {
+    PoisonedEngine engine(kBlock);
+    ZRDSPInstrument& instrument = *engine.kernel.instrument;
+    engine.holdChord();
+    const float expected = instrument.*coefficient;
+    instrument.*coefficient = kNoNumber;
+
+    EXPECT_TRUE(allFinite(engine.render(kRecoveryFrames)));
+
+    EXPECT_EQ(instrument.*coefficient, expected);
+    EXPECT_EQ(engine.recoveries(), 1U);
+  }
+}
+
+TEST(PoisonedPlaces, OfEachGlobalSettingGoBackToItsDefault) {
+  struct Global {
+    ZRDSPParameter ZRDSPInstrument::*setting;
+    float fresh;
+  };
+  const Global globals[] = {{&ZRDSPInstrument::volume, 0.75F},       {&ZRDSPInstrument::voiceDetune, 0.0F},
+                            {&ZRDSPInstrument::voiceNumber, 8.0F},   {&ZRDSPInstrument::pitchbendRange, 3.0F},
+                            {&ZRDSPInstrument::outputDistortion, 0}, {&ZRDSPInstrument::controlA, 20.0F}};
+  for (const Global& global : globals) {
+    for (const float poison : kPoisons) {
+      PoisonedEngine engine(kBlock);
+      engine.holdChord();
+      engine.render(6000);
+      engine.kernel.instrument.get()->*global.setting = poison;
+
+      const std::vector<float> heard = engine.render(kRecoveryFrames);
+
+      EXPECT_TRUE(allFinite(heard));
+      EXPECT_GT(levelDb(heard), -60.0);
+      EXPECT_EQ((engine.kernel.instrument.get()->*global.setting).value.load(), global.fresh);
+      EXPECT_EQ(engine.recoveries(), 1U);
+    }
+  }
+}
+
+TEST(PoisonedPlaces, OfTheMuteGoToItsTargetAndCountOnTheInstrument) {
+  for (const float poison : kPoisons) {
+    for (const bool isMuted : {false, true}) {
+      PoisonedEngine engine(kBlock);
+      engine.holdChord();
+      engine.render(6000);
+      engine.kernel.muted = isMuted;
+      engine.kernel.muteState = poison;
+
+      const std::vector<float> heard = engine.render(kBlock);
+
+      EXPECT_TRUE(allFinite(heard));
+      EXPECT_EQ(engine.kernel.muteState, isMuted ? 1.0F : 0.0F);
+      EXPECT_EQ(levelDb(heard) > -60.0, !isMuted);
+      EXPECT_EQ(engine.recoveries(), 1U);
+    }
+  }
+}
+
+TEST(PoisonedPlaces, OfTheMutesCoefficientGoBackToNone) {
+  PoisonedEngine engine(kBlock);
+  engine.kernel.muteCoefficient = kNoNumber;
+
+  engine.render(kRecoveryFrames);
+
+  EXPECT_EQ(engine.kernel.muteCoefficient, 0.0F);
+  EXPECT_EQ(engine.kernel.muteState, 0.0F);
+  EXPECT_EQ(engine.recoveries(), 1U);
+}
+
+TEST(PoisonedPlaces, OfTheTempoLeaveTheLastOne) {
+  for (const float poison : kPoisons) {
+    PoisonedEngine engine(kBlock);
+    engine.set("lfoBPMSync", 1.0F);
+    engine.kernel.tempo = 90.0F;
+    engine.holdChord();
+    engine.render(6000);
+    engine.kernel.tempo = poison;
+
+    EXPECT_TRUE(allFinite(engine.render(24000)));
+
+    EXPECT_EQ(engine.kernel.instrument->tempo, 90.0F);
+    EXPECT_EQ(engine.recoveries(), 0U);
+  }
+}
+
+struct VoicePlace {
+  const char* name;
+  std::function<float&(ZRTurboVoice&)> value;
+  float fresh;
+};
+
+const VoicePlace kVoicePlaces[] = {
+    {"raw pitch", [](ZRTurboVoice& v) -> float& { return v.waveOscillator->rawFrequency; }, 1.0F},
+    {"pitch", [](ZRTurboVoice& v) -> float& { return v.waveOscillator->modulatedFrequency; }, 1.0F},
+    {"LFO history", [](ZRTurboVoice& v) -> float& { return v.lfo->historyA[0]; }, 0.25F},
+    {"second LFO history", [](ZRTurboVoice& v) -> float& { return v.lfo->historyB[0]; }, 0.0625F},
+    {"third LFO history", [](ZRTurboVoice& v) -> float& { return v.lfo->historyC[0]; }, -0.9375F},
+    {"sustain", [](ZRTurboVoice& v) -> float& { return v.ampEnvelope->sustain; }, 1.0F},
+    {"decay", [](ZRTurboVoice& v) -> float& { return v.fadeEnvelope->decay; }, 0.5F},
+    {"delay", [](ZRTurboVoice& v) -> float& { return v.modEnvelope->delay; }, 0.0F},
+    {"LFO amplifier", [](ZRTurboVoice& v) -> float& { return v.lfoAmp->smoothedMax; }, 1.0F},
+};
+
+TEST(PoisonedPlaces, OfAVoiceAreSeenAndPutBack) {
+  for (const VoicePlace& place : kVoicePlaces) {
+    SCOPED_TRACE(place.name);
+    PoisonedEngine engine(kBlock);
+    ZRTurboVoice& voice = engine.voice(0);
+    voice.lfo->phase = 0.5F;
+    voice.lfo->secondPhase = 0.25F;
+    voice.lfo->sign = -1.0F;
+    place.value(voice) = kNoNumber;
+    ASSERT_FALSE(voice.holdsNumbers(kBlock));
+
+    voice.mendState(kBlock);
+
+    EXPECT_EQ(place.value(voice), place.fresh);
+    EXPECT_TRUE(voice.holdsNumbers(kBlock));
+  }
+}
+
+// Found by what they make, and put back with it.
+const VoicePlace kVoiceCoefficients[] = {
+    {"LFO smoothing", [](ZRTurboVoice& v) -> float& { return v.lfo->lfoSmoothing; }, 0},
+    {"gain smoothing", [](ZRTurboVoice& v) -> float& { return v.outputAmp->maxSmoothing; }, 0},
+    {"LFO gain smoothing", [](ZRTurboVoice& v) -> float& { return v.lfoAmp->maxSmoothing; }, 0},
+};
+
+TEST(PoisonedPlaces, OfAVoicesCoefficientsGoBackToThoseOfItsRate) {
+  for (const VoicePlace& place : kVoiceCoefficients) {
+    SCOPED_TRACE(place.name);
+    PoisonedEngine engine(kBlock);
+    engine.holdChord();
+    engine.render(6000);
+    float& coefficient = place.value(engine.sounding());
+    const float expected = coefficient;
+    coefficient = kNoNumber;
+
+    EXPECT_TRUE(allFinite(engine.render(24000)));
+
+    EXPECT_EQ(coefficient, expected);
+    EXPECT_EQ(engine.recoveries(), 1U);
+  }
+}
+
+struct SettingPlace {
+  const char* name;
+  std::function<ZRDSPParameter&(ZRTurboVoice&)> setting;
+  float fresh;
+};
+
+const SettingPlace kSettingPlaces[] = {
+    {"LFO level", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.lfo->level; }, 0.5F},
+    {"LFO cents", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.lfo->oscCents; }, 0.0F},
+    {"LFO semitones", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.lfo->oscSemitones; }, 0.0F},
+    {"LFO octave", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.lfo->oscOctave; }, 0.0F},
+    {"output gain", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.outputAmp->max; }, 1.0F},
+    {"output volume", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.outputAmp->volume; }, 0.0F},
+    {"LFO gain", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.lfoAmp->max; }, 1.0F},
+};
+
+TEST(PoisonedPlaces, OfAModulesSettingsGoBackToWhatTheVoiceBeganWith) {
+  for (const SettingPlace& place : kSettingPlaces) {
+    SCOPED_TRACE(place.name);
+    PoisonedEngine engine(kBlock);
+    engine.holdChord();
+    engine.render(6000);
+    ZRDSPParameter& setting = place.setting(engine.sounding());
+    setting = kNoNumber;
+
+    EXPECT_TRUE(allFinite(engine.render(24000)));
+
+    EXPECT_EQ(setting.value.load(), place.fresh);
+    EXPECT_EQ(engine.recoveries(), 1U);
+  }
+}
+
+// The oscillator replaces a pitch that is no number on its way, so that these are put back with others only.
+const SettingPlace kQuietSettingPlaces[] = {
+    {"cents", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.waveOscillator->oscCents; }, 0.0F},
+    {"semitones", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.waveOscillator->oscSemitones; }, 0.0F},
+    {"octave", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.waveOscillator->oscOctave; }, 0.0F},
+    {"phase modulation", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.waveOscillator->fmAmount; }, 0.0F},
+    {"blend", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.waveOscillator->morphAmount; }, 0.0F},
+    {"maximum", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.modEnvelope->envMax; }, 1.0F},
+    {"portamento", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.portamentoTime; }, 0.0F},
+};
+
+TEST(PoisonedPlaces, OfSettingsThatNobodyHearsGoBackWithTheRestOfTheVoice) {
+  for (const SettingPlace& place : kQuietSettingPlaces) {
+    SCOPED_TRACE(place.name);
+    PoisonedEngine engine(kBlock);
+    ZRTurboVoice& voice = engine.voice(0);
+    place.setting(voice) = kNoNumber;
+
+    voice.mendState(kBlock);
+
+    EXPECT_EQ(place.setting(voice).value.load(), place.fresh);
+  }
+}
+
+TEST(PoisonedPlaces, OfPitchAndWidthAreSeenInTheirBuffers) {
+  using Destination = const ZRDSPParameter& (*)(ZRTurboVoice&);
+  const Destination whole[] = {
+      [](ZRTurboVoice& v) -> const ZRDSPParameter& { return v.waveOscillator->oscFreq; },
+      [](ZRTurboVoice& v) -> const ZRDSPParameter& { return v.waveOscillator->oscCents; },
+      [](ZRTurboVoice& v) -> const ZRDSPParameter& { return v.waveOscillator->oscPulsewidth; },
+      [](ZRTurboVoice& v) -> const ZRDSPParameter& { return v.lfo->oscFreq; },
+      [](ZRTurboVoice& v) -> const ZRDSPParameter& { return v.lfo->oscCents; }};
+  const Destination first[] = {
+      [](ZRTurboVoice& v) -> const ZRDSPParameter& { return v.waveOscillator->oscOctave; },
+      [](ZRTurboVoice& v) -> const ZRDSPParameter& { return v.waveOscillator->oscSemitones; },
+      [](ZRTurboVoice& v) -> const ZRDSPParameter& { return v.lfo->oscOctave; },
+      [](ZRTurboVoice& v) -> const ZRDSPParameter& { return v.lfo->oscSemitones; },
+      [](ZRTurboVoice& v) -> const ZRDSPParameter& { return v.lfo->oscWave; }};
+  PoisonedEngine engine(kBlock);
+  engine.holdChord();
+  engine.render(6000);
+  ZRTurboVoice& voice = engine.sounding();
+  ASSERT_TRUE(voice.holdsNumbers(kBlock));
+  const auto expectSeenAt = [&](Destination destination, int sample) {
+    float& place = voice.modMatrix->destinationBuffer(destination(voice).address)[sample];
+    const float healthy = place;
+    place = kNoNumber;
+    EXPECT_FALSE(voice.holdsNumbers(kBlock)) << destination(voice).identifier;
+    place = healthy;
+    EXPECT_TRUE(voice.holdsNumbers(kBlock)) << destination(voice).identifier;
+  };
+
+  for (const Destination destination : whole) expectSeenAt(destination, kBlock - 1);
+  for (const Destination destination : first) expectSeenAt(destination, 0);
+}
+
+// With no release and no sound left, and the LFO on the pitch.
+void putToSleep(PoisonedEngine& engine) {
+  engine.set("env1Release", 0.0F);
+  engine.set("env2Release", 0.0F);
+  engine.holdChord();
+  engine.render(2400);
+  engine.releaseChord();
+  engine.render(480000);
+}
+
+// Carried over the sleep with an LFO whose pitch is no number, the oscillator would lose its phase.
+TEST(PoisonedPlaces, OfASleepingVoiceAreMendedBeforeItIsCarriedOverTheSleep) {
+  PoisonedEngine engine(kBlock);
+  putToSleep(engine);
+  ZRTurboVoice& voice = engine.voice(0);
+  ASSERT_TRUE(voice.isAsleep());
+  voice.waveOscillator->phaseOne = 500.0F;
+  voice.lfo->frequency = kNoNumber;
+
+  engine.holdChord();
+
+  EXPECT_FALSE(voice.isAsleep());
+  EXPECT_GE(voice.waveOscillator->phaseOne, 500.0F);
+  EXPECT_LE(voice.waveOscillator->phaseOne, 500.0F + kBlockOfPhase);
+  EXPECT_EQ(engine.recoveries(), 1U);
+}
+
+TEST(PoisonedPlaces, OfASleepingVoiceAreMendedBeforeItIsPrepared) {
+  PoisonedEngine engine(kBlock);
+  putToSleep(engine);
+  ZRTurboVoice& voice = engine.voice(0);
+  ASSERT_TRUE(voice.isAsleep());
+  voice.waveOscillator->phaseOne = 500.0F;
+  voice.lfo->frequency = kNoNumber;
+
+  voice.prepare(static_cast<float>(kPoisonRateHz), kBlock);
+
+  EXPECT_FALSE(voice.isAsleep());
+  EXPECT_EQ(voice.recoveries, 1);
+  EXPECT_EQ(voice.waveOscillator->phaseOne, 500.0F);
+}
+
+TEST(PoisonedPlaces, OfASleepingVoiceKeepItAwakeForASecond) {
+  PoisonedEngine engine(kBlock);
+  putToSleep(engine);
+  ZRTurboVoice& voice = engine.voice(0);
+  ASSERT_TRUE(voice.isAsleep());
+  voice.filter->z3 = kNoNumber;
+
+  engine.render(24000);
+  EXPECT_FALSE(voice.isAsleep());
+  engine.render(48000);
+
+  EXPECT_TRUE(voice.isAsleep());
+  EXPECT_EQ(engine.recoveries(), 1U);
+}
+
+TEST(PoisonedPlaces, OfASleepingVoicesPitchAreFoundInItsAccount) {
+  PoisonedEngine engine(kBlock);
+  putToSleep(engine);
+  ZRTurboVoice& voice = engine.voice(0);
+  ASSERT_TRUE(voice.isAsleep());
+  voice.detuneOffset = kNoNumber;
+
+  engine.render(kRecoveryFrames);
+
+  EXPECT_EQ(engine.recoveries(), 1U);
+  EXPECT_TRUE(voice.holdsNumbers(kBlock));
+}
+
+TEST(PoisonedPlaces, OfASleepingVoiceLetItsNoteStartTheLfo) {
+  PoisonedEngine engine(kBlock);
+  engine.set("lfoKeySync", 1.0F);
+  putToSleep(engine);
+  ZRTurboVoice& voice = engine.voice(0);
+  ASSERT_TRUE(voice.isAsleep());
+  voice.lfo->phase = 0.5F;
+  voice.filter->z3 = kNoNumber;
+
+  engine.holdChord();
+
+  EXPECT_LT(voice.lfo->phase, -0.9F);  // 64 frames at half a hertz go from -1 by a thousandth
+}
+
+TEST(PoisonedPlaces, OfAnAmplifiersPanGoLeft) {
+  int addresses = 0;
+  ZRVAAmp amp(48000.0F, &addresses);
+  float in[4] = {1, 1, 1, 1};
+  float left[4] = {};
+  float right[4] = {};
+  amp.pan = kNoNumber;
+  amp.runAmp(in, nullptr, left, right, 4, 120.0F);
+  ASSERT_FALSE(amp.holdsNumbers());
+
+  amp.mendState();
+
+  EXPECT_TRUE(amp.holdsNumbers());
+  const float ones[4] = {1, 1, 1, 1};
+  float mendedLeft[4] = {};
+  float mendedRight[4] = {};
+  amp.addPanned(ones, mendedLeft, mendedRight, 4);
+  EXPECT_EQ(mendedLeft[3], 1.0F);
+  EXPECT_EQ(mendedRight[3], 0.0F);
+}
+
+TEST(PoisonedPlaces, OfAFiltersRunningCoefficientsGoBackToThoseOfItsSettings) {
+  ZRBiquadFilter mended(ZRBiquadType::peaking, 1000.0F, 1, 2, 48000.0F);
+  ZRBiquadFilter fresh(ZRBiquadType::peaking, 1000.0F, 1, 2, 48000.0F);
+  float samples[8] = {1, 0, 0, 0, 0, 0, 0, 0};
+  mended.gain = kNoNumber;
+  mended.runFilter(samples, nullptr, samples, nullptr, 8);
+  ASSERT_FALSE(mended.holdsNumbers());
+  mended.gain = 0.0F;
+  mended.mendState();
+  ASSERT_TRUE(mended.holdsNumbers());
+
+  float actual[8] = {1, 0, 0, 0, 0, 0, 0, 0};
+  float expected[8] = {1, 0, 0, 0, 0, 0, 0, 0};
+  mended.runFilter(actual, nullptr, actual, nullptr, 8);
+  fresh.runFilter(expected, nullptr, expected, nullptr, 8);
+
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(actual[i], expected[i]);
+}
+
+class PoisonedMatrix : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    matrix_.setMatrixCore(ZRDSPModMatrix::initSingleton()->getMatrixCore());
+    depth_.maxValue = 1.0F;
+    depth_ = 1.0F;
+    row_ = matrix_.addRow(kSourcePressure, kDestination, &depth_, 1.0F, 0);
+  }
+
+  static constexpr int kDestination = 3;
+  ZRDSPModMatrix matrix_{kBlock};
+  ZRDSPParameter depth_;
+  modMatrixRow* row_ = nullptr;
+};
+
+TEST_F(PoisonedMatrix, ForgetsWhatItKnewToHoldStill) {
+  matrix_.holdSource(kSourcePressure, kNoNumber, kBlock);
+  matrix_.runMatrix(kBlock);
+  ASSERT_TRUE(matrix_.isHeld(kDestination, kBlock));
+  ASSERT_TRUE(std::isnan(matrix_.readDestination(kDestination)[0]));
+
+  EXPECT_TRUE(matrix_.mendState(8, kBlock));
+
+  EXPECT_FALSE(matrix_.isHeld(kDestination, kBlock));
+  EXPECT_FALSE(matrix_.isSourceHeld(kSourcePressure, kBlock));
+  EXPECT_EQ(matrix_.readDestination(kDestination)[0], 0.0F);
+  matrix_.runMatrix(kBlock);
+  for (int i = 0; i < kBlock; ++i) EXPECT_EQ(matrix_.readDestination(kDestination)[i], 0.0F);
+}
+
+TEST_F(PoisonedMatrix, GivesARowItsFirstAmountAndNoSecondOne) {
+  row_->amount = kNoNumber;
+  row_->modAmount = kNoNumber;
+
+  EXPECT_TRUE(matrix_.mendState(8, kBlock));
+
+  EXPECT_EQ(row_->amount.load(), 1.0F);
+  EXPECT_EQ(row_->modAmount.load(), 0.0F);
+  EXPECT_FALSE(matrix_.mendState(8, kBlock));
+}
+
+// A release made shorter in its middle ends in one sample of its line far beyond the end: t seconds in, that
+// is 1 - t / r times where it began. It is a number, however great, and stays as it is.
+TEST(HealthySpike, OfAnEnvelopesKnobKeepsItsHeight) {
+  constexpr double kLeastRelease = 0.0001;  // seconds
+  constexpr int kReleased = 24000;
+  constexpr double kRounding = 1.0e-4;  // of floats over the line's few operations
+  PoisonedEngine engine(kBlock);
+  engine.set("env1Release", 1.0F);
+  engine.renderBlock();
+  engine.holdChord();
+  engine.render(12000);
+  engine.releaseChord();
+  engine.render(kReleased - kBlock);
+  ZRTurboVoice& voice = engine.voice(0);
+  const double from = static_cast<double>(voice.ampEnvelope->stageTarget);
+  const int time = voice.ampEnvelope->time;
+  takeDiagnostics();
+
+  engine.set("env1Release", 0.0F);
+  engine.render(kBlock);
+
+  const double expected = from * (1.0 - time / (kLeastRelease * kPoisonRateHz));
+  const float spike = voice.modMatrix->readSource(voice.ampEnvelope->modSourceIndex)[0];
+  EXPECT_NEAR(static_cast<double>(spike), expected, kRounding * std::abs(expected));
+  EXPECT_LT(spike, -1000.0F);
+  const std::vector<float> heard = engine.render(kBlock);  // the amplifier takes it a block later
+  EXPECT_TRUE(allFinite(heard));
+  EXPECT_GT(*std::max_element(heard.begin(), heard.end()), 1000.0F);
+  EXPECT_TRUE(allFinite(engine.render(24000)));
+  EXPECT_EQ(engine.recoveries(), 0U);
+  EXPECT_EQ(takeDiagnostics(), "");
+}
+
+// Eight voices take 43 ms, whatever the rate.
+TEST(PoisonedPlaces, AreFoundWithinATenthOfASecondAtEachRate) {
+  for (const double rateHz : {8000.0, 22050.0, 48000.0, 192000.0}) {
+    PoisonedEngine engine(kBlock);
+    engine.kernel.prepare(rateHz, kBlock);
+    engine.render(512);
+    for (std::size_t victim : {0U, 7U}) {
+      const std::uint32_t before = engine.recoveries();
+      engine.voice(victim).lfo->phase = kNoNumber;
+
+      engine.render(static_cast<int>(rateHz / 10.0) - kBlock);
+
+      EXPECT_EQ(engine.recoveries(), before + 1) << rateHz;
+    }
+  }
+}
+
+// At 48 kHz one voice is looked at every 256 frames.
+TEST(PoisonedPlaces, AreLookedForInOneVoiceEvery256FramesAt48kHz) {
+  PoisonedEngine engine(kBlock);
+  for (std::size_t i = 0; i < 8; ++i) engine.voice(i).lfo->phase = kNoNumber;
+
+  engine.render(3 * 256);
+
+  EXPECT_EQ(engine.recoveries(), 3U);
+}
+
+}  // namespace
+}  // namespace morv
