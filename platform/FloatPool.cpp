@@ -34,7 +34,8 @@ Region* mapRegion() {
 }
 
 Region* regionOf(float* data) {
-  return reinterpret_cast<Region*>(reinterpret_cast<std::uintptr_t>(data) / kRegionBytes * kRegionBytes);
+  auto* bytes = reinterpret_cast<char*>(data);
+  return reinterpret_cast<Region*>(bytes - reinterpret_cast<std::uintptr_t>(bytes) % kRegionBytes);
 }
 
 }  // namespace

@@ -36,8 +36,8 @@ PropertyListDictionary::PropertyListDictionary(PropertyListDictionary&& other) n
     : storage_(std::exchange(other.storage_, nullptr)) {}
 
 PropertyListDictionary& PropertyListDictionary::operator=(const PropertyListDictionary& other) {
-  Storage* before = std::exchange(storage_, Storage::share(other.storage_));
-  Storage::release(before);
+  PropertyListDictionary copy(other);
+  std::swap(storage_, copy.storage_);
   return *this;
 }
 

@@ -55,6 +55,7 @@ void store(Pair x1, Pair x2, Pair y1, Pair y2, const BiquadPair& p) noexcept {
 // Frames by which each section is behind the one ahead of it. By then that one's result is ready, so that a
 // turn of all three takes no longer than one section's own recursion.
 constexpr int kLag = 4;
+constexpr int kBothLags = 2 * kLag;  // of the third pair behind the first
 constexpr int kFramesAtOnce = 64;
 
 // `frames` is 2 kLag to kFramesAtOnce.
@@ -79,8 +80,8 @@ void runStretch(const BiquadPair* pairs, const float* in1, const float* in2, flo
   const auto runThird = [&](int i) noexcept {
     const __m128i x = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(between[i] + 2));
     const __m128 y = _mm_cvtpd_ps(third.step(_mm_cvtps_pd(_mm_castsi128_ps(x))));
-    _mm_store_ss(out1 + i - 2 * kLag, y);
-    _mm_store_ss(out2 + i - 2 * kLag, _mm_movehdup_ps(y));
+    _mm_store_ss(out1 + i - kBothLags, y);
+    _mm_store_ss(out2 + i - kBothLags, _mm_movehdup_ps(y));
   };
   for (int i = kLag; i < 2 * kLag; ++i) runBoth(i, input(i));
   for (int i = 2 * kLag; i < frames; ++i) {
