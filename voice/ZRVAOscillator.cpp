@@ -30,6 +30,31 @@ void differentiate(const float* history, float scale, float* out, int frames) no
   for (int i = 0; i < frames; ++i) out[i] = (history[i + 1] - history[i]) * scale;
 }
 
+// A phase that starts anew at -1 with each wrap, `frames` steps on.
+struct SkippedPhase {
+  std::int64_t wraps = 0;
+  std::int64_t lastWrap = 0;  // steps up to and with the last one
+};
+
+SkippedPhase skipCycles(float* phase, float step, std::int64_t frames) noexcept {
+  SkippedPhase skipped;
+  PhaseWalk walk = walkPhase(*phase, step, 1.0F, frames);
+  *phase = walk.position;
+  if (!walk.reachesEnd) return skipped;
+  skipped = {1, walk.steps};
+  *phase = -1.0F;
+  if (skipped.lastWrap == frames) return skipped;
+  walk = walkPhase(-1.0F, step, 1.0F, frames - skipped.lastWrap);
+  if (walk.reachesEnd) {
+    const std::int64_t cycles = (frames - skipped.lastWrap) / walk.steps;
+    skipped.wraps += cycles;
+    skipped.lastWrap += cycles * walk.steps;
+    walk = walkPhase(-1.0F, step, 1.0F, frames - skipped.lastWrap);
+  }
+  *phase = skipped.lastWrap == frames ? -1.0F : walk.position;
+  return skipped;
+}
+
 }  // namespace
 
 ZRVAOscillator::ZRVAOscillator(float sampleRateHz, int framesPerBlock, int* addressCounter, bool isLfo)
@@ -162,35 +187,6 @@ void ZRVAOscillator::advancePhases(int frames) noexcept {
   heldValue = held;
 }
 
-namespace {
-
-// A phase that starts anew at -1 with each wrap, `frames` steps on.
-struct SkippedPhase {
-  std::int64_t wraps = 0;
-  std::int64_t lastWrap = 0;  // steps up to and with the last one
-};
-
-SkippedPhase skipCycles(float* phase, float step, std::int64_t frames) noexcept {
-  SkippedPhase skipped;
-  PhaseWalk walk = walkPhase(*phase, step, 1.0F, frames);
-  *phase = walk.position;
-  if (!walk.reachesEnd) return skipped;
-  skipped = {1, walk.steps};
-  *phase = -1.0F;
-  if (skipped.lastWrap == frames) return skipped;
-  walk = walkPhase(-1.0F, step, 1.0F, frames - skipped.lastWrap);
-  if (walk.reachesEnd) {
-    const std::int64_t cycles = (frames - skipped.lastWrap) / walk.steps;
-    skipped.wraps += cycles;
-    skipped.lastWrap += cycles * walk.steps;
-    walk = walkPhase(-1.0F, step, 1.0F, frames - skipped.lastWrap);
-  }
-  *phase = skipped.lastWrap == frames ? -1.0F : walk.position;
-  return skipped;
-}
-
-}  // namespace
-
 bool ZRVAOscillator::isSteady(int frames) const noexcept {
   const int wave = oscWave.intValue() + truncatedInt(firstDestinationSampleOf(oscWave));
   return lfoMode && pulseMode == 0 && wrapCallback == nullptr && frequency > 0.0F && wave >= 0 && wave <= 4 &&
@@ -216,15 +212,14 @@ void ZRVAOscillator::skip(std::int64_t frames, int blockFrames) noexcept {
   const float step = 2.0F * frequency / sampleRate;
   const SkippedPhase first = skipCycles(&phase, step, frames);
   if (first.wraps > 0) heldValue = noiseTable[static_cast<std::size_t>((first.lastWrap - 1) % blockFrames)];
-  const SkippedPhase second = skipCycles(&secondPhase, step, frames);
-  if (second.wraps % 2 != 0) sign = sign > 0.0F ? -1.0F : 1.0F;
+  skipSecondPhase(step, frames);
   historyA[0] = phase * phase;
   historyB[0] = secondPhase * secondPhase;
   historyC[0] = (1.0F - secondPhase * secondPhase) * sign;
 }
 
 // The same for an LFO whose steps are all alike: from wrap to wrap, in runs of equal sums.
-void ZRVAOscillator::advancePhasesSteadily(float step, int frames) noexcept {
+void ZRVAOscillator::advancePhasesSteadily(float step, bool isSecondRead, int frames) noexcept {
   float* phases = phaseBuffer.data();
   for (int i = 0; i < frames;) {
     i += fillPhase(&phase, step, 1.0F, phases + i, frames - i);
@@ -236,6 +231,12 @@ void ZRVAOscillator::advancePhasesSteadily(float step, int frames) noexcept {
   }
   float* secondPhases = secondPhaseBuffer.data();
   float* signs = signBuffer.data();
+  if (!isSecondRead) {
+    skipSecondPhase(step, frames);
+    secondPhases[frames - 1] = secondPhase;
+    signs[frames - 1] = sign;
+    return;
+  }
   for (int i = 0; i < frames;) {
     const int from = i;
     i += fillPhase(&secondPhase, step, 1.0F, secondPhases + i, frames - i);
@@ -248,11 +249,20 @@ void ZRVAOscillator::advancePhasesSteadily(float step, int frames) noexcept {
   }
 }
 
+void ZRVAOscillator::skipSecondPhase(float step, std::int64_t frames) noexcept {
+  const SkippedPhase second = skipCycles(&secondPhase, step, frames);
+  if (second.wraps % 2 != 0) sign = sign > 0.0F ? -1.0F : 1.0F;
+}
+
 void ZRVAOscillator::runPhaseIncrement(int frames, float tempo) noexcept {
-  if (frames <= 0) return;
+  if (frames > 0) advance(frames, tempo, true);
+}
+
+// A second phase that nobody reads is only brought to the block's end, in its buffer too.
+void ZRVAOscillator::advance(int frames, float tempo, bool isSecondRead) noexcept {
   const bool isSteady = fillSteps(frames, tempo);
   if (isSteady && lfoMode && pulseMode == 0 && scratch[0] > 0.0F) {
-    advancePhasesSteadily(scratch[0], frames);
+    advancePhasesSteadily(scratch[0], isSecondRead, frames);
     return;
   }
   const bool widthModulated = modMatrix != nullptr;
@@ -345,9 +355,9 @@ void ZRVAOscillator::runGenerator(int frames, float tempo) noexcept {
 void ZRVAOscillator::runOutputs(float* left, float* right, bool isRightWanted, int frames,
                                 float tempo) noexcept {
   if (frames <= 0) return;
-  runPhaseIncrement(frames, tempo);
+  const int wave = oscWave.intValue() + truncatedInt(firstDestinationSampleOf(oscWave));
+  advance(frames, tempo, pulseMode != 0 || isRightWanted || (wave >= 2 && wave <= 4));
   if (pulseMode == 0) {
-    const int wave = oscWave.intValue() + truncatedInt(firstDestinationSampleOf(oscWave));
     const bool isPlain = wave < 0 || wave > 5;
     const bool takesSecond = wave == 2 || (isRightWanted && (wave == 1 || wave == 3));
     fillHistories(wave == 1 || wave == 2 || isPlain, takesSecond, wave == 3, frames);

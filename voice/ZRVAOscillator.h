@@ -93,7 +93,9 @@ class ZRVAOscillator : public ZRDSPOscillator {
   void _initNoise(std::uint64_t seed, int length);
   float baseFrequency(float tempo) const noexcept MORV_NONBLOCKING;
   bool fillSteps(int frames, float tempo) noexcept MORV_NONBLOCKING;
-  void advancePhasesSteadily(float step, int frames) noexcept MORV_NONBLOCKING;
+  void advance(int frames, float tempo, bool isSecondRead) noexcept MORV_NONBLOCKING;
+  void advancePhasesSteadily(float step, bool isSecondRead, int frames) noexcept MORV_NONBLOCKING;
+  void skipSecondPhase(float step, std::int64_t frames) noexcept MORV_NONBLOCKING;
   template <bool kLfo, bool kPulse, bool kWidthModulated>
   void advancePhases(int frames) noexcept MORV_NONBLOCKING;
   void fillHistories(bool first, bool second, bool third, int frames) noexcept MORV_NONBLOCKING;

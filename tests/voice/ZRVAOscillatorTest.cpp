@@ -656,6 +656,41 @@ TEST_F(ZRVAOscillatorTest, BlocksOfAnyLengthGiveTheSameWaveAtASteadyFrequency) {
   }
 }
 
+TEST_F(ZRVAOscillatorTest, ASecondOutputThatNobodyReadsChangesNothingElse) {
+  for (int wave = 0; wave <= 6; ++wave) {
+    for (const float frequency : {0.01F, 0.9F, 10.0F, 3000.0F, 30000.0F}) {
+      counter = 0;
+      ZRVAOscillator whole(kRate, 64, &counter, true);
+      ZRVAOscillator part(kRate, 64, &counter, true);
+      for (ZRVAOscillator* o : {&whole, &part}) {
+        o->setModMatrix(&matrix, false);
+        o->outputSourceLeft = 1;
+        o->outputSourceRight = 2;
+        o->oscWave = static_cast<float>(wave);
+        o->oscFreq = frequency;
+      }
+      part.leavesUnreadRight = true;
+      const float* left = matrix.sourceBuffer(part.outputSourceLeft);
+      const float* right = matrix.sourceBuffer(part.outputSourceRight);
+
+      for (const int frames : {1, 64, 7, 4096, 63, 1024, 1}) {
+        whole.runGenerator(frames, kTempo);
+        const std::vector<float> want(left, left + frames);
+        part.runGenerator(frames, kTempo);
+        ASSERT_TRUE(std::equal(want.begin(), want.end(), left)) << wave << " " << frequency << " " << frames;
+      }
+      part.leavesUnreadRight = false;
+      whole.runGenerator(64, kTempo);
+      const std::vector<float> want(right, right + 64);
+      part.runGenerator(64, kTempo);
+      ASSERT_TRUE(std::equal(want.begin(), want.end(), right)) << wave << " " << frequency;
+      ASSERT_EQ(part.sign, whole.sign);
+      ASSERT_EQ(part.secondPhase, whole.secondPhase);
+      ASSERT_EQ(part.heldValue, whole.heldValue);
+    }
+  }
+}
+
 TEST_F(ZRVAOscillatorTest, NoFramesChangeNothing) {
   ZRVAOscillator o(kRate, 64, &counter, false);
   o.oscWave = 3.0F;
