@@ -11,6 +11,8 @@
 #include <atomic>
 #include <cstddef>
 
+#include "tests/realtime/SystemCallTrap.h"
+
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -32,6 +34,15 @@ void note(const char* call) noexcept {
   lastCall.store(call, std::memory_order_relaxed);
 }
 
+// "system call 202", without a call of the C library.
+void noteSystemCall(long number) noexcept {
+  static char text[] = "system call ...";
+  constexpr std::size_t kLastDigit = sizeof text - 2;
+  for (std::size_t i = 0; i < 3; ++i, number /= 10)
+    text[kLastDigit - i] = static_cast<char>('0' + number % 10);
+  note(text);
+}
+
 template <typename Function>
 Function next(const char* name) noexcept {
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
@@ -39,11 +50,16 @@ Function next(const char* name) noexcept {
 
 }  // namespace
 
-RenderTrap::RenderTrap() noexcept { ++depth; }
-RenderTrap::~RenderTrap() { --depth; }
+RenderTrap::RenderTrap() noexcept {
+  if (depth++ == 0 && catchesSystemCalls()) SystemCallTrap::arm();
+}
+RenderTrap::~RenderTrap() {
+  if (--depth == 0) SystemCallTrap::disarm();
+}
 long RenderTrap::caught() noexcept { return caughtCalls.load(); }
 const char* RenderTrap::lastCaught() noexcept { return lastCall.load(); }
 bool RenderTrap::isArmed() noexcept { return true; }
+bool RenderTrap::catchesSystemCalls() noexcept { return SystemCallTrap::isOffered(noteSystemCall); }
 
 }  // namespace morv
 
@@ -78,6 +94,26 @@ int pthread_mutex_lock(pthread_mutex_t* mutex) {
   static const auto real = morv::next<int (*)(pthread_mutex_t*)>("pthread_mutex_lock");
   morv::note("pthread_mutex_lock");
   return real(mutex);
+}
+int pthread_mutex_trylock(pthread_mutex_t* mutex) {
+  static const auto real = morv::next<int (*)(pthread_mutex_t*)>("pthread_mutex_trylock");
+  morv::note("pthread_mutex_trylock");
+  return real(mutex);
+}
+int pthread_rwlock_rdlock(pthread_rwlock_t* lock) {
+  static const auto real = morv::next<int (*)(pthread_rwlock_t*)>("pthread_rwlock_rdlock");
+  morv::note("pthread_rwlock_rdlock");
+  return real(lock);
+}
+int pthread_rwlock_wrlock(pthread_rwlock_t* lock) {
+  static const auto real = morv::next<int (*)(pthread_rwlock_t*)>("pthread_rwlock_wrlock");
+  morv::note("pthread_rwlock_wrlock");
+  return real(lock);
+}
+int pthread_spin_lock(pthread_spinlock_t* lock) {
+  static const auto real = morv::next<int (*)(pthread_spinlock_t*)>("pthread_spin_lock");
+  morv::note("pthread_spin_lock");
+  return real(lock);
 }
 int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
   static const auto real = morv::next<int (*)(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait");

@@ -7,5 +7,6 @@ RenderTrap::~RenderTrap() = default;
 long RenderTrap::caught() noexcept { return 0; }
 const char* RenderTrap::lastCaught() noexcept { return ""; }
 bool RenderTrap::isArmed() noexcept { return false; }
+bool RenderTrap::catchesSystemCalls() noexcept { return false; }
 
 }  // namespace morv
