@@ -87,7 +87,6 @@ void ZRVAAmp::mendState() noexcept {
   mendParameters();
   mendNumber(maxSmoothing, firstSmoothing_);
   mendNumber(smoothedMax, max.normalizedValue());
-  mendNumber(smoothedMax, 0.0F);
   if (areNumbers(pannedPosition_, panGains_.left, panGains_.right)) return;
   pannedPosition_ = 0;
   panGains_ = {1, 0};
@@ -105,7 +104,6 @@ bool ZRSEMFilter::holdsNumbers() const noexcept {
 
 // The two integrators of a channel make one state and start together.
 void ZRSEMFilter::mendState() noexcept {
-  mendNumber(outputGain, 1.0F);
   if (!areNumbers(z1, z2)) z1 = z2 = 0;
   if (!areNumbers(z3, z4)) z3 = z4 = 0;
   lastCutoff = -1.0F;  // so that the coefficients are worked out anew
@@ -119,7 +117,6 @@ bool ZRBiquadFilter::holdsNumbers() const noexcept {
 }
 
 void ZRBiquadFilter::mendState() noexcept {
-  mendNumber(outputGain, 1.0F);
   if (!holdNumbers(delays_)) std::fill(delays_.begin(), delays_.end(), 0.0F);
   if (!holdNumbers(channelDelays_)) std::fill(channelDelays_.begin(), channelDelays_.end(), 0.0);
   if (holdNumbers(running_) && holdNumbers(coefficients_)) return;
