@@ -30,9 +30,8 @@ struct InstrumentPlace {
 };
 
 constexpr InstrumentPlace kInstrumentPlaces[] = {
-    {"slop", &ZRDSPInstrument::slopValue, 0.0F},
-    {"bend", &ZRDSPInstrument::bendValue, 0.0F},
-    {"unison bend", &ZRDSPInstrument::currentBend, 0.0F},
+    {"volume", &ZRDSPInstrument::smoothedVolume, 0.75F}, {"slop", &ZRDSPInstrument::slopValue, 0.0F},
+    {"bend", &ZRDSPInstrument::bendValue, 0.0F},         {"unison bend", &ZRDSPInstrument::currentBend, 0.0F},
     {"arpeggiator", &ZRDSPInstrument::arpCounter, 0.0F},
 };
 
@@ -51,7 +50,33 @@ TEST(PoisonedPlaces, OfTheInstrumentArePutBackInTheNextBlock) {
   }
 }
 
-TEST(PoisonedPlaces, OfTheInstrumentsFollowersAreWorkedOutAnew) {
+TEST(PoisonedPlaces, OfTheInstrumentThatAreNumbersStayWhenOthersAreMended) {
+  PoisonedEngine engine(kBlock);
+  ZRDSPInstrument& instrument = *engine.kernel.instrument;
+  instrument.mpeBendRange = 24.0F;
+  instrument.arpCounter = 100.0F;
+  instrument.volumeCoefficient = 0.5F;
+  instrument.bendValue = kNoNumber;
+
+  engine.renderBlock();
+
+  EXPECT_EQ(instrument.mpeBendRange.load(), 24.0F);
+  EXPECT_EQ(instrument.arpCounter, 100.0F);
+  EXPECT_EQ(instrument.volumeCoefficient, 0.5F);
+}
+
+TEST(PoisonedPlaces, OfTheBendRangeOfMemberChannelsGoBackToFourOctaves) {
+  PoisonedEngine engine(kBlock);
+  engine.kernel.instrument->mpeBendRange = kNoNumber;
+
+  engine.renderBlock();
+
+  EXPECT_EQ(engine.kernel.instrument->mpeBendRange.load(), 48.0F);
+  EXPECT_EQ(engine.recoveries(), 1U);
+}
+
+// Ahead of the block, so that nothing follows by a coefficient that is none.
+TEST(PoisonedPlaces, OfTheInstrumentsFollowersAreWorkedOutAnewAheadOfTheBlock) {
   for (float ZRDSPInstrument::*coefficient :
        {&ZRDSPInstrument::volumeCoefficient, &ZRDSPInstrument::slopCoefficient}) {
     PoisonedEngine engine(kBlock);
@@ -60,9 +85,12 @@ TEST(PoisonedPlaces, OfTheInstrumentsFollowersAreWorkedOutAnew) {
     const float expected = instrument.*coefficient;
     instrument.*coefficient = kNoNumber;
 
-    EXPECT_TRUE(allFinite(engine.render(kRecoveryFrames)));
+    engine.renderBlock();
 
     EXPECT_EQ(instrument.*coefficient, expected);
+    EXPECT_TRUE(std::isfinite(instrument.slopValue));
+    EXPECT_TRUE(std::isfinite(instrument.smoothedVolume));
+    EXPECT_TRUE(allFinite(engine.render(kRecoveryFrames)));
     EXPECT_EQ(engine.recoveries(), 1U);
   }
 }
@@ -120,6 +148,42 @@ TEST(PoisonedPlaces, OfTheMutesCoefficientGoBackToNone) {
   EXPECT_EQ(engine.kernel.muteCoefficient, 0.0F);
   EXPECT_EQ(engine.kernel.muteState, 0.0F);
   EXPECT_EQ(engine.recoveries(), 1U);
+}
+
+TEST(PoisonedPlaces, OfTheMuteAreCountedEachTimeThatTheyCome) {
+  PoisonedEngine engine(kBlock);
+  for (int i = 0; i < 3; ++i) {
+    engine.kernel.muteState = kNoNumber;
+    engine.renderBlock();
+    engine.renderBlock();
+  }
+
+  EXPECT_EQ(engine.recoveries(), 3U);
+}
+
+TEST(PoisonedPlaces, OfTheTempoGoTo120WhereThereIsNoLastOne) {
+  PoisonedEngine engine(kBlock);
+  engine.kernel.tempo = kNoNumber;
+  engine.kernel.instrument->tempo = kNoNumber;
+
+  engine.renderBlock();
+
+  EXPECT_EQ(engine.kernel.instrument->tempo, 120.0F);
+  EXPECT_EQ(engine.recoveries(), 1U);
+}
+
+TEST(PoisonedPlaces, OfTheTempoLeaveTheArpeggiatorItsStep) {
+  PoisonedEngine engine(kBlock);
+  engine.set("arpEnabled", 1.0F);
+  engine.kernel.tempo = 90.0F;
+  engine.holdChord();
+  const float step = engine.kernel.instrument->arpStepSamples;
+  ASSERT_GT(step, 0.0F);
+  engine.kernel.tempo = kNoNumber;
+
+  engine.renderBlock();
+
+  EXPECT_EQ(engine.kernel.instrument->arpStepSamples, step);
 }
 
 TEST(PoisonedPlaces, OfTheTempoLeaveTheLastOne) {
