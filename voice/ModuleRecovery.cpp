@@ -25,8 +25,11 @@ bool holdNumbers(const Values& values) noexcept {
 
 }  // namespace
 
+// A pitch that its settings make no number is limited on its way, so that only they show it.
 bool ZRWavetableOscillator::holdsNumbers() const noexcept {
-  return areNumbers(phaseOne, phaseTwo, phaseThree, rawFrequency, modulatedFrequency);
+  return areNumbers(phaseOne, phaseTwo, phaseThree, rawFrequency, modulatedFrequency, oscCents.value.load(),
+                    oscSemitones.value.load(), oscOctave.value.load(), fmAmount.value.load(),
+                    morphAmount.value.load());
 }
 
 // A setting that is no number would make new state of its kind in each block.

@@ -379,31 +379,6 @@ TEST(PoisonedCoefficient, GoesBackToThatOfTheRateAndIsCountedOnce) {
   }
 }
 
-const FollowerPlace kDigitalReverbFollowers[] = {
-    {"digiverb", "decay", [](ZRDSPEffect& e) -> float& { return as<ZRDigiVerb>(e).decaySmoothed; }},
-    {"digiverb", "pre-delay", [](ZRDSPEffect& e) -> float& { return as<ZRDigiVerb>(e).preDelaySmoothed; }},
-    {"digiverb", "size", [](ZRDSPEffect& e) -> float& { return as<ZRDigiVerb>(e).sizeSmoothed; }},
-    {"digiverb", "spread", [](ZRDSPEffect& e) -> float& { return as<ZRDigiVerb>(e).spreadSmoothed; }},
-    {"digiverb", "depth", [](ZRDSPEffect& e) -> float& { return as<ZRDigiVerb>(e).modDepthSmoothed; }},
-};
-
-// After seconds in one place followers stand at their targets.
-TEST(PoisonedFollower, OfTheDigitalReverbGoesToItsTarget) {
-  for (const FollowerPlace& place : kDigitalReverbFollowers) {
-    SCOPED_TRACE(place.name);
-    const auto effect = preparedEffect("digiverb");
-    runInBlocks(*effect, stereoNoise(4 * 48000, 3), 512);
-    float& follower = place.value(*effect);
-    const float expected = follower;
-    follower = kNoNumber;
-
-    runInBlocks(*effect, stereoNoise(512, 4), 512);
-    ASSERT_EQ(effect->recoveryCount(), 1U);
-
-    EXPECT_NEAR(follower, expected, 1.0e-3F * std::abs(expected) + 1.0e-6F);
-  }
-}
-
 // A look every 10 ms and 40 ms of forgetting, at each rate.
 TEST(PoisonedMemory, IsFoundWithin21MillisecondsAtEachRate) {
   for (const float rateHz : {8000.0F, 48000.0F, 192000.0F}) {

@@ -260,6 +260,9 @@ TEST(PoisonedVoicePlaces, OfTheBuffersOfAnIdleVoiceAreNotLookedAt) {
 
   voice.active = true;
   EXPECT_FALSE(voice.holdsNumbers(kBlock));
+  voice.mendState(kBlock);
+  EXPECT_TRUE(voice.holdsNumbers(kBlock));
+  EXPECT_STREQ(voice.recovered, "modulation");
 }
 
 }  // namespace
