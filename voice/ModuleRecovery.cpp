@@ -46,7 +46,7 @@ void ZRWavetableOscillator::mendState() noexcept {
 
 bool ZRVAOscillator::holdsNumbers() const noexcept {
   return areNumbers(phase, secondPhase, sign, heldValue, lfoOutput, frequency, historyA[0], historyB[0],
-                    historyC[0]);
+                    historyC[0], oscCents.value.load(), oscSemitones.value.load(), oscOctave.value.load());
 }
 
 // The histories are those of the phases, so that the next block goes on without a step.
@@ -83,14 +83,14 @@ void ZRBasicEnvelope::mendState(float velocity) noexcept {
 }
 
 bool ZRVAAmp::holdsNumbers() const noexcept {
-  return areNumbers(smoothedMax, pannedPosition_, panGains_.left, panGains_.right);
+  return areNumbers(smoothedMax, panGains_.left, panGains_.right);
 }
 
+// The gains are worked out anew where the pan is elsewhere.
 void ZRVAAmp::mendState() noexcept {
   mendParameters();
   mendNumber(maxSmoothing, firstSmoothing_);
   mendNumber(smoothedMax, max.normalizedValue());
-  if (areNumbers(pannedPosition_, panGains_.left, panGains_.right)) return;
   pannedPosition_ = 0;
   panGains_ = {1, 0};
 }

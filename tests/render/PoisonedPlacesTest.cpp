@@ -207,8 +207,8 @@ float valueOf(const ZRDSPParameter& setting) { return setting.value; }
 
 // Puts what is no number into a place of a voice that sounds; it goes back to `fresh`, counted once.
 template <typename Value>
-void expectMendedOnce(PoisonedEngine& engine, Value& place, float fresh) {
-  place = kNoNumber;
+void expectMendedOnce(PoisonedEngine& engine, Value& place, float poison, float fresh) {
+  place = poison;
 
   EXPECT_TRUE(allFinite(engine.render(24000)));
 
@@ -235,7 +235,7 @@ TEST(PoisonedPlaces, OfAVoicesCoefficientsGoBackToThoseOfItsRate) {
     engine.holdChord();
     engine.render(6000);
     float& coefficient = place.value(engine.sounding());
-    expectMendedOnce(engine, coefficient, coefficient);
+    expectMendedOnce(engine, coefficient, kNoNumber, coefficient);
   }
 }
 
@@ -263,11 +263,13 @@ const SettingPlace kSettingPlaces[] = {
 
 TEST(PoisonedPlaces, OfAModulesSettingsGoBackToWhatTheVoiceBeganWith) {
   for (const SettingPlace& place : kSettingPlaces) {
-    SCOPED_TRACE(place.name);
-    PoisonedEngine engine(kBlock);
-    engine.holdChord();
-    engine.render(6000);
-    expectMendedOnce(engine, place.setting(engine.sounding()), place.fresh);
+    for (const float poison : kPoisons) {
+      SCOPED_TRACE(place.name);
+      PoisonedEngine engine(kBlock);
+      engine.holdChord();
+      engine.render(6000);
+      expectMendedOnce(engine, place.setting(engine.sounding()), poison, place.fresh);
+    }
   }
 }
 

@@ -190,6 +190,20 @@ TEST(PoisonedVoicePlaces, OfTheDriveAreSeenAndBlamed) {
   EXPECT_STREQ(voice.recovered, "drive");
 }
 
+TEST(PoisonedVoicePlaces, OfAnEnvelopesVelocityAreWorkedOutAnew) {
+  PoisonedEngine engine(kBlock);
+  ZRBasicEnvelope& envelope = *engine.voice(0).ampEnvelope;
+  envelope.envVelocity = 0.5F;
+  envelope.setGate(1, 0.25F);
+  const float expected = envelope.velocityScale;
+  ASSERT_LT(expected, 1.0F);
+  envelope.velocityScale = kNoNumber;
+
+  envelope.mendState(0.25F);
+
+  EXPECT_EQ(envelope.velocityScale, expected);
+}
+
 // A velocity's share above 1 makes a root of what lies below 0.
 TEST(PoisonedVoicePlaces, OfAnEnvelopesVelocityGoToOneWhereTheSettingGivesNone) {
   PoisonedEngine engine(kBlock);
