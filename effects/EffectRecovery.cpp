@@ -73,15 +73,13 @@ float ZRBasicChorus::_dryGain() const noexcept { return routing == 1 ? 1.0F : 1.
 const char* ZRBasicDelay::_diagnosticName() const noexcept { return "echo"; }
 
 bool ZRBasicDelay::_holdsNumbers() const noexcept {
-  return areNumbers(timeL, timeR, targetL_, targetR_) && holdFilters(highpassL, highpassR);
+  return areNumbers(timeL, timeR) && holdFilters(highpassL, highpassR);
 }
 
 void ZRBasicDelay::_forget(EffectMemory* memory) noexcept {
   mendNumber(smoothing, firstSmoothing_);
   memory->forget(delayL, delayR);
   forgetFilters(sampleRate, highpassL, highpassR);
-  mendNumber(targetL_, 0.125F);
-  mendNumber(targetR_, 0.125F);
   mendNumber(timeL, targetL_);
   mendNumber(timeR, targetR_);
 }

@@ -125,7 +125,6 @@ void ZRBiquadFilter::mendState() noexcept {
   if (holdNumbers(running_) && holdNumbers(coefficients_)) return;
   _updateCoefficients();
   std::copy(coefficients_.begin(), coefficients_.end(), running_.begin());
-  ramping_ = false;
 }
 
 }  // namespace morv

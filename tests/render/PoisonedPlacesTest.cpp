@@ -429,6 +429,38 @@ TEST(PoisonedPlaces, OfAFiltersRunningCoefficientsGoBackToThoseOfItsSettings) {
   for (int i = 0; i < 8; ++i) EXPECT_EQ(actual[i], expected[i]);
 }
 
+TEST(PoisonedPlaces, OfAFilterOfOneChannelAreSeenAndEmptied) {
+  ZRBiquadFilter filter(ZRBiquadType::lowpass, 1000.0F, 2, 1, 48000.0F);
+  float samples[4] = {kNoNumber, 0, 0, 0};
+  filter.runFilter(samples, nullptr, samples, nullptr, 4);
+  ASSERT_FALSE(filter.holdsNumbers());
+
+  filter.mendState();
+
+  EXPECT_TRUE(filter.holdsNumbers());
+  float silence[4] = {};
+  filter.runFilter(silence, nullptr, silence, nullptr, 4);
+  for (const float x : silence) EXPECT_EQ(x, 0.0F);
+}
+
+TEST(PoisonedPlaces, OfAFiltersDelaysLetItsCoefficientsGoOnToTheirSettings) {
+  ZRBiquadFilter mended(ZRBiquadType::peaking, 1000.0F, 1, 2, 48000.0F);
+  ZRBiquadFilter twin(ZRBiquadType::peaking, 1000.0F, 1, 2, 48000.0F);
+  for (ZRBiquadFilter* filter : {&mended, &twin}) {
+    float silence[4] = {};
+    filter->gain = 12.0F;
+    filter->runFilter(silence, nullptr, silence, nullptr, 4);
+  }
+  mended.mendState();
+
+  float actual[8] = {1, 0, 0, 0, 0, 0, 0, 0};
+  float expected[8] = {1, 0, 0, 0, 0, 0, 0, 0};
+  mended.runFilter(actual, nullptr, actual, nullptr, 8);
+  twin.runFilter(expected, nullptr, expected, nullptr, 8);
+
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(actual[i], expected[i]);
+}
+
 class PoisonedMatrix : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -468,6 +500,35 @@ TEST_F(PoisonedMatrix, GivesARowItsFirstAmountAndNoSecondOne) {
   EXPECT_EQ(row_->amount.load(), 1.0F);
   EXPECT_EQ(row_->modAmount.load(), 0.0F);
   EXPECT_FALSE(matrix_.mendState(8, kBlock));
+}
+
+TEST_F(PoisonedMatrix, TellsEachAmountThatItPutBack) {
+  for (Relaxed<float> modMatrixRow::*amount : {&modMatrixRow::amount, &modMatrixRow::modAmount}) {
+    row_->*amount = kNoNumber;
+
+    EXPECT_TRUE(matrix_.mendState(8, kBlock));
+
+    EXPECT_FALSE(matrix_.mendState(8, kBlock));
+  }
+}
+
+TEST_F(PoisonedMatrix, PassesOverRowsThatAreNotThere) {
+  modMatrixRow* behind = matrix_.addRow(kSourceSlide, kDestination, &depth_, 0.5F, 0);
+  matrix_.getMatrixCore()->rows[0].reset();
+  behind->amount = kNoNumber;
+
+  EXPECT_TRUE(matrix_.mendState(8, kBlock));
+
+  EXPECT_EQ(behind->amount.load(), 0.5F);
+}
+
+TEST(PoisonedMatrixAlone, ThatHasNoRowsMendsItsBuffers) {
+  ZRDSPModMatrix matrix(kBlock);
+  matrix.destinationBuffer(3)[5] = kNoNumber;
+
+  EXPECT_TRUE(matrix.mendState(8, kBlock));
+
+  EXPECT_EQ(matrix.destinationBuffer(3)[5], 0.0F);
 }
 
 // A release made shorter in its middle ends in one sample of its line far beyond the end: t seconds in, that
