@@ -105,7 +105,7 @@ const char* ZRDigiVerb::_diagnosticName() const noexcept { return "digital rever
 
 bool ZRDigiVerb::_holdsNumbers() const noexcept {
   return areNumbers(decaySmoothed, preDelaySmoothed, sizeSmoothed, mixSmoothed, spreadSmoothed,
-                    modDepthSmoothed, phase, phase2, noise, feedbackLow_, feedbackHigh_) &&
+                    modDepthSmoothed, phase, phase2, noise, feedbackLow_, feedbackHigh_, springFrequency) &&
          holdFilters(lowpassA, lowpassB, inputLowpass, postFilter[0], postFilter[1], noiseFilter);
 }
 
@@ -125,7 +125,6 @@ void ZRDigiVerb::_forget(EffectMemory* memory) noexcept {
   memory->forgetEach(diffusers);
   memory->forget(loopAP1, loopAP2, loopAP3, loopAP4, loopD1, loopD2, loopD3, loopD4);
   memory->forget(springFIR, earlyBuffer);
-  earlyIndex = 0;
   feedbackLow_ = 0;
   feedbackHigh_ = 0;
   forgetFilters(sampleRate, lowpassA, lowpassB, inputLowpass, postFilter[0], postFilter[1], noiseFilter);

@@ -410,6 +410,72 @@ TEST_F(PoisonedEffectPlaces, OfThePlateReverbsInputFiltersAreSeenAndEmptied) {
   }
 }
 
+TEST_F(PoisonedEffectPlaces, OfTheSpringsFrequencyGoBackToHalfTheRateWhereItIsHeard) {
+  for (const float poison : {kNoNumber, std::numeric_limits<float>::infinity()}) {
+    auto& verb = as<ZRDigiVerb>(effectOf("digiverb"));
+    const std::uint32_t before = verb.recoveryCount();
+    verb.bypass = 0.0F;
+    verb.mode = kSpringMode;
+    verb.springFrequency = poison;
+
+    const Stereo heard = runInBlocks(verb, stereoNoise(4800, 3), 64);
+
+    EXPECT_TRUE(isFinite(heard));
+    EXPECT_EQ(verb.springFrequency, kRate / 2.0F);
+    EXPECT_EQ(verb.recoveryCount(), before + 1);
+  }
+}
+
+TEST_F(PoisonedEffectPlaces, OfTheDigitalDelaysTimesGoToATenthOfASecondWhereTheSettingGivesNone) {
+  ZRDSPEffect& effect = effectOf("digidelay");
+  auto& delay = as<ZRDigiDelay>(effect);
+  delay.time = kNoNumber;
+  delay.delayLeft = delay.delayRight = kNoNumber;
+
+  Opened::forget(effect);
+
+  EXPECT_EQ(delay.delayLeft, 0.1F);
+  EXPECT_EQ(delay.delayRight, 0.1F);
+}
+
+// What a line of it gives that is no number becomes silence on its way out.
+TEST_F(PoisonedEffectPlaces, OfTheDigitalDelaysLinesAreSeenWithoutBeingHeard) {
+  ZRDSPEffect& effect = effectOf("digidelay");
+  auto& delay = as<ZRDigiDelay>(effect);
+  effect.bypass = 0.0F;
+  std::fill_n(delay.combLeft.buffer.data(), delay.combLeft.buffer.size(), kNoNumber);
+  float left[64] = {};
+  float right[64] = {};
+  delay._runEffect(left, right, left, right, 64, 120.0F);
+  ASSERT_TRUE(std::all_of(left, left + 64, [](float x) { return std::isfinite(x); }));
+  EXPECT_FALSE(Opened::holds(effect));
+
+  Opened::forget(effect);
+
+  EXPECT_TRUE(Opened::holds(effect));
+}
+
+// A tape that has gone round is written everywhere, and too long to be emptied.
+TEST_F(PoisonedEffectPlaces, OfATapeThatHasGoneRoundAreNotReadAgain) {
+  constexpr float kSlowRate = 1000;
+  ZRVADelay delay(kSlowRate);
+  delay.prepare(kSlowRate, 4096);
+  delay.bypass = 0.0F;
+  std::vector<float> left(1024, 0.25F);
+  std::vector<float> right(1024, 0.25F);
+  for (int frames = 0; frames < 61 * 1000; frames += 1024) {
+    delay._runEffect(left.data(), right.data(), left.data(), right.data(), 1024, 120.0F);
+  }
+  std::fill_n(delay.delayBuffer.data(), delay.delayBuffer.size(), kNoNumber);
+
+  Opened::forget(delay);
+
+  for (int i = 0; i < 4; ++i) {
+    delay._runEffect(left.data(), right.data(), left.data(), right.data(), 1024, 120.0F);
+    EXPECT_TRUE(std::all_of(left.begin(), left.end(), [](float x) { return std::isfinite(x); }));
+  }
+}
+
 // One frame takes what is no number from the line to the feedback and no further.
 TEST_F(PoisonedEffectPlaces, OfTheSpringsFeedbackIsSeenAndForgotten) {
   for (const std::size_t side : {0U, 1U}) {
