@@ -59,6 +59,11 @@ class EffectMemory {
     line.feedbackOut = 0;
     line.clockPhase = 0;
   }
+  template <typename First, typename Second, typename... Others>
+  void forget(First& first, Second& second, Others&... others) noexcept MORV_NONBLOCKING {
+    forget(first);
+    forget(second, others...);
+  }
   template <typename Records>
   void forgetEach(Records& records) noexcept MORV_NONBLOCKING {
     for (auto& record : records) forget(record);

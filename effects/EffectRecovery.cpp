@@ -23,6 +23,12 @@ float fractionOf(const ZRDSPParameter& parameter) noexcept {
 
 float held(float control) noexcept { return heldSetting(control, -kHeldMagnitude, kHeldMagnitude); }
 
+// Puts 0 in the place of those that are no numbers.
+template <typename... Values>
+void mendToZero(Values&... values) noexcept {
+  (mendNumber(values, Values(0)), ...);
+}
+
 template <typename... Filters>
 bool holdFilters(const Filters&... filters) noexcept {
   return (areNumbers(filters.z1, filters.z2, filters.G) && ...);
@@ -54,15 +60,12 @@ bool ZRBasicChorus::_holdsNumbers() const noexcept {
 
 void ZRBasicChorus::_forget(EffectMemory* memory) noexcept {
   mendNumber(smoothing, firstSmoothing_);
-  memory->forget(delayL);
-  memory->forget(delayR);
+  memory->forget(delayL, delayR);
   forgetFilters(sampleRate, crossL, crossR);
-  mendNumber(phase1, 0.0F);
-  mendNumber(phase2, 0.0F);
   mendNumber(smoothed.spread, fractionOf(chorusSpread));
   mendNumber(smoothed.amount, fractionOf(chorusModAmount));
   mendNumber(smoothed.mix, fractionOf(mix));
-  for (float* noise : {&noiseTargetL, &noiseTargetR, &noiseL, &noiseR}) mendNumber(*noise, 0.0F);
+  mendToZero(phase1, phase2, noiseTargetL, noiseTargetR, noiseL, noiseR);
 }
 
 float ZRBasicChorus::_dryGain() const noexcept { return routing == 1 ? 1.0F : 1.0F - fractionOf(mix); }
@@ -70,16 +73,13 @@ float ZRBasicChorus::_dryGain() const noexcept { return routing == 1 ? 1.0F : 1.
 const char* ZRBasicDelay::_diagnosticName() const noexcept { return "echo"; }
 
 bool ZRBasicDelay::_holdsNumbers() const noexcept {
-  return areNumbers(timeL, timeR, targetL_, targetR_) && holdFilters(highpassL, highpassR);
+  return areNumbers(timeL, timeR) && holdFilters(highpassL, highpassR);
 }
 
 void ZRBasicDelay::_forget(EffectMemory* memory) noexcept {
   mendNumber(smoothing, firstSmoothing_);
-  memory->forget(delayL);
-  memory->forget(delayR);
+  memory->forget(delayL, delayR);
   forgetFilters(sampleRate, highpassL, highpassR);
-  mendNumber(targetL_, 0.125F);
-  mendNumber(targetR_, 0.125F);
   mendNumber(timeL, targetL_);
   mendNumber(timeR, targetR_);
 }
@@ -94,20 +94,18 @@ bool ZREcoVerb::_holdsNumbers() const noexcept {
 }
 
 void ZREcoVerb::_forget(EffectMemory* memory) noexcept {
-  mendNumber(damping, 0.0F);
   memory->forgetEach(diffusers);
-  for (ap* line : {&loopAP1, &loopAP2, &loopAP3, &loopAP4}) memory->forget(*line);
-  for (uniComb* line : {&loopD1, &loopD2, &loopD3, &loopD4}) memory->forget(*line);
+  memory->forget(loopAP1, loopAP2, loopAP3, loopAP4, loopD1, loopD2, loopD3, loopD4);
   forgetFilters(sampleRate, lowpassA, lowpassB);
   for (ZRBiquadFilter* filter : {&variableHighpass, &fixedHighpass, &fixedLowpass}) filter->mendState();
-  mendNumber(phase, 0.0F);
+  mendToZero(damping, phase);
 }
 
 const char* ZRDigiVerb::_diagnosticName() const noexcept { return "digital reverb"; }
 
 bool ZRDigiVerb::_holdsNumbers() const noexcept {
   return areNumbers(decaySmoothed, preDelaySmoothed, sizeSmoothed, mixSmoothed, spreadSmoothed,
-                    modDepthSmoothed, phase, phase2, noise, feedbackLow_, feedbackHigh_) &&
+                    modDepthSmoothed, phase, phase2, noise, feedbackLow_, feedbackHigh_, springFrequency) &&
          holdFilters(lowpassA, lowpassB, inputLowpass, postFilter[0], postFilter[1], noiseFilter);
 }
 
@@ -116,24 +114,17 @@ void ZRDigiVerb::_forget(EffectMemory* memory) noexcept {
   mendNumber(sizeSmoothing, firstSizeSmoothing_);
   mendNumber(springFrequency, firstSpringFrequency_);
   for (std::size_t side = 0; side < 2; ++side) {
-    memory->forget(lowShelf[side]);
-    memory->forget(highShelf[side]);
-    for (uniComb* line : {&preDelayLine[side], &chorus[side], &springLine[side], &echoLine[side]}) {
-      memory->forget(*line);
-    }
+    memory->forget(lowShelf[side], highShelf[side], preDelayLine[side], chorus[side], springLine[side],
+                   echoLine[side], loFiFIR[side]);
     memory->forgetEach(combs[side]);
     memory->forgetEach(allpass[side]);
     memory->forgetEach(allpass2[side]);
-    memory->forget(loFiFIR[side]);
   }
-  memory->forget(springFIR);
   memory->forgetEach(springLF);
   memory->forgetEach(springHF);
   memory->forgetEach(diffusers);
-  for (ap* line : {&loopAP1, &loopAP2, &loopAP3, &loopAP4}) memory->forget(*line);
-  for (uniComb* line : {&loopD1, &loopD2, &loopD3, &loopD4}) memory->forget(*line);
-  memory->forget(earlyBuffer);
-  earlyIndex = 0;
+  memory->forget(loopAP1, loopAP2, loopAP3, loopAP4, loopD1, loopD2, loopD3, loopD4);
+  memory->forget(springFIR, earlyBuffer);
   feedbackLow_ = 0;
   feedbackHigh_ = 0;
   forgetFilters(sampleRate, lowpassA, lowpassB, inputLowpass, postFilter[0], postFilter[1], noiseFilter);
@@ -144,9 +135,7 @@ void ZRDigiVerb::_forget(EffectMemory* memory) noexcept {
   mendNumber(mixSmoothed, held_.mix);
   mendNumber(spreadSmoothed, held_.spread);
   mendNumber(modDepthSmoothed, held_.modDepth);
-  mendNumber(phase, 0.0F);
-  mendNumber(phase2, 0.0F);
-  mendNumber(noise, 0.0F);
+  mendToZero(phase, phase2, noise);
 }
 
 float ZRDigiVerb::_dryGain() const noexcept {
@@ -168,17 +157,11 @@ void ZRVAChorus::_forget(EffectMemory* memory) noexcept {
   for (std::size_t channel = 0; channel < 2; ++channel) {
     memory->forgetEach(lines[channel]);
     memory->forgetEach(combs[channel]);
-    memory->forget(shelves[channel]);
-    memory->forget(halfbands[channel]);
+    memory->forget(shelves[channel], halfbands[channel]);
   }
   forgetFilters(sampleRate, split5kLeft, split5kRight, split1kLeft, split1kRight, animateLeft, animateRight);
-  for (std::size_t i = 0; i < kStages; ++i) {
-    mendNumber(phaseA[i], 0.0F);
-    mendNumber(phaseB[i], 0.0F);
-  }
-  for (float* noise : {&noiseTargetLeft, &noiseTargetRight, &noiseLeft, &noiseRight}) {
-    mendNumber(*noise, 0.0F);
-  }
+  for (std::size_t i = 0; i < kStages; ++i) mendToZero(phaseA[i], phaseB[i]);
+  mendToZero(noiseTargetLeft, noiseTargetRight, noiseLeft, noiseRight);
   mendNumber(smoothedDepth, fractionOf(modAmount));
   mendNumber(smoothedSpread, fractionOf(spread));
   mendNumber(smoothedMix, fractionOf(mix));
@@ -197,15 +180,14 @@ bool ZRVADelay::_holdsNumbers() const noexcept {
 // The tape is as long as a minute of sound, but what has not been written since it was new is not read.
 void ZRVADelay::_forget(EffectMemory* memory) noexcept {
   mendNumber(feedbackCoefficient, firstFeedbackCoefficient_);
-  memory->forget(decimatorLeft);
-  memory->forget(decimatorRight);
+  memory->forget(decimatorLeft, decimatorRight);
   writeIndex = 0;
   written_ = 0;
   forgetFilters(workingRate(), wowFilter, highpassFilter, lowpassFilter);
   mendNumber(smoothedTimeLeft, held(time.value / 1000.0F));
   mendNumber(smoothedTimeRight, smoothedTimeLeft);
   mendNumber(smoothedFeedback, held(feedback.value / 100.0F));
-  for (float* state : {&tapePosition, &wow, &phaseFast, &phaseSlow, &phaseHum}) mendNumber(*state, 0.0F);
+  mendToZero(tapePosition, wow, phaseFast, phaseSlow, phaseHum);
 }
 
 const char* ZRDigiDelay::_diagnosticName() const noexcept { return "digital delay"; }
@@ -221,15 +203,14 @@ bool ZRDigiDelay::_holdsNumbers() const noexcept {
 void ZRDigiDelay::_forget(EffectMemory* memory) noexcept {
   mendNumber(timeCoefficient, firstTimeCoefficient_);
   mendNumber(amountCoefficient, firstAmountCoefficient_);
-  for (uniComb* line : {&combLeft, &combRight, &modLeft, &modRight}) memory->forget(*line);
+  memory->forget(combLeft, combRight, modLeft, modRight);
   forgetFilters(sampleRate, highpassLeft, highpassRight, lowpassLeft, lowpassRight);
   const Times target = _times();
   mendNumber(delayLeft, areNumbers(target.left) ? target.left : 0.1F);
   mendNumber(delayRight, areNumbers(target.right) ? target.right : 0.1F);
   mendNumber(smoothedFeedback, heldSetting(feedback, -kGreatestLineFeedback, kGreatestLineFeedback));
   mendNumber(smoothedAmount, held(modAmount));
-  mendNumber(phaseA, 0.0F);
-  mendNumber(phaseB, 0.0F);
+  mendToZero(phaseA, phaseB);
   lastLeft = 0;
   lastRight = 0;
   gaveNoNumber_ = false;
@@ -270,8 +251,7 @@ bool ZRSpringVerb::_holdsNumbers() const noexcept {
 void ZRSpringVerb::_forget(EffectMemory* memory) noexcept {
   memory->forgetEach(allpasses);
   for (std::size_t i = 0; i < kRunningTanks; ++i) {
-    memory->forget(tanks[i].line);
-    memory->forget(tanks[i].buffer);
+    memory->forget(tanks[i].line, tanks[i].buffer);
   }
 }
 

@@ -108,7 +108,6 @@ bool ZRDSPEffect::spoiltNumbers(const float* in, const float* out, int frames) c
 }
 
 void ZRDSPEffect::beginForgetting() noexcept {
-  isForgetting_ = true;
   forgotten_ = 0;
   const bool wasAiling = isAiling_;
   isAiling_ = true;

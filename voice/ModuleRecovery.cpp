@@ -25,8 +25,11 @@ bool holdNumbers(const Values& values) noexcept {
 
 }  // namespace
 
+// A pitch that its settings make no number is limited on its way, so that only they show it.
 bool ZRWavetableOscillator::holdsNumbers() const noexcept {
-  return areNumbers(phaseOne, phaseTwo, phaseThree, rawFrequency, modulatedFrequency);
+  return areNumbers(phaseOne, phaseTwo, phaseThree, rawFrequency, modulatedFrequency, oscCents.value.load(),
+                    oscSemitones.value.load(), oscOctave.value.load(), fmAmount.value.load(),
+                    morphAmount.value.load());
 }
 
 // A setting that is no number would make new state of its kind in each block.
@@ -43,7 +46,7 @@ void ZRWavetableOscillator::mendState() noexcept {
 
 bool ZRVAOscillator::holdsNumbers() const noexcept {
   return areNumbers(phase, secondPhase, sign, heldValue, lfoOutput, frequency, historyA[0], historyB[0],
-                    historyC[0]);
+                    historyC[0], oscCents.value.load(), oscSemitones.value.load(), oscOctave.value.load());
 }
 
 // The histories are those of the phases, so that the next block goes on without a step.
@@ -80,15 +83,14 @@ void ZRBasicEnvelope::mendState(float velocity) noexcept {
 }
 
 bool ZRVAAmp::holdsNumbers() const noexcept {
-  return areNumbers(smoothedMax, pannedPosition_, panGains_.left, panGains_.right);
+  return areNumbers(smoothedMax, panGains_.left, panGains_.right);
 }
 
+// The gains are worked out anew where the pan is elsewhere.
 void ZRVAAmp::mendState() noexcept {
   mendParameters();
   mendNumber(maxSmoothing, firstSmoothing_);
   mendNumber(smoothedMax, max.normalizedValue());
-  mendNumber(smoothedMax, 0.0F);
-  if (areNumbers(pannedPosition_, panGains_.left, panGains_.right)) return;
   pannedPosition_ = 0;
   panGains_ = {1, 0};
 }
@@ -105,7 +107,6 @@ bool ZRSEMFilter::holdsNumbers() const noexcept {
 
 // The two integrators of a channel make one state and start together.
 void ZRSEMFilter::mendState() noexcept {
-  mendNumber(outputGain, 1.0F);
   if (!areNumbers(z1, z2)) z1 = z2 = 0;
   if (!areNumbers(z3, z4)) z3 = z4 = 0;
   lastCutoff = -1.0F;  // so that the coefficients are worked out anew
@@ -119,13 +120,11 @@ bool ZRBiquadFilter::holdsNumbers() const noexcept {
 }
 
 void ZRBiquadFilter::mendState() noexcept {
-  mendNumber(outputGain, 1.0F);
   if (!holdNumbers(delays_)) std::fill(delays_.begin(), delays_.end(), 0.0F);
   if (!holdNumbers(channelDelays_)) std::fill(channelDelays_.begin(), channelDelays_.end(), 0.0);
   if (holdNumbers(running_) && holdNumbers(coefficients_)) return;
   _updateCoefficients();
   std::copy(coefficients_.begin(), coefficients_.end(), running_.begin());
-  ramping_ = false;
 }
 
 }  // namespace morv

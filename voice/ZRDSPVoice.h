@@ -134,10 +134,10 @@ class ZRDSPVoice : public ZRDSPEntity {
   void fillNoteSource(int frames) noexcept MORV_NONBLOCKING;
   float bendInHz(float semitones) const noexcept MORV_NONBLOCKING;
 
-  float inverseSampleRate;
-  float fastSmoothing;
-  float mediumSmoothing;
-  float slowSmoothing;
+  const float inverseSampleRate;
+  const float fastSmoothing;
+  const float mediumSmoothing;
+  const float slowSmoothing;
   bool noteStarted = false;
   std::vector<std::unique_ptr<ZRDSPParameter>> routingDepths_;
 };

@@ -51,6 +51,7 @@ void ZRTurboVoice::makeModules(float sampleRateHz, int blockSizeFrames) {
   lfo->pulseMode = 0;
   lfo->lfoMode = true;
   lfo->leavesUnreadRight = true;
+  lfo->level.defaultValue = 1.0F;
   lfo->level = 1.0F;
 
   // Each registers its sources as it takes the matrix, so this order numbers them.

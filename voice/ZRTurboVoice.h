@@ -146,7 +146,7 @@ class ZRTurboVoice : public ZRDSPVoice {
   void skip(std::int64_t frames) noexcept MORV_NONBLOCKING;
   ZRWavetableOscillator::Steps meanSteps(double frames) noexcept MORV_NONBLOCKING;
 
-  float panSmoothing;
+  const float panSmoothing;
   // Counts the settings that are set, behind each, so that who sees the count sees the setting.
   std::atomic<std::uint32_t> settingsSeen_{0};
   Rest rest_;

@@ -9,7 +9,8 @@ namespace morv {
 bool ZRDSPVoice::holdsNumbers(int /*frames*/) const noexcept {
   return areNumbers(noteFrequency, pressure, slide, velocity, pitchbendDelta, modWheelValue, panTarget,
                     smoothedPitchbend, smoothedPressure, smoothedSlide, smoothedGate, smoothedVelocity,
-                    glidePhase, glideStartFrequency, addedPitchbend, detuneOffset);
+                    glidePhase, glideStartFrequency, addedPitchbend, detuneOffset,
+                    portamentoTime.value.load());
 }
 
 bool ZRDSPVoice::playedNumbers(int /*frames*/) const noexcept { return true; }
@@ -17,6 +18,7 @@ bool ZRDSPVoice::playedNumbers(int /*frames*/) const noexcept { return true; }
 // Followers go on from their targets.
 void ZRDSPVoice::mendState(int /*frames*/) noexcept {
   ++recoveries;
+  portamentoTime.mend();
   mendNumber(noteFrequency, frequencyForNote(note));
   mendNumber(pressure, 0.0F);
   mendNumber(slide, 0.0F);
@@ -73,7 +75,6 @@ void ZRTurboVoice::addLastBlock(float* left, float* right, int frames) const noe
 // A setting that is no number would make new state of its kind in each block.
 void ZRTurboVoice::mendSettings() noexcept {
   for (const TurboVoiceParameterRow& parameter : kTurboVoiceParameters) (this->*parameter.member).mend();
-  portamentoTime.mend();
 }
 
 void ZRTurboVoice::mendState(int frames) noexcept {

@@ -351,6 +351,36 @@ TEST(PoisonedEffect, IsToldAFewTimesASecondAtMostAndCountedEachTime) {
   EXPECT_LE(told, 5);
 }
 
+TEST(PoisonedEffect, IsToldLaterWhereTheRingIsFull) {
+  const auto effect = makeEffect("digiphaser", static_cast<double>(kRate));
+  takeDiagnostics();
+  DiagnosticRing& ring = DiagnosticRing::shared();
+  const std::uint64_t dropped = ring.dropped();
+  while (ring.dropped() == dropped) ring.post("full\n");
+  as<ZRDigiPhaser>(*effect).lastLeft = kPoisons[0];
+  runInBlocks(*effect, stereoNoise(64, 2), 64);
+  ASSERT_EQ(effect->recoveryCount(), 1U);
+  EXPECT_EQ(recoveriesTold(), 0);
+
+  runInBlocks(*effect, stereoNoise(64, 2), 64);
+  EXPECT_EQ(recoveriesTold(), 1);
+  runInBlocks(*effect, stereoNoise(64, 2), 64);
+  EXPECT_EQ(recoveriesTold(), 0);
+}
+
+// Nothing listens to the digital reverb's slow noise.
+TEST(PoisonedEffect, IsLookedAtEvery512FramesAt48kHz) {
+  const auto effect = madeEffect("digiverb");
+  runInBlocks(*effect, stereoNoise(512, 2), 64);
+  as<ZRDigiVerb>(*effect).noiseFilter.z1 = kPoisons[0];
+
+  runInBlocks(*effect, stereoNoise(448, 3), 64);
+  EXPECT_EQ(effect->recoveryCount(), 0U);
+  runInBlocks(*effect, stereoNoise(64, 4), 64);
+
+  EXPECT_EQ(effect->recoveryCount(), 1U);
+}
+
 TEST(PoisonedEffect, ThatIsNeverFoundHealthyIsCountedAndToldOnce) {
   const auto effect = makeEffect("digiphaser", static_cast<double>(kRate));
   const Stereo block = stereoNoise(64, 2);

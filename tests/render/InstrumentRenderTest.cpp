@@ -83,6 +83,17 @@ TEST_F(InstrumentRender, ABlockOfNoFramesRunsTheVoicesAndWritesNothing) {
   EXPECT_EQ(left[0], 99.0F);
 }
 
+// A sum may leave the range of floats though each voice is a number; nobody is to blame.
+TEST_F(InstrumentRender, AMixThatIsNoNumberStaysWhereNoVoiceIsToBlame) {
+  voice(0).levelLeft = 3.0e38F;
+  voice(1).levelLeft = 3.0e38F;
+
+  render(8);
+
+  EXPECT_TRUE(std::isinf(left[0]));
+  EXPECT_EQ(instrument->recoveryCount(), 0U);
+}
+
 TEST_F(InstrumentRender, OnlyTheVoicesBelowTheNumberInUseRun) {
   const auto runningAt = [this](float number) {
     instrument->voiceNumber = number;

@@ -30,9 +30,8 @@ struct InstrumentPlace {
 };
 
 constexpr InstrumentPlace kInstrumentPlaces[] = {
-    {"slop", &ZRDSPInstrument::slopValue, 0.0F},
-    {"bend", &ZRDSPInstrument::bendValue, 0.0F},
-    {"unison bend", &ZRDSPInstrument::currentBend, 0.0F},
+    {"volume", &ZRDSPInstrument::smoothedVolume, 0.75F}, {"slop", &ZRDSPInstrument::slopValue, 0.0F},
+    {"bend", &ZRDSPInstrument::bendValue, 0.0F},         {"unison bend", &ZRDSPInstrument::currentBend, 0.0F},
     {"arpeggiator", &ZRDSPInstrument::arpCounter, 0.0F},
 };
 
@@ -51,7 +50,33 @@ TEST(PoisonedPlaces, OfTheInstrumentArePutBackInTheNextBlock) {
   }
 }
 
-TEST(PoisonedPlaces, OfTheInstrumentsFollowersAreWorkedOutAnew) {
+TEST(PoisonedPlaces, OfTheInstrumentThatAreNumbersStayWhenOthersAreMended) {
+  PoisonedEngine engine(kBlock);
+  ZRDSPInstrument& instrument = *engine.kernel.instrument;
+  instrument.mpeBendRange = 24.0F;
+  instrument.arpCounter = 100.0F;
+  instrument.volumeCoefficient = 0.5F;
+  instrument.bendValue = kNoNumber;
+
+  engine.renderBlock();
+
+  EXPECT_EQ(instrument.mpeBendRange.load(), 24.0F);
+  EXPECT_EQ(instrument.arpCounter, 100.0F);
+  EXPECT_EQ(instrument.volumeCoefficient, 0.5F);
+}
+
+TEST(PoisonedPlaces, OfTheBendRangeOfMemberChannelsGoBackToFourOctaves) {
+  PoisonedEngine engine(kBlock);
+  engine.kernel.instrument->mpeBendRange = kNoNumber;
+
+  engine.renderBlock();
+
+  EXPECT_EQ(engine.kernel.instrument->mpeBendRange.load(), 48.0F);
+  EXPECT_EQ(engine.recoveries(), 1U);
+}
+
+// Ahead of the block, so that nothing follows by a coefficient that is none.
+TEST(PoisonedPlaces, OfTheInstrumentsFollowersAreWorkedOutAnewAheadOfTheBlock) {
   for (float ZRDSPInstrument::*coefficient :
        {&ZRDSPInstrument::volumeCoefficient, &ZRDSPInstrument::slopCoefficient}) {
     PoisonedEngine engine(kBlock);
@@ -60,9 +85,12 @@ TEST(PoisonedPlaces, OfTheInstrumentsFollowersAreWorkedOutAnew) {
     const float expected = instrument.*coefficient;
     instrument.*coefficient = kNoNumber;
 
-    EXPECT_TRUE(allFinite(engine.render(kRecoveryFrames)));
+    engine.renderBlock();
 
     EXPECT_EQ(instrument.*coefficient, expected);
+    EXPECT_TRUE(std::isfinite(instrument.slopValue));
+    EXPECT_TRUE(std::isfinite(instrument.smoothedVolume));
+    EXPECT_TRUE(allFinite(engine.render(kRecoveryFrames)));
     EXPECT_EQ(engine.recoveries(), 1U);
   }
 }
@@ -122,6 +150,42 @@ TEST(PoisonedPlaces, OfTheMutesCoefficientGoBackToNone) {
   EXPECT_EQ(engine.recoveries(), 1U);
 }
 
+TEST(PoisonedPlaces, OfTheMuteAreCountedEachTimeThatTheyCome) {
+  PoisonedEngine engine(kBlock);
+  for (int i = 0; i < 3; ++i) {
+    engine.kernel.muteState = kNoNumber;
+    engine.renderBlock();
+    engine.renderBlock();
+  }
+
+  EXPECT_EQ(engine.recoveries(), 3U);
+}
+
+TEST(PoisonedPlaces, OfTheTempoGoTo120WhereThereIsNoLastOne) {
+  PoisonedEngine engine(kBlock);
+  engine.kernel.tempo = kNoNumber;
+  engine.kernel.instrument->tempo = kNoNumber;
+
+  engine.renderBlock();
+
+  EXPECT_EQ(engine.kernel.instrument->tempo, 120.0F);
+  EXPECT_EQ(engine.recoveries(), 1U);
+}
+
+TEST(PoisonedPlaces, OfTheTempoLeaveTheArpeggiatorItsStep) {
+  PoisonedEngine engine(kBlock);
+  engine.set("arpEnabled", 1.0F);
+  engine.kernel.tempo = 90.0F;
+  engine.holdChord();
+  const float step = engine.kernel.instrument->arpStepSamples;
+  ASSERT_GT(step, 0.0F);
+  engine.kernel.tempo = kNoNumber;
+
+  engine.renderBlock();
+
+  EXPECT_EQ(engine.kernel.instrument->arpStepSamples, step);
+}
+
 TEST(PoisonedPlaces, OfTheTempoLeaveTheLastOne) {
   for (const float poison : kPoisons) {
     PoisonedEngine engine(kBlock);
@@ -138,63 +202,40 @@ TEST(PoisonedPlaces, OfTheTempoLeaveTheLastOne) {
   }
 }
 
-struct VoicePlace {
-  const char* name;
-  std::function<float&(ZRTurboVoice&)> value;
-  float fresh;
-};
+float valueOf(float value) { return value; }
+float valueOf(const ZRDSPParameter& setting) { return setting.value; }
 
-const VoicePlace kVoicePlaces[] = {
-    {"raw pitch", [](ZRTurboVoice& v) -> float& { return v.waveOscillator->rawFrequency; }, 1.0F},
-    {"pitch", [](ZRTurboVoice& v) -> float& { return v.waveOscillator->modulatedFrequency; }, 1.0F},
-    {"LFO history", [](ZRTurboVoice& v) -> float& { return v.lfo->historyA[0]; }, 0.25F},
-    {"second LFO history", [](ZRTurboVoice& v) -> float& { return v.lfo->historyB[0]; }, 0.0625F},
-    {"third LFO history", [](ZRTurboVoice& v) -> float& { return v.lfo->historyC[0]; }, -0.9375F},
-    {"sustain", [](ZRTurboVoice& v) -> float& { return v.ampEnvelope->sustain; }, 1.0F},
-    {"decay", [](ZRTurboVoice& v) -> float& { return v.fadeEnvelope->decay; }, 0.5F},
-    {"delay", [](ZRTurboVoice& v) -> float& { return v.modEnvelope->delay; }, 0.0F},
-    {"LFO amplifier", [](ZRTurboVoice& v) -> float& { return v.lfoAmp->smoothedMax; }, 1.0F},
-};
+// Puts what is no number into a place of a voice that sounds; it goes back to `fresh`, counted once.
+template <typename Value>
+void expectMendedOnce(PoisonedEngine& engine, Value& place, float poison, float fresh) {
+  place = poison;
 
-TEST(PoisonedPlaces, OfAVoiceAreSeenAndPutBack) {
-  for (const VoicePlace& place : kVoicePlaces) {
-    SCOPED_TRACE(place.name);
-    PoisonedEngine engine(kBlock);
-    ZRTurboVoice& voice = engine.voice(0);
-    voice.lfo->phase = 0.5F;
-    voice.lfo->secondPhase = 0.25F;
-    voice.lfo->sign = -1.0F;
-    place.value(voice) = kNoNumber;
-    ASSERT_FALSE(voice.holdsNumbers(kBlock));
+  EXPECT_TRUE(allFinite(engine.render(24000)));
 
-    voice.mendState(kBlock);
-
-    EXPECT_EQ(place.value(voice), place.fresh);
-    EXPECT_TRUE(voice.holdsNumbers(kBlock));
-  }
+  EXPECT_EQ(valueOf(place), fresh);
+  EXPECT_EQ(engine.recoveries(), 1U);
 }
 
+struct VoiceCoefficient {
+  const char* name;
+  float& (*value)(ZRTurboVoice& voice);
+};
+
 // Found by what they make, and put back with it.
-const VoicePlace kVoiceCoefficients[] = {
-    {"LFO smoothing", [](ZRTurboVoice& v) -> float& { return v.lfo->lfoSmoothing; }, 0},
-    {"gain smoothing", [](ZRTurboVoice& v) -> float& { return v.outputAmp->maxSmoothing; }, 0},
-    {"LFO gain smoothing", [](ZRTurboVoice& v) -> float& { return v.lfoAmp->maxSmoothing; }, 0},
+const VoiceCoefficient kVoiceCoefficients[] = {
+    {"LFO smoothing", [](ZRTurboVoice& v) -> float& { return v.lfo->lfoSmoothing; }},
+    {"gain smoothing", [](ZRTurboVoice& v) -> float& { return v.outputAmp->maxSmoothing; }},
+    {"LFO gain smoothing", [](ZRTurboVoice& v) -> float& { return v.lfoAmp->maxSmoothing; }},
 };
 
 TEST(PoisonedPlaces, OfAVoicesCoefficientsGoBackToThoseOfItsRate) {
-  for (const VoicePlace& place : kVoiceCoefficients) {
+  for (const VoiceCoefficient& place : kVoiceCoefficients) {
     SCOPED_TRACE(place.name);
     PoisonedEngine engine(kBlock);
     engine.holdChord();
     engine.render(6000);
     float& coefficient = place.value(engine.sounding());
-    const float expected = coefficient;
-    coefficient = kNoNumber;
-
-    EXPECT_TRUE(allFinite(engine.render(24000)));
-
-    EXPECT_EQ(coefficient, expected);
-    EXPECT_EQ(engine.recoveries(), 1U);
+    expectMendedOnce(engine, coefficient, kNoNumber, coefficient);
   }
 }
 
@@ -205,52 +246,30 @@ struct SettingPlace {
 };
 
 const SettingPlace kSettingPlaces[] = {
-    {"LFO level", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.lfo->level; }, 0.5F},
+    {"LFO level", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.lfo->level; }, 1.0F},
     {"LFO cents", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.lfo->oscCents; }, 0.0F},
     {"LFO semitones", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.lfo->oscSemitones; }, 0.0F},
     {"LFO octave", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.lfo->oscOctave; }, 0.0F},
     {"output gain", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.outputAmp->max; }, 1.0F},
     {"output volume", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.outputAmp->volume; }, 0.0F},
     {"LFO gain", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.lfoAmp->max; }, 1.0F},
-};
-
-TEST(PoisonedPlaces, OfAModulesSettingsGoBackToWhatTheVoiceBeganWith) {
-  for (const SettingPlace& place : kSettingPlaces) {
-    SCOPED_TRACE(place.name);
-    PoisonedEngine engine(kBlock);
-    engine.holdChord();
-    engine.render(6000);
-    ZRDSPParameter& setting = place.setting(engine.sounding());
-    setting = kNoNumber;
-
-    EXPECT_TRUE(allFinite(engine.render(24000)));
-
-    EXPECT_EQ(setting.value.load(), place.fresh);
-    EXPECT_EQ(engine.recoveries(), 1U);
-  }
-}
-
-// The oscillator replaces a pitch that is no number on its way, so that these are put back with others only.
-const SettingPlace kQuietSettingPlaces[] = {
     {"cents", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.waveOscillator->oscCents; }, 0.0F},
     {"semitones", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.waveOscillator->oscSemitones; }, 0.0F},
     {"octave", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.waveOscillator->oscOctave; }, 0.0F},
     {"phase modulation", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.waveOscillator->fmAmount; }, 0.0F},
     {"blend", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.waveOscillator->morphAmount; }, 0.0F},
-    {"maximum", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.modEnvelope->envMax; }, 1.0F},
     {"portamento", [](ZRTurboVoice& v) -> ZRDSPParameter& { return v.portamentoTime; }, 0.0F},
 };
 
-TEST(PoisonedPlaces, OfSettingsThatNobodyHearsGoBackWithTheRestOfTheVoice) {
-  for (const SettingPlace& place : kQuietSettingPlaces) {
-    SCOPED_TRACE(place.name);
-    PoisonedEngine engine(kBlock);
-    ZRTurboVoice& voice = engine.voice(0);
-    place.setting(voice) = kNoNumber;
-
-    voice.mendState(kBlock);
-
-    EXPECT_EQ(place.setting(voice).value.load(), place.fresh);
+TEST(PoisonedPlaces, OfAModulesSettingsGoBackToWhatTheVoiceBeganWith) {
+  for (const SettingPlace& place : kSettingPlaces) {
+    for (const float poison : kPoisons) {
+      SCOPED_TRACE(place.name);
+      PoisonedEngine engine(kBlock);
+      engine.holdChord();
+      engine.render(6000);
+      expectMendedOnce(engine, place.setting(engine.sounding()), poison, place.fresh);
+    }
   }
 }
 
@@ -410,6 +429,38 @@ TEST(PoisonedPlaces, OfAFiltersRunningCoefficientsGoBackToThoseOfItsSettings) {
   for (int i = 0; i < 8; ++i) EXPECT_EQ(actual[i], expected[i]);
 }
 
+TEST(PoisonedPlaces, OfAFilterOfOneChannelAreSeenAndEmptied) {
+  ZRBiquadFilter filter(ZRBiquadType::lowpass, 1000.0F, 2, 1, 48000.0F);
+  float samples[4] = {kNoNumber, 0, 0, 0};
+  filter.runFilter(samples, nullptr, samples, nullptr, 4);
+  ASSERT_FALSE(filter.holdsNumbers());
+
+  filter.mendState();
+
+  EXPECT_TRUE(filter.holdsNumbers());
+  float silence[4] = {};
+  filter.runFilter(silence, nullptr, silence, nullptr, 4);
+  for (const float x : silence) EXPECT_EQ(x, 0.0F);
+}
+
+TEST(PoisonedPlaces, OfAFiltersDelaysLetItsCoefficientsGoOnToTheirSettings) {
+  ZRBiquadFilter mended(ZRBiquadType::peaking, 1000.0F, 1, 2, 48000.0F);
+  ZRBiquadFilter twin(ZRBiquadType::peaking, 1000.0F, 1, 2, 48000.0F);
+  for (ZRBiquadFilter* filter : {&mended, &twin}) {
+    float silence[4] = {};
+    filter->gain = 12.0F;
+    filter->runFilter(silence, nullptr, silence, nullptr, 4);
+  }
+  mended.mendState();
+
+  float actual[8] = {1, 0, 0, 0, 0, 0, 0, 0};
+  float expected[8] = {1, 0, 0, 0, 0, 0, 0, 0};
+  mended.runFilter(actual, nullptr, actual, nullptr, 8);
+  twin.runFilter(expected, nullptr, expected, nullptr, 8);
+
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(actual[i], expected[i]);
+}
+
 class PoisonedMatrix : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -449,6 +500,35 @@ TEST_F(PoisonedMatrix, GivesARowItsFirstAmountAndNoSecondOne) {
   EXPECT_EQ(row_->amount.load(), 1.0F);
   EXPECT_EQ(row_->modAmount.load(), 0.0F);
   EXPECT_FALSE(matrix_.mendState(8, kBlock));
+}
+
+TEST_F(PoisonedMatrix, TellsEachAmountThatItPutBack) {
+  for (Relaxed<float> modMatrixRow::*amount : {&modMatrixRow::amount, &modMatrixRow::modAmount}) {
+    row_->*amount = kNoNumber;
+
+    EXPECT_TRUE(matrix_.mendState(8, kBlock));
+
+    EXPECT_FALSE(matrix_.mendState(8, kBlock));
+  }
+}
+
+TEST_F(PoisonedMatrix, PassesOverRowsThatAreNotThere) {
+  modMatrixRow* behind = matrix_.addRow(kSourceSlide, kDestination, &depth_, 0.5F, 0);
+  matrix_.getMatrixCore()->rows[0].reset();
+  behind->amount = kNoNumber;
+
+  EXPECT_TRUE(matrix_.mendState(8, kBlock));
+
+  EXPECT_EQ(behind->amount.load(), 0.5F);
+}
+
+TEST(PoisonedMatrixAlone, ThatHasNoRowsMendsItsBuffers) {
+  ZRDSPModMatrix matrix(kBlock);
+  matrix.destinationBuffer(3)[5] = kNoNumber;
+
+  EXPECT_TRUE(matrix.mendState(8, kBlock));
+
+  EXPECT_EQ(matrix.destinationBuffer(3)[5], 0.0F);
 }
 
 // A release made shorter in its middle ends in one sample of its line far beyond the end: t seconds in, that
