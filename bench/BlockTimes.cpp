@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "bench/Arguments.h"
 #include "bench/OwnHome.h"
 #include "platform/Random.h"
 #include "tests/lv2/Lv2Host.h"
@@ -163,8 +164,11 @@ void report(double minutes, int runs) {
 // block_times [MINUTES [RUNS]]: minutes of sound, 30 if not given, so many times (1); what the machine does
 // to one run it does not do to the same cycle of the others.
 int main(int argc, char** argv) {
-  const double minutes = argc > 1 ? std::atof(argv[1]) : 30;
+  morv::Arguments arguments(argc, argv, "block_times [MINUTES [RUNS]], 0.01 to 1440 and 1 to 100");
+  const double minutes = arguments.number(30, 0.01, 1440);
+  const int runs = arguments.wholeNumber(1, 1, 100);
+  arguments.end();
   const morv::OwnHome home;
-  morv::lv2::report(minutes, argc > 2 ? std::atoi(argv[2]) : 1);
+  morv::lv2::report(minutes, runs);
   return 0;
 }

@@ -14,9 +14,12 @@
 #include <fstream>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "bench/Arguments.h"
 #include "bench/OwnHome.h"
 #include "platform/Random.h"
 #include "tests/lv2/Lv2Host.h"
@@ -318,21 +321,22 @@ void reportAutomation(const Lv2World& world) {
 // lv2_report [CYCLES [scene|idle|instances]]: cycles of each measurement, 100000 if not given; all of them,
 // the scene alone, mostly its end, or what further instances cost.
 int main(int argc, char** argv) {
-  const int cycles = argc > 1 ? std::atoi(argv[1]) : 100000;
-  const std::string part = argc > 2 ? argv[2] : "";
-  const bool isSceneOnly = !part.empty();
+  morv::Arguments arguments(argc, argv, "lv2_report [CYCLES [scene|idle|instances]], 1 to 10000000 cycles");
+  const int cycles = arguments.wholeNumber(100000, 1, 10000000);
+  const std::string_view part = arguments.word("scene", "idle", "instances");
+  arguments.end();
+  const bool isAll = part.empty();
   const morv::OwnHome home;
-  if (!isSceneOnly) morv::lv2::reportScan();
-  if (!isSceneOnly || part == "instances") morv::lv2::reportInstances(20);
-  if (part != "instances") {
-    const morv::lv2::Lv2World world;
-    morv::lv2::reportScene(world, part == "idle" ? 750 : cycles, cycles);
-    if (!isSceneOnly) {
-      morv::lv2::reportBusyCycles(world, cycles);
-      morv::lv2::reportSignals(world, cycles / 5);
-      morv::lv2::reportIdle(world, cycles / 5);
-      morv::lv2::reportAutomation(world);
-    }
-  }
+  if (isAll) morv::lv2::reportScan();
+  if (isAll || part == "instances") morv::lv2::reportInstances(20);
+  if (part == "instances") return 0;
+  const morv::lv2::Lv2World world;
+  morv::lv2::reportScene(world, part == "idle" ? 750 : cycles, cycles);
+  if (!isAll) return 0;
+  const int fewer = std::max(cycles / 5, 1);
+  morv::lv2::reportBusyCycles(world, cycles);
+  morv::lv2::reportSignals(world, fewer);
+  morv::lv2::reportIdle(world, fewer);
+  morv::lv2::reportAutomation(world);
   return 0;
 }

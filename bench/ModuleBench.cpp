@@ -37,6 +37,9 @@ void hyperbolicTangent(benchmark::State& state) {
 }
 
 void filterCoefficients(benchmark::State& state) {
+  // From 10 Hz to 10 Hz below half the rate.
+  constexpr float kTurnsOffset = 10.0F / 44100.0F;
+  constexpr float kTurnsScale = 0.5F - 2.0F * kTurnsOffset;
   const auto frames = static_cast<int>(state.range(1));
   const std::vector<float> cutoffs(static_cast<std::size_t>(frames), 0.2F);
   const std::vector<float> resonances(static_cast<std::size_t>(frames), 0.5F);
@@ -44,7 +47,7 @@ void filterCoefficients(benchmark::State& state) {
   for (auto& values : out) values.resize(static_cast<std::size_t>(frames));
   const VoiceKernels& kernels = kernelsOf(state);
   for (auto _ : state) {
-    kernels.semCoefficients(cutoffs.data(), resonances.data(), 0.49954649F, 2.2675737e-4F, out[0].data(),
+    kernels.semCoefficients(cutoffs.data(), resonances.data(), kTurnsScale, kTurnsOffset, out[0].data(),
                             out[1].data(), out[2].data(), frames);
     benchmark::DoNotOptimize(out[0].data());
   }

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/Arguments.h"
 #include "bench/OwnHome.h"
 #include "platform/Random.h"
 #include "tests/lv2/Lv2Host.h"
@@ -223,7 +224,7 @@ class Soak {
   std::vector<Reading> readings_;
   std::uint64_t frames_ = 0;
   float peak_ = 0;
-  std::string fault_;  // that the plug-in has told of
+  std::string fault_;  // what the plug-in has last reported of one
   long events_ = 0;
   long rests_ = 0;
 };
@@ -233,8 +234,10 @@ class Soak {
 
 // soak [HOURS [SEED]]: hours of sound, 12 if not given.
 int main(int argc, char** argv) {
-  const double hours = argc > 1 ? std::atof(argv[1]) : 12;
-  const std::uint64_t seed = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 1;
+  morv::Arguments arguments(argc, argv, "soak [HOURS [SEED]], 0.01 to 1000 hours");
+  const double hours = arguments.number(12, 0.01, 1000);
+  const std::uint64_t seed = arguments.seed(1);
+  arguments.end();
   const morv::OwnHome home;
   std::printf("seed %lu\n", static_cast<unsigned long>(seed));
   const bool isWell = morv::lv2::Soak(hours, seed).run();

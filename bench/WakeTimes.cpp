@@ -9,6 +9,7 @@
 #include <ctime>
 #include <vector>
 
+#include "bench/Arguments.h"
 #include "bench/BenchEngine.h"
 #include "voice/ZRTurboVoice.h"
 
@@ -111,7 +112,9 @@ class Waking {
 
 // wake_times [WAKES]: of each kind and patch, 200 if not given.
 int main(int argc, char** argv) {
-  const int wakes = argc > 1 ? std::atoi(argv[1]) : 200;
+  morv::Arguments arguments(argc, argv, "wake_times [WAKES], 1 to 100000");
+  const int wakes = arguments.wholeNumber(200, 1, 100000);
+  arguments.end();
   std::printf("us in a block of 64 frames at 48 kHz, whose period is %.0f us\n", morv::kPeriodMicroseconds);
   for (const morv::Patch& patch : {morv::Patch{"default patch", 0, 0, false},
                                    {"default patch, all of it at work", 0, 0, true},

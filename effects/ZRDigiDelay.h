@@ -130,7 +130,7 @@ class ZRDigiDelay : public ZRDSPEffect {
 
   float firstTimeCoefficient_ = 0;  // what the coefficients go back to if they are no numbers
   float firstAmountCoefficient_ = 0;
-  bool gaveNoNumber_ = false;                 // made of numbers
+  bool gaveNoNumber_ = false;                 // the wet side, out of an input that was one
   std::array<float, kStretch> timesLeft_{};   // seconds
   std::array<float, kStretch> timesRight_{};  // seconds
   std::array<float, kStretch> feedbacks_{};

@@ -62,6 +62,8 @@ class ZRDigiPhaser : public ZRDSPEffect {
   bool _holdsNumbers() const noexcept MORV_NONBLOCKING override;
   void _forget(EffectMemory* memory) noexcept MORV_NONBLOCKING override;
   float _dryGain() const noexcept MORV_NONBLOCKING override;
+
+ private:
   float firstSmoothing_ = 0;  // what `smoothing` goes back to if it is no number
 };
 

@@ -2,6 +2,7 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <mutex>
 #include <new>
@@ -18,8 +19,11 @@ struct Region {
   std::size_t used = kLineBytes;  // bytes given out, this head among them
   std::size_t arrays = 0;         // of those that live
 };
+static_assert(sizeof(Region) <= kLineBytes);
+static_assert(FloatPool::kMostFloats * sizeof(float) <= kRegionBytes - 2 * kLineBytes);
 
-std::mutex mutex;
+// Made with the program and never destroyed, so objects of static lifetime may have arrays too.
+constinit std::mutex mutex;
 Region* newest = nullptr;  // where arrays are given out; none while there are none
 
 Region* mapRegion() {
@@ -41,7 +45,10 @@ Region* regionOf(float* data) {
 }  // namespace
 
 float* FloatPool::allocate(std::size_t count) {
-  const std::size_t bytes = (count * sizeof(float) + kLineBytes - 1) / kLineBytes * kLineBytes;
+  if (count > kMostFloats) throw std::bad_alloc();
+  // An array without floats has a line too: behind a full region its address would be another one's.
+  const std::size_t lines = (std::max(count, std::size_t{1}) * sizeof(float) + kLineBytes - 1) / kLineBytes;
+  const std::size_t bytes = lines * kLineBytes;
   const std::lock_guard lock(mutex);
   if (newest == nullptr || newest->used + bytes > kRegionBytes) newest = mapRegion();
   char* data = reinterpret_cast<char*>(newest) + newest->used;

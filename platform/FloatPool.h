@@ -31,12 +31,13 @@ class FloatPool {
 #else
   static constexpr bool kIsInUse = true;
 #endif
-  // Lengths that the pool is for.
+  // Lengths that the pool is for. Shorter ones are legal.
   static constexpr std::size_t kFewestFloats = 1024;
   static constexpr std::size_t kMostFloats = 16383;
 
-  // Throws std::bad_alloc.
+  // Throws std::bad_alloc, also for more than the most floats.
   static float* allocate(std::size_t count);
+  // What `allocate` gave, once.
   static void release(float* data) noexcept;
 };
 

@@ -8,14 +8,15 @@
 
 namespace morv {
 
-// A zero-filled float array. Large ones come straight from the system, whatever the heap has lying about:
-// pages that are never used cost no memory. Owned by one object, freed with it; allocate off the render
-// thread only. Throws std::bad_alloc.
+// A zero-filled float array. Large ones come straight from the system, whatever the heap has lying about, and
+// those of a block's length from a pool (FloatPool): pages that are never used cost no memory. Owned by one
+// object, freed with it; make and free it off the render thread only. Throws std::bad_alloc.
 class MORV_EXPORT ZeroedFloats {
  public:
   // While one lives, the arrays that its thread makes have their pages from the start or, with `false`, when
-  // they are first used. The innermost one counts; without any, pages come when they are first used. For what
-  // is rendered in real time, where the system must not be waited for.
+  // they are first used, but for those of the first frames of a block's length. The innermost one counts;
+  // without any it is as with `false`. For what is rendered in real time, where the system must not be waited
+  // for.
   class MORV_EXPORT Populated {
    public:
     explicit Populated(bool fromTheStart = true) noexcept;

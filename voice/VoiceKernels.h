@@ -123,9 +123,10 @@ struct VoiceKernels {
   // Adds such a read times a gain.
   void (*addTable)(const float* table, const float* positions, float gain, float* out,
                    int frames) noexcept MORV_NONBLOCKING = nullptr;
-  // Coefficients of the state-variable filter from its limited cutoff c and resonance r: x = c turnsScale +
-  // turnsOffset, alpha = tan(pi x), R = 1 / (50 r + 1), alpha0 = 1 / (1 + 2 R alpha + alpha^2), rho = 2 R +
-  // alpha. The turns lie around a quarter: turnsScale + 2 turnsOffset is a half.
+  // Coefficients of the state-variable filter as its bank works them out on its way, for who looks at them
+  // alone: from its limited cutoff c and resonance r x = c turnsScale + turnsOffset, alpha = tan(pi x), R = 1
+  // / (50 r + 1), alpha0 = 1 / (1 + 2 R alpha + alpha^2), rho = 2 R + alpha. The turns lie around a quarter:
+  // turnsScale + 2 turnsOffset is a half.
   void (*semCoefficients)(const float* cutoffs, const float* resonances, float turnsScale, float turnsOffset,
                           float* alphas, float* alpha0s, float* rhos,
                           int frames) noexcept MORV_NONBLOCKING = nullptr;

@@ -100,8 +100,8 @@ void ZRWavetableOscillator::runGenerator(int frames, float tempo) noexcept {
   ZRDSPOscillator::runGenerator(frames, tempo);
 }
 
-// What the block's steps are made with, but for the modulation of pitch by the sample. Tells whether every
-// step is sure to lie above 0 and below a cycle.
+// What the block's steps are made with, but for the modulation of pitch by the sample. Also finds out whether
+// every step is sure to lie above 0 and below a cycle.
 OscillatorStepSettings ZRWavetableOscillator::stepSettings() noexcept {
   OscillatorStepSettings settings;
   settings.base = oscFreq.value;
@@ -116,7 +116,7 @@ OscillatorStepSettings ZRWavetableOscillator::stepSettings() noexcept {
     settings.subDetune = static_cast<float>(std::pow(kSemitone, static_cast<double>(subDetune)));
   const float longest = kMaxFrequencyHz / settings.rate;
   stepsAreShort_ = modMatrix != nullptr && settings.scale >= 0.0F && longest * settings.scale < 1.0F &&
-                   longest / settings.subDivisor * settings.subDetune < 1.0F;
+                   settings.subDivisor > 0.0F && longest / settings.subDivisor * settings.subDetune < 1.0F;
   return settings;
 }
 

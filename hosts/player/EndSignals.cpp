@@ -23,8 +23,8 @@ void remember(int signal) {
 void EndSignals::take() {
   struct sigaction action {};
   action.sa_handler = remember;
-  action.sa_flags =
-      SA_RESTART;  // a library that waits for its server shall not take the signal for a failure
+  // A library that waits for its server shall not take the signal for a failure.
+  action.sa_flags = SA_RESTART;
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);

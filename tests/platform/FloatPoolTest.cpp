@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <limits>
+#include <new>
 #include <thread>
 #include <vector>
 
@@ -72,6 +74,30 @@ TEST(FloatPool, GivesARegionBackWithItsLastArray) {
   EXPECT_TRUE(isMapped(last));
   FloatPool::release(arrays.back());
   EXPECT_FALSE(isMapped(last));
+}
+
+TEST(FloatPool, RefusesWhatIsLongerThanItsMost) {
+  for (const std::size_t count : {FloatPool::kMostFloats + 1, kRegionBytes / sizeof(float), 2 * kRegionBytes,
+                                  std::numeric_limits<std::size_t>::max() / sizeof(float) + 1,
+                                  std::numeric_limits<std::size_t>::max()}) {
+    EXPECT_THROW(FloatPool::allocate(count), std::bad_alloc) << count;
+  }
+  float* most = FloatPool::allocate(FloatPool::kMostFloats);
+  most[FloatPool::kMostFloats - 1] = 1.0F;
+  FloatPool::release(most);
+}
+
+// Behind the 48 floats they come to a region's very end, if they take no more than the way to the next line.
+TEST(FloatPool, ArraysWithoutFloatsLieInTheirRegionsToo) {
+  std::vector<float*> arrays = {FloatPool::allocate(48)};
+  const std::uintptr_t region = regionOf(arrays.front());
+  do {
+    arrays.push_back(FloatPool::allocate(0));
+    ASSERT_TRUE(isMapped(arrays.back())) << arrays.size();
+  } while (regionOf(arrays.back()) == region);
+
+  EXPECT_NE(reinterpret_cast<std::uintptr_t>(arrays.back()) % kRegionBytes, 0U);
+  for (float* array : arrays) FloatPool::release(array);
 }
 
 TEST(FloatPool, ServesManyThreadsAtOnce) {

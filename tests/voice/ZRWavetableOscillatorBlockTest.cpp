@@ -226,5 +226,20 @@ TEST(ZRWavetableOscillatorExtremes, StayFinite) {
   }
 }
 
+// A setting beyond its range turns the sub oscillator round; it must not run out of its table backwards.
+TEST(ZRWavetableOscillatorExtremes, ASubOctaveBelowNoneKeepsThePhaseInsideTheTable) {
+  for (const int octave : {-1, -98, std::numeric_limits<int>::min()}) {
+    for (const int blockFrames : {1, 64}) {
+      Rig rig;
+      rig.osc.subLevel = 1.0F;
+      rig.osc.subOctave = octave;
+      rig.osc.oscFreq = 440.0F;
+      for (const float x : rig.run(640, blockFrames)) ASSERT_TRUE(std::isfinite(x)) << octave;
+      EXPECT_TRUE(rig.osc.phaseThree >= 0.0F && rig.osc.phaseThree < 1024.0F)
+          << octave << ": " << rig.osc.phaseThree;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace morv
