@@ -7,6 +7,7 @@
 #include <chrono>
 #include <exception>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "hosts/player/AlsaDeviceChoice.h"
@@ -21,6 +22,8 @@ constexpr unsigned kCyclesInDevice = 2;
 constexpr unsigned kStandardLatencyFrames = 256;
 constexpr int kPriority = 60;  // below the kernel's sound threads
 constexpr double kSecondsBetweenTries = 1.0;
+constexpr auto kWaitForACycle = std::chrono::milliseconds(1);
+constexpr int kMostWaitsForACycle = 200;
 
 double clockSeconds() noexcept {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -37,7 +40,7 @@ AlsaDriver::~AlsaDriver() { AlsaDriver::close(); }
 
 Outcome AlsaDriver::open() {
   if (Outcome opened = openAudio(); !opened.ok()) return opened;
-  openMidi();
+  if (!openMidi()) options_.log("no ALSA sequencer: nothing can be played over MIDI");
   return Done{};
 }
 
@@ -52,12 +55,21 @@ Outcome AlsaDriver::openAudio() {
   if (Outcome ready = engine_.prepare(sampleRateHz_); !ready.ok()) return ready;
 
   unsigned frames = options_.latencyFrames > 0 ? options_.latencyFrames : kStandardLatencyFrames;
+  if (Outcome started = startStream(device.value().number, &frames); !started.ok()) {
+    return Failure{"ALSA device '" + device.value().name + "': " + started.failure().reason};
+  }
+  options_.details("ALSA device '" + device.value().name + "', " + std::to_string(rate.value()) + " Hz, " +
+                   std::to_string(frames) + " frames in a cycle");
+  return Done{};
+}
+
+Outcome AlsaDriver::startStream(unsigned device, unsigned* frames) {
   const SilencedErrors silence;
   try {
     auto audio = std::make_unique<RtAudio>(RtAudio::LINUX_ALSA);
     audio->showWarnings(false);
     RtAudio::StreamParameters output;
-    output.deviceId = device.value().number;
+    output.deviceId = device;
     output.nChannels = kChannels;
     RtAudio::StreamOptions stream;
     stream.flags = RTAUDIO_NONINTERLEAVED | RTAUDIO_SCHEDULE_REALTIME;
@@ -72,19 +84,21 @@ Outcome AlsaDriver::openAudio() {
       self->render(samples, samples + count, count);
       return 0;
     };
-    audio->openStream(&output, nullptr, RTAUDIO_FLOAT32, rate.value(), &frames, callback, this, &stream,
-                      [](RtAudioError::Type, const std::string&) {});
+    audio->openStream(&output, nullptr, RTAUDIO_FLOAT32, static_cast<unsigned>(sampleRateHz_), frames,
+                      callback, this, &stream, [](RtAudioError::Type, const std::string&) {});
+    const std::uint64_t before = frames_;
     audio->startStream();
+    // The library's own thread writes to the error stream as it begins.
+    for (int i = 0; i < kMostWaitsForACycle && frames_ == before; ++i)
+      std::this_thread::sleep_for(kWaitForACycle);
     audio_ = std::move(audio);
   } catch (const std::exception& error) {
-    return Failure{"ALSA device '" + device.value().name + "': " + error.what()};
+    return Failure{error.what()};
   }
-  options_.details("ALSA device '" + device.value().name + "', " + std::to_string(rate.value()) + " Hz, " +
-                   std::to_string(frames) + " frames in a cycle");
   return Done{};
 }
 
-void AlsaDriver::openMidi() {
+bool AlsaDriver::openMidi() {
   const SilencedErrors silence;
   try {
     midiIn_ = std::make_unique<RtMidiIn>(RtMidi::LINUX_ALSA, options_.clientName);
@@ -99,8 +113,9 @@ void AlsaDriver::openMidi() {
   } catch (const std::exception&) {
     midiIn_.reset();
     midiOut_.reset();
-    options_.log("no ALSA sequencer: nothing can be played over MIDI");
+    return false;
   }
+  return true;
 }
 
 void AlsaDriver::turn(double seconds) {
@@ -150,15 +165,21 @@ void AlsaDriver::close() {
 
 void AlsaDriver::closeAudio() {
   if (audio_ == nullptr) return;
+  if (!stopStream()) options_.details("the ALSA device does not close");
+  isWatched_ = false;
+}
+
+bool AlsaDriver::stopStream() {
   const SilencedErrors silence;
+  bool isClosed = true;
   try {
     if (audio_->isStreamRunning()) audio_->abortStream();
     audio_->closeStream();
   } catch (const std::exception&) {
-    options_.details("the ALSA device does not close");
+    isClosed = false;
   }
   audio_.reset();
-  isWatched_ = false;
+  return isClosed;
 }
 
 void AlsaDriver::render(float* left, float* right, std::uint32_t frames) noexcept {

@@ -32,9 +32,13 @@ class AlsaDriver final : public AudioDriver {
   bool isRunning() const override { return audio_ != nullptr; }
 
  private:
+  // What the sound libraries write to the error stream meanwhile is dropped, and so would be messages of
+  // ours: those that do their work while it is silenced leave the telling to their callers.
   Outcome openAudio();
-  void openMidi();
+  Outcome startStream(unsigned device, unsigned* frames);
+  bool openMidi();
   void closeAudio();
+  bool stopStream();
   void sendMidi();
   void watchDevice(double seconds);
 
