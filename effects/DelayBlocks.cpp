@@ -33,19 +33,15 @@ void readFloat(const float* buffer, int size, float position, float delaySamples
       position = nextPosition(position, size, 1.0F);
       continue;
     }
-    const float* b = buffer + i;
-    for (int j = 0; j < run; ++j) {
-      const auto step = static_cast<float>(j);
-      const float fraction = ((position + step) - delaySamples + lap) - (static_cast<float>(i) + step);
-      out[k + j] = b[j] + fraction * (b[j + 1] - b[j]);
-    }
+    effectKernels().read({buffer + i, static_cast<float>(i), position, delaySamples, lap}, out + k, run);
     k += run;
     position += static_cast<float>(run);
     if (position >= static_cast<float>(size)) position = 0;
   }
 }
 
-// Whether the stretch is one piece of the line, and then that piece.
+// Whether the stretch is one piece of the line, and then that piece. One that comes round the line's end on
+// its way is not readable that far.
 bool isStraight(const float* buffer, int size, float position, float delaySamples, int frames,
                 StraightRead* read) noexcept {
   const auto end = static_cast<float>(size);
@@ -53,8 +49,7 @@ bool isStraight(const float* buffer, int size, float position, float delaySample
   const float raw = position - delaySamples;
   const float lap = raw < 0.0F ? end : 0.0F;
   const float p = raw + lap;
-  const bool goesRound = raw < 0.0F && (position + steps) - delaySamples >= 0.0F;
-  if (goesRound || !(p >= 0.0F && p < end) || position + steps >= end) return false;
+  if (!(p >= 0.0F && p < end) || position + steps >= end) return false;
   const int i = static_cast<int>(p);
   if (readableFrom(i, size) < frames) return false;
   *read = {buffer + i, static_cast<float>(i), position, delaySamples, lap};
@@ -120,7 +115,7 @@ int writeIndexAfter(int writeIndex, int size, int frames) noexcept {
 }
 
 // Whether the next `frames` samples enter the line in one piece of it.
-bool isStraight(int size, float position, int frames) noexcept {
+bool entersStraight(int size, float position, int frames) noexcept {
   return size - writtenElement(position, size) >= frames;
 }
 
@@ -140,7 +135,7 @@ void stepAP(ap* a, const float* entering, int frames) noexcept {
 
 // What the line gave becomes the all-pass's output, and what enters the line goes there.
 void mixAllPass(ap* a, const float* in, float* delayed, float g, float* out, int frames) noexcept {
-  if (isStraight(a->size, a->position, frames)) {
+  if (entersStraight(a->size, a->position, frames)) {
     float* entry = a->buffer.data() + writtenElement(a->position, a->size);
     effectKernels().mixAllPass(delayed, g, in, out, entry, frames);
     stepBehindEntry(a, frames);
@@ -210,7 +205,7 @@ void addBehindWriteIndex(const uniComb& uc, int writeIndex, int delaySamples, fl
 void writeUniComb(uniComb* uc, const float* in, int frames) noexcept { writeUniComb(uc, 1.0F, in, frames); }
 
 void writeUniComb(uniComb* uc, float gain, const float* in, int frames) noexcept {
-  if (isStraight(uc->size, uc->position, frames)) {
+  if (entersStraight(uc->size, uc->position, frames)) {
     effectKernels().scale(gain, in, uc->buffer.data() + writtenElement(uc->position, uc->size), frames);
     stepBehindEntry(uc, frames);
     return;
@@ -228,7 +223,7 @@ void runAPBlock(ap* a, const float* in, float delaySeconds, float g, float sampl
   const double p = wrapped(static_cast<double>(a->position) - delaySamples, a->size);
   if (p >= 0.0 && p < static_cast<double>(a->size)) {
     const int i = static_cast<int>(p);
-    if (isStraight(a->size, a->position, frames) && readableFrom(i, a->size) >= frames) {
+    if (entersStraight(a->size, a->position, frames) && readableFrom(i, a->size) >= frames) {
       float* entry = buffer + writtenElement(a->position, a->size);
       const auto fraction = static_cast<float>(p - static_cast<double>(i));
       effectKernels().allPass(buffer + i, fraction, g, in, out, entry, frames);

@@ -52,25 +52,6 @@ void addReads(const StraightRead* reads, const float* gains, int count, float* o
 
 #if defined(__AVX2__)
 
-// Each element together with its right neighbour; a masked gather, so that it waits for no old value.
-inline __m256 gatherPairs(const float* buffer, __m128i elements) noexcept {
-  const __m256d all = _mm256_castsi256_pd(_mm256_set1_epi64x(-1));
-  const auto* pairs = reinterpret_cast<const double*>(buffer);
-  return _mm256_castpd_ps(_mm256_mask_i32gather_pd(_mm256_setzero_pd(), pairs, elements, all, 4));
-}
-
-inline Lanes movingRow(const float* buffer, Lanes position) noexcept {
-  const __m256i at = _mm256_cvttps_epi32(position);
-  // This order of the elements makes up for that of the shuffles.
-  const __m256i order = _mm256_permute4x64_epi64(at, 0xD8);
-  const __m256 first = gatherPairs(buffer, _mm256_castsi256_si128(order));
-  const __m256 second = gatherPairs(buffer, _mm256_extracti128_si256(order, 1));
-  const Lanes here = _mm256_shuffle_ps(first, second, 0x88);
-  const Lanes next = _mm256_shuffle_ps(first, second, 0xDD);
-  const Lanes fraction = position - _mm256_cvtepi32_ps(at);
-  return here + fraction * (next - here);
-}
-
 // Four frames, in double.
 inline __m128 movingHalfRow(const float* buffer, __m256d position) noexcept {
   const __m128i at = _mm256_cvttpd_epi32(position);
@@ -91,14 +72,11 @@ void readMoving(const float* buffer, float position, float lap, const float* del
 #if defined(__AVX2__)
   for (; k + kWidth <= frames; k += kWidth) {
     const Lanes at = (position + (static_cast<float>(k) + kSteps)) - loadRow(delaysSamples + k) + lap;
-    storeRow(out + k, movingRow(buffer, at));
+    storeRow(out + k, interpolatedRow(buffer, at));
   }
 #endif
   for (; k < frames; ++k) {
-    const float p = (position + static_cast<float>(k)) - delaysSamples[k] + lap;
-    const auto i = static_cast<int>(p);
-    const float fraction = p - static_cast<float>(i);
-    out[k] = buffer[i] + fraction * (buffer[i + 1] - buffer[i]);
+    out[k] = interpolated(buffer, (position + static_cast<float>(k)) - delaysSamples[k] + lap);
   }
 }
 
@@ -158,22 +136,6 @@ void mixAllPass(const float* delayed, float g, const float* in, float* out, floa
   }
 }
 
-// b[i] += weight b[i - distance] for the samples behind the first `distance`.
-template <int kDistance>
-inline Lanes addEarlier(Lanes b, float weight) noexcept {
-  const Lanes zero{};
-#if defined(__AVX__)
-  if constexpr (kDistance == 1)
-    return b + weight * __builtin_shufflevector(zero, b, 0, 8, 9, 10, 11, 12, 13, 14);
-  if constexpr (kDistance == 2)
-    return b + weight * __builtin_shufflevector(zero, b, 0, 0, 8, 9, 10, 11, 12, 13);
-  return b + weight * __builtin_shufflevector(zero, b, 0, 0, 0, 0, 8, 9, 10, 11);
-#else
-  if constexpr (kDistance == 1) return b + weight * __builtin_shufflevector(zero, b, 0, 4, 5, 6);
-  return b + weight * __builtin_shufflevector(zero, b, 0, 0, 4, 5);
-#endif
-}
-
 // The integrator is z' = c z + 2 G in with c = 1 - 2 G, whose sums over 1, 2, 4 and 8 samples come from each
 // other by doubling. What it loses over some samples, 1 - c^n, is worked out as such: next to 1 a low
 // cutoff's would drown.
@@ -207,11 +169,7 @@ void lowpass(float G, float* z, const float* in, float* out, int frames) noexcep
     if constexpr (kWidth == 8) sums = addEarlier<4>(sums, c4);
     const Lanes behind = state + (sums - losses * state);
     const Lanes old = Lanes{} + state;
-#if defined(__AVX__)
-    const Lanes ahead = __builtin_shufflevector(old, behind, 0, 8, 9, 10, 11, 12, 13, 14);
-#else
-    const Lanes ahead = __builtin_shufflevector(old, behind, 0, 4, 5, 6);
-#endif
+    const Lanes ahead = shiftedIn(old, behind);
     storeRow(out + k, ahead + G * (x - ahead));
     state = behind[kWidth - 1];
   }

@@ -9,38 +9,6 @@
 namespace morv {
 namespace {
 
-inline float interpolated(const float* table, float position) noexcept {
-  const auto at = static_cast<std::int32_t>(position);
-  const float fraction = position - static_cast<float>(at);
-  return table[at] + fraction * (table[at + 1] - table[at]);
-}
-
-// The same for a row of positions.
-inline Lanes interpolatedRow(const float* table, Lanes position) noexcept {
-#if defined(__AVX2__)
-  // Each gather fetches a sample together with its neighbour; the order of the indices makes up for that of
-  // the shuffles.
-  const __m256i at = _mm256_cvttps_epi32(position);
-  const __m256i order = _mm256_permute4x64_epi64(at, 0xD8);
-  const auto* pairs = reinterpret_cast<const double*>(table);
-  const __m256d none = _mm256_setzero_pd();
-  const __m256d all = _mm256_castsi256_pd(_mm256_set1_epi64x(-1));
-  const auto fetch = [&](__m128i indices) {
-    return _mm256_castpd_ps(_mm256_mask_i32gather_pd(none, pairs, indices, all, 4));
-  };
-  const __m256 first = fetch(_mm256_castsi256_si128(order));
-  const __m256 second = fetch(_mm256_extracti128_si256(order, 1));
-  const Lanes here = _mm256_shuffle_ps(first, second, 0x88);
-  const Lanes next = _mm256_shuffle_ps(first, second, 0xDD);
-  const Lanes fraction = position - _mm256_cvtepi32_ps(at);
-  return here + fraction * (next - here);
-#else
-  Lanes row;
-  for (int k = 0; k < kWidth; ++k) row[k] = interpolated(table, position[k]);
-  return row;
-#endif
-}
-
 // The pulse's settings where no store can touch them.
 struct PulseRows {
   const float* const saw;
@@ -90,15 +58,6 @@ void addTable(const float* table, const float* positions, float gain, float* out
     const Lanes read = interpolatedRow(table, loadPart(positions + at, samples));
     storePart(out + at, multiplyAdd(read, Lanes{} + gain, loadPart(out + at, samples)), samples);
   }
-}
-
-// The last sample of one row, then all but the last of the next.
-inline Lanes shiftedIn(Lanes earlier, Lanes row) noexcept {
-#if defined(__AVX__)
-  return __builtin_shufflevector(earlier, row, 7, 8, 9, 10, 11, 12, 13, 14);
-#else
-  return __builtin_shufflevector(earlier, row, 3, 4, 5, 6);
-#endif
 }
 
 inline Lanes rowOf(const float* v) noexcept {

@@ -1,6 +1,6 @@
-// What the voice's kernels share: rows of samples as wide as the machine's registers, and the hyperbolic
-// tangent for one sample or a row. Everything is local to the file that includes this, as VoiceKernels.inl
-// explains.
+// What the kernels of voice and effects share: rows of samples as wide as the machine's registers, their
+// reads of tables, and the hyperbolic tangent for one sample or a row. Everything is local to the file that
+// includes this, as VoiceKernels.inl explains.
 #pragma once
 
 #if defined(__SSE2__)
@@ -108,6 +108,66 @@ inline Lanes boundedLanes(Lanes x, float bound) noexcept {
 #else
   x = select(x < low, low, x);
   return select(x > high, high, x);
+#endif
+}
+
+// The last sample of one row, then all but the last of the next.
+inline Lanes shiftedIn(Lanes earlier, Lanes row) noexcept {
+#if defined(__AVX__)
+  return __builtin_shufflevector(earlier, row, 7, 8, 9, 10, 11, 12, 13, 14);
+#else
+  return __builtin_shufflevector(earlier, row, 3, 4, 5, 6);
+#endif
+}
+
+// b[i] += weight b[i - distance] for the samples behind the first `distance`.
+template <int kDistance>
+inline Lanes addEarlier(Lanes b, float weight) noexcept {
+  const Lanes zero{};
+#if defined(__AVX__)
+  if constexpr (kDistance == 1)
+    return b + weight * __builtin_shufflevector(zero, b, 0, 8, 9, 10, 11, 12, 13, 14);
+  if constexpr (kDistance == 2)
+    return b + weight * __builtin_shufflevector(zero, b, 0, 0, 8, 9, 10, 11, 12, 13);
+  return b + weight * __builtin_shufflevector(zero, b, 0, 0, 0, 0, 8, 9, 10, 11);
+#else
+  if constexpr (kDistance == 1) return b + weight * __builtin_shufflevector(zero, b, 0, 4, 5, 6);
+  return b + weight * __builtin_shufflevector(zero, b, 0, 0, 4, 5);
+#endif
+}
+
+// Linear interpolation between the elements to both sides of a position.
+inline float interpolated(const float* table, float position) noexcept {
+  const auto at = static_cast<std::int32_t>(position);
+  const float fraction = position - static_cast<float>(at);
+  return table[at] + fraction * (table[at + 1] - table[at]);
+}
+
+#if defined(__AVX2__)
+// Four elements, each together with its right neighbour; a masked gather, so that it waits for no old value.
+inline __m256 gatherPairs(const float* table, __m128i elements) noexcept {
+  const __m256d all = _mm256_castsi256_pd(_mm256_set1_epi64x(-1));
+  const auto* pairs = reinterpret_cast<const double*>(table);
+  return _mm256_castpd_ps(_mm256_mask_i32gather_pd(_mm256_setzero_pd(), pairs, elements, all, 4));
+}
+#endif
+
+// `interpolated` for a row of positions.
+inline Lanes interpolatedRow(const float* table, Lanes position) noexcept {
+#if defined(__AVX2__)
+  const __m256i at = _mm256_cvttps_epi32(position);
+  // This order of the elements makes up for that of the shuffles.
+  const __m256i order = _mm256_permute4x64_epi64(at, 0xD8);
+  const __m256 first = gatherPairs(table, _mm256_castsi256_si128(order));
+  const __m256 second = gatherPairs(table, _mm256_extracti128_si256(order, 1));
+  const Lanes here = _mm256_shuffle_ps(first, second, 0x88);
+  const Lanes next = _mm256_shuffle_ps(first, second, 0xDD);
+  const Lanes fraction = position - _mm256_cvtepi32_ps(at);
+  return here + fraction * (next - here);
+#else
+  Lanes row;
+  for (int k = 0; k < kWidth; ++k) row[k] = interpolated(table, position[k]);
+  return row;
 #endif
 }
 

@@ -76,22 +76,6 @@ void sinPi(const float* p, float* out, int frames) noexcept {
   }
 }
 
-// b[i] += weight b[i - distance] for the samples behind the first `distance`.
-template <int kDistance>
-inline Lanes addEarlier(Lanes b, float weight) noexcept {
-  const Lanes zero{};
-#if defined(__AVX__)
-  if constexpr (kDistance == 1)
-    return b + weight * __builtin_shufflevector(zero, b, 0, 8, 9, 10, 11, 12, 13, 14);
-  if constexpr (kDistance == 2)
-    return b + weight * __builtin_shufflevector(zero, b, 0, 0, 8, 9, 10, 11, 12, 13);
-  return b + weight * __builtin_shufflevector(zero, b, 0, 0, 0, 0, 8, 9, 10, 11);
-#else
-  if constexpr (kDistance == 1) return b + weight * __builtin_shufflevector(zero, b, 0, 4, 5, 6);
-  return b + weight * __builtin_shufflevector(zero, b, 0, 0, 4, 5);
-#endif
-}
-
 // A row of samples at a time: with b = (1 - c) x the follower is y = c y' + b, whose sums of b over 1, 2, 4
 // and 8 samples come from each other by doubling. A row in which y leaves the bound is done again one by one.
 void smoothBounded(float* x, float c, float* state, int frames) noexcept {
