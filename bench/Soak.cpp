@@ -54,21 +54,21 @@ class Soak {
     double nextRest = kSecondsBetweenRests;
     while (now() < seconds_) {
       play();
-      if (host_.badSamples > 0) return fail("a sample is no number");
-      if (!fault_.empty()) return fail(fault_.c_str());
-      if (now() < nextRest) continue;
+      if (!isWell()) return false;
+      if (now() < std::min(nextRest, seconds_)) continue;
       nextRest += kSecondsBetweenRests;
-      if (!rests()) return false;
+      if (!rests() || !isWell()) return false;
       watchMemory();
     }
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
     const double growth = growthPerHour();
     std::printf("%.1f hours of sound in %.0f s (%.0f times real time), %ld events, %ld rests, all silent\n",
                 now() / 3600, took.count(), now() / took.count(), events_, rests_);
-    std::printf(
-        "samples that are no number: %lu; peak %.1f dBFS; memory %.1f MB at the end, %+.1f KB an hour\n",
-        static_cast<unsigned long>(host_.badSamples), 20 * std::log10(static_cast<double>(peak_)),
-        residentBytes() / 1e6, growth / 1e3);
+    std::printf("samples that are no number: %lu; peak %.1f dBFS; memory %.1f MB at the end, ",
+                static_cast<unsigned long>(host_.badSamples), 20 * std::log10(static_cast<double>(peak_)),
+                residentBytes() / 1e6);
+    std::printf(readings_.size() < 2 ? "too short a time to tell its growth\n" : "%+.1f KB an hour\n",
+                growth / 1e3);
     return growth < kGreatestGrowth || fail("memory grows");
   }
 
@@ -86,6 +86,10 @@ class Soak {
 
   double now() const { return static_cast<double>(frames_) / kRateHz; }
   std::uint8_t draw(std::uint32_t below) { return static_cast<std::uint8_t>(random_.nextBits() % below); }
+  bool isWell() const {
+    if (host_.badSamples > 0) return fail("a sample is no number");
+    return fault_.empty() || fail(fault_.c_str());
+  }
   bool fail(const char* what) const {
     std::printf("%s after %.1f s of sound\n", what, now());
     return false;

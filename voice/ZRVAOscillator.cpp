@@ -251,7 +251,7 @@ void ZRVAOscillator::advancePhasesSteadily(float step, bool isSecondRead, int fr
 
 void ZRVAOscillator::skipSecondPhase(float step, std::int64_t frames) noexcept {
   const SkippedPhase second = skipCycles(&secondPhase, step, frames);
-  if (second.wraps % 2 != 0) sign = sign > 0.0F ? -1.0F : 1.0F;
+  if (second.wraps > 0) sign = (sign > 0.0F) == (second.wraps % 2 == 0) ? 1.0F : -1.0F;
 }
 
 void ZRVAOscillator::runPhaseIncrement(int frames, float tempo) noexcept {

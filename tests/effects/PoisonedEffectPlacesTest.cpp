@@ -190,58 +190,44 @@ const Memory kMemories[] = {
     {"basicchorus", "right", lineOf<&ZRBasicChorus::delayR>},
     {"basicdelay", "left", lineOf<&ZRBasicDelay::delayL>},
     {"basicdelay", "right", lineOf<&ZRBasicDelay::delayR>},
-    {"ecoverb", "diffuser", [](ZRDSPEffect& e) -> auto& {return as<ZREcoVerb>(e).diffusers.back().buffer;
-}  // namespace
-}  // namespace morv
-, {"ecoverb", "all-pass 1", lineOf<&ZREcoVerb::loopAP1>},
+    {"ecoverb", "diffuser",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZREcoVerb>(e).diffusers.back().buffer; }},
+    {"ecoverb", "all-pass 1", lineOf<&ZREcoVerb::loopAP1>},
     {"ecoverb", "all-pass 2", lineOf<&ZREcoVerb::loopAP2>},
     {"ecoverb", "all-pass 3", lineOf<&ZREcoVerb::loopAP3>},
     {"ecoverb", "all-pass 4", lineOf<&ZREcoVerb::loopAP4>},
-    {"ecoverb", "delay 1", lineOf<&ZREcoVerb::loopD1>}, {"ecoverb", "delay 2", lineOf<&ZREcoVerb::loopD2>},
-    {"ecoverb", "delay 3", lineOf<&ZREcoVerb::loopD3>}, {"ecoverb", "delay 4", lineOf<&ZREcoVerb::loopD4>},
-    {"digiverb", "low shelf", [](ZRDSPEffect& e) -> auto& {return as<ZRDigiVerb>(e).lowShelf[1].buffer;
-}
-}
-, {"digiverb", "high shelf", [](ZRDSPEffect& e) -> auto& {return as<ZRDigiVerb>(e).highShelf[1].buffer;
-}
-}
-, {"digiverb", "pre-delay", [](ZRDSPEffect& e) -> auto& {return as<ZRDigiVerb>(e).preDelayLine[1].buffer;
-}
-}
-, {"digiverb", "chorus", [](ZRDSPEffect& e) -> auto& {return as<ZRDigiVerb>(e).chorus[1].buffer;
-}
-}
-, {"digiverb", "spring", [](ZRDSPEffect& e) -> auto& {return as<ZRDigiVerb>(e).springLine[0].buffer;
-}
-}
-, {"digiverb", "echo", [](ZRDSPEffect& e) -> auto& {return as<ZRDigiVerb>(e).echoLine[1].buffer;
-}
-}
-, {"digiverb", "comb", [](ZRDSPEffect& e) -> auto& {return as<ZRDigiVerb>(e).combs[1].back().buffer;
-}
-}
-, {"digiverb", "all-pass", [](ZRDSPEffect& e) -> auto& {return as<ZRDigiVerb>(e).allpass[1].back().buffer;
-}
-}
-, {"digiverb", "second all-pass",
-   [](ZRDSPEffect& e) -> auto& {return as<ZRDigiVerb>(e).allpass2[1].back().buffer;
-}
-}
-, {"digiverb", "lo-fi", [](ZRDSPEffect& e) -> auto& {return as<ZRDigiVerb>(e).loFiFIR[0].buffer;
-}
-}
-, {"digiverb", "spring's half-band", lineOf<&ZRDigiVerb::springFIR>},
+    {"ecoverb", "delay 1", lineOf<&ZREcoVerb::loopD1>},
+    {"ecoverb", "delay 2", lineOf<&ZREcoVerb::loopD2>},
+    {"ecoverb", "delay 3", lineOf<&ZREcoVerb::loopD3>},
+    {"ecoverb", "delay 4", lineOf<&ZREcoVerb::loopD4>},
+    {"digiverb", "low shelf",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiVerb>(e).lowShelf[1].buffer; }},
+    {"digiverb", "high shelf",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiVerb>(e).highShelf[1].buffer; }},
+    {"digiverb", "pre-delay",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiVerb>(e).preDelayLine[1].buffer; }},
+    {"digiverb", "chorus",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiVerb>(e).chorus[1].buffer; }},
+    {"digiverb", "spring",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiVerb>(e).springLine[0].buffer; }},
+    {"digiverb", "echo",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiVerb>(e).echoLine[1].buffer; }},
+    {"digiverb", "comb",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiVerb>(e).combs[1].back().buffer; }},
+    {"digiverb", "all-pass",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiVerb>(e).allpass[1].back().buffer; }},
+    {"digiverb", "second all-pass",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiVerb>(e).allpass2[1].back().buffer; }},
+    {"digiverb", "lo-fi",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiVerb>(e).loFiFIR[0].buffer; }},
+    {"digiverb", "spring's half-band", lineOf<&ZRDigiVerb::springFIR>},
     {"digiverb", "spring's lows",
-     [](ZRDSPEffect& e) -> auto& {return as<ZRDigiVerb>(e).springLF.back().buffer;
-}
-}
-, {"digiverb", "spring's highs", [](ZRDSPEffect& e) -> auto& {return as<ZRDigiVerb>(e).springHF.back().buffer;
-}
-}
-, {"digiverb", "diffuser", [](ZRDSPEffect& e) -> auto& {return as<ZRDigiVerb>(e).diffusers.back().buffer;
-}
-}
-, {"digiverb", "all-pass 1", lineOf<&ZRDigiVerb::loopAP1>},
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiVerb>(e).springLF.back().buffer; }},
+    {"digiverb", "spring's highs",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiVerb>(e).springHF.back().buffer; }},
+    {"digiverb", "diffuser",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiVerb>(e).diffusers.back().buffer; }},
+    {"digiverb", "all-pass 1", lineOf<&ZRDigiVerb::loopAP1>},
     {"digiverb", "all-pass 2", lineOf<&ZRDigiVerb::loopAP2>},
     {"digiverb", "all-pass 3", lineOf<&ZRDigiVerb::loopAP3>},
     {"digiverb", "all-pass 4", lineOf<&ZRDigiVerb::loopAP4>},
@@ -251,40 +237,28 @@ const Memory kMemories[] = {
     {"digiverb", "delay 4", lineOf<&ZRDigiVerb::loopD4>},
     {"digiverb", "early reflections", Of<&ZRDigiVerb::earlyBuffer>::in},
     {"vachorus", "bucket brigade",
-     [](ZRDSPEffect& e) -> auto& {return as<ZRVAChorus>(e).lines[0].back().delayBuffer;
-}
-}
-, {"vachorus", "comb", [](ZRDSPEffect& e) -> auto& {return as<ZRVAChorus>(e).combs[1].back().buffer;
-}
-}
-, {"vachorus", "shelf", [](ZRDSPEffect& e) -> auto& {return as<ZRVAChorus>(e).shelves[1].buffer;
-}
-}
-, {"vachorus", "half-band", [](ZRDSPEffect& e) -> auto& {return as<ZRVAChorus>(e).halfbands[0].buffer;
-}
-}
-, {"vadelay", "left decimator", Of<&ZRVADelay::decimatorLeft>::in},
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRVAChorus>(e).lines[0].back().delayBuffer; }},
+    {"vachorus", "comb",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRVAChorus>(e).combs[1].back().buffer; }},
+    {"vachorus", "shelf",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRVAChorus>(e).shelves[1].buffer; }},
+    {"vachorus", "half-band",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRVAChorus>(e).halfbands[0].buffer; }},
+    {"vadelay", "left decimator", Of<&ZRVADelay::decimatorLeft>::in},
     {"vadelay", "right decimator", Of<&ZRVADelay::decimatorRight>::in},
     {"digidelay", "left", lineOf<&ZRDigiDelay::combLeft>},
     {"digidelay", "right", lineOf<&ZRDigiDelay::combRight>},
     {"digidelay", "modulated left", lineOf<&ZRDigiDelay::modLeft>},
     {"digidelay", "modulated right", lineOf<&ZRDigiDelay::modRight>},
     {"digiphaser", "stage",
-     [](ZRDSPEffect& e) -> auto& {return as<ZRDigiPhaser>(e).channels[1].lines.back().buffer;
-}
-}
-, {"springverb", "all-pass", [](ZRDSPEffect& e) -> auto& {return as<ZRSpringVerb>(e).allpasses.back().buffer;
-}
-}
-, {"springverb", "line", [](ZRDSPEffect& e) -> auto& {return as<ZRSpringVerb>(e).tanks[0].line.buffer;
-}
-}
-, {"springverb", "block", [](ZRDSPEffect& e) -> auto& {return as<ZRSpringVerb>(e).tanks[0].buffer;
-}
-}
-,
-}
-;
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRDigiPhaser>(e).channels[1].lines.back().buffer; }},
+    {"springverb", "all-pass",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRSpringVerb>(e).allpasses.back().buffer; }},
+    {"springverb", "line",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRSpringVerb>(e).tanks[0].line.buffer; }},
+    {"springverb", "block",
+     [](ZRDSPEffect& e) -> ZeroedFloats& { return as<ZRSpringVerb>(e).tanks[0].buffer; }},
+};
 
 class PoisonedEffectPlaces : public ::testing::Test {
  protected:

@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sched.h>
+#include <signal.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -88,6 +90,76 @@ TEST(RenderTrap, LetsCallsGoOnAndCatchesThemAgainInTheNextOne) {
   if (RenderTrap::catchesSystemCalls()) {
     EXPECT_EQ(std::string(RenderTrap::lastCaught()), "system call " + std::to_string(SYS_getppid));
   }
+}
+
+// A handler that made the call itself would have its mask and its frames in the call's way.
+TEST(RenderTrap, LeavesTheMaskOfSignalsAsTheCallMadeIt) {
+  sigset_t before;
+  ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &before), 0);
+  sigset_t wanted;
+  sigemptyset(&wanted);
+  sigaddset(&wanted, SIGUSR2);
+  sigset_t seen;
+  {
+    const RenderTrap trap;
+    pthread_sigmask(SIG_BLOCK, &wanted, &seen);
+  }
+  EXPECT_EQ(sigismember(&seen, SIGSYS), 0);
+  ASSERT_EQ(pthread_sigmask(SIG_SETMASK, &before, &seen), 0);
+  EXPECT_EQ(sigismember(&seen, SIGUSR2), 1);
+}
+
+TEST(RenderTrap, LetsASignalsHandlerReturn) {
+  static volatile sig_atomic_t heard = 0;
+  struct sigaction action = {};
+  struct sigaction before = {};
+  action.sa_handler = [](int /*signal*/) { heard = 1; };
+  ASSERT_EQ(sigaction(SIGUSR2, &action, &before), 0);
+  std::atomic<int> stage{0};
+  const pthread_t thread = pthread_self();
+  std::thread sender([&] {
+    while (stage.load() != 1) {
+    }
+    pthread_kill(thread, SIGUSR2);
+  });
+  {
+    const RenderTrap trap;
+    stage.store(1);
+    while (heard == 0) {
+    }
+  }
+  sender.join();
+  EXPECT_EQ(heard, 1);
+  EXPECT_EQ(sigaction(SIGUSR2, &before, nullptr), 0);
+}
+
+TEST(RenderTrap, LetsAProcessStartAnotherThatSharesItsMemory) {
+  siginfo_t ended = {};
+  {
+    const RenderTrap trap;
+    const pid_t child = vfork();
+    if (child == 0) _exit(7);
+    EXPECT_EQ(waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED), 0);
+  }
+  EXPECT_EQ(ended.si_status, 7);
+}
+
+TEST(RenderTrap, CatchesSystemCallsInAForkedProcessToo) {
+  const bool isSeen = RenderTrap::catchesSystemCalls();
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    const long before = RenderTrap::caught();
+    {
+      const RenderTrap trap;
+      syscall(SYS_getppid);
+    }
+    _exit(RenderTrap::caught() > before ? 1 : 0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), isSeen ? 1 : 0);
 }
 
 TEST(RenderTrap, CatchesNothingBehindItsEnd) {

@@ -1,5 +1,6 @@
 #include "tests/realtime/SystemCallTrap.h"
 
+#include <pthread.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <ucontext.h>
@@ -17,27 +18,15 @@ thread_local volatile char selector = kAllow;
 thread_local bool isRegistered = false;
 SystemCallTrap::Listener toldListener = nullptr;
 
-long systemCall(const greg_t* registers) noexcept {
-  long result = registers[REG_RAX];
-  const long first = registers[REG_RDI];
-  const long second = registers[REG_RSI];
-  const long third = registers[REG_RDX];
-  register long fourth asm("r10") = registers[REG_R10];
-  register long fifth asm("r8") = registers[REG_R8];
-  register long sixth asm("r9") = registers[REG_R9];
-  asm volatile("syscall"
-               : "+a"(result)
-               : "D"(first), "S"(second), "d"(third), "r"(fourth), "r"(fifth), "r"(sixth)
-               : "rcx", "r11", "memory");
-  return result;
-}
-
-// Even the return from here is a system call.
+// Goes back to the instruction of the call, which is then made where it stands: what it does to the mask of
+// signals, to the stack or to the number of processes would not outlive a handler. Even the return from here
+// is a system call.
 void hear(int /*signal*/, siginfo_t* /*info*/, void* context) {
+  constexpr greg_t kInstructionBytes = 2;
   selector = kAllow;
   greg_t* registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
   toldListener(registers[REG_RAX]);
-  registers[REG_RAX] = systemCall(registers);
+  registers[REG_RIP] -= kInstructionBytes;
 }
 
 bool registerThread() noexcept {
@@ -46,11 +35,18 @@ bool registerThread() noexcept {
   return isRegistered;
 }
 
+// A forked process begins without its parent's registration.
+void forgetThread() {
+  isRegistered = false;
+  selector = kAllow;
+}
+
 bool takeHandler() noexcept {
   struct sigaction action = {};
   action.sa_sigaction = hear;
   action.sa_flags = SA_SIGINFO;
-  return sigaction(SIGSYS, &action, nullptr) == 0 && registerThread();
+  return sigaction(SIGSYS, &action, nullptr) == 0 && pthread_atfork(nullptr, nullptr, forgetThread) == 0 &&
+         registerThread();
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <numbers>
 #include <vector>
 
@@ -687,6 +688,31 @@ TEST_F(ZRVAOscillatorTest, ASecondOutputThatNobodyReadsChangesNothingElse) {
       ASSERT_EQ(part.sign, whole.sign);
       ASSERT_EQ(part.secondPhase, whole.secondPhase);
       ASSERT_EQ(part.heldValue, whole.heldValue);
+    }
+  }
+}
+
+// Two wraps make a sign of anything.
+TEST_F(ZRVAOscillatorTest, ASignOutOfItsRangeComesBackThoughNobodyReadsTheSecondOutput) {
+  for (const float sign : {0.5F, -0.5F, 0.0F, std::numeric_limits<float>::quiet_NaN()}) {
+    for (const int frames : {1, 16, 33, 48}) {  // none, one, two and three wraps
+      counter = 0;
+      ZRVAOscillator whole(kRate, 64, &counter, true);
+      ZRVAOscillator part(kRate, 64, &counter, true);
+      for (ZRVAOscillator* o : {&whole, &part}) {
+        o->setModMatrix(&matrix, false);
+        o->outputSourceLeft = 1;
+        o->outputSourceRight = 2;
+        o->oscFreq = kRate / 16.0F;
+        o->sign = sign;
+      }
+      part.leavesUnreadRight = true;
+
+      whole.runGenerator(frames, kTempo);
+      part.runGenerator(frames, kTempo);
+
+      EXPECT_TRUE(part.sign == whole.sign || (std::isnan(part.sign) && std::isnan(whole.sign)))
+          << sign << " " << frames << ": " << part.sign << " for " << whole.sign;
     }
   }
 }
