@@ -221,6 +221,24 @@ void reportScene(const Lv2World& world, int cycles, int idleCycles) {
   reportSeconds("Idle, a minute behind it", host, idleCycles, false);
 }
 
+// Eight voices let go with the longest release: what they hold falls through all magnitudes down to the
+// smallest.
+Figures dearestSecondOfDyingVoices(const Lv2World& world) {
+  Lv2Host host(world);
+  setAll(host, kBusy);
+  setAll(host, {{"env1Release", 1}, {"env2Release", 1}});
+  host.activate();
+  strike(host);
+  timesOf(host, 100, [](int) {});
+  for (const std::uint8_t note : {36, 43, 48, 52, 55, 60, 64, 67}) host.noteOff(0, note);
+  Figures dearest{};
+  for (int second = 0; second < 60; ++second) {
+    const Figures figures = figuresOf(timesOf(host, 750, [](int) {}));
+    if (second == 0 || figures.median > dearest.median) dearest = figures;
+  }
+  return dearest;
+}
+
 void reportSignals(const Lv2World& world, int cycles) {
   struct Case {
     const char* name;
@@ -259,6 +277,9 @@ void reportSignals(const Lv2World& world, int cycles) {
     print((std::string("T09 ") + each.name).c_str(), figures);
     means.push_back(figures.median);
   }
+  const Figures dying = dearestSecondOfDyingVoices(world);
+  print("T09 dying away, dearest second of sixty", dying);
+  means.push_back(dying.median);
   Lv2Host tail(world);
   setAll(tail, kBusy);
   tail.activate();
@@ -267,7 +288,7 @@ void reportSignals(const Lv2World& world, int cycles) {
   for (const std::uint8_t note : {36, 43, 48, 52, 55, 60, 64, 67}) tail.noteOff(0, note);
   timesOf(tail, 750 * 20, [](int) {});
   print("T09 tail, twenty seconds on", figuresOf(timesOf(tail, cycles, [](int) {})));
-  std::printf("    costliest over cheapest of the sounding ones: %.2f (aim 1.2)\n",
+  std::printf("    costliest over cheapest of the sounding ones: %.2f (aim 1.2, at most 1.5)\n",
               *std::max_element(means.begin(), means.end()) / *std::min_element(means.begin(), means.end()));
 }
 
