@@ -23,10 +23,6 @@ using testing::Not;
 // The player on an ALSA device.
 class AlsaLife : public AlsaFixture {
  protected:
-  bool tells(const StartedProgram& player, const std::string& text) const {
-    return holdsWithin(kPatienceSeconds, [&] { return player.messages().find(text) != std::string::npos; });
-  }
-
   std::unique_ptr<StartedProgram> server_ = startDevice();
 };
 

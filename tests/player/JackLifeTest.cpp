@@ -25,10 +25,6 @@ constexpr std::uint8_t kNoteOff = 0x80;
 // The player on a server that drives no device.
 class JackLife : public PlayerFixture {
  protected:
-  bool tells(const StartedProgram& player, const std::string& text) const {
-    return holdsWithin(kPatienceSeconds, [&] { return player.messages().find(text) != std::string::npos; });
-  }
-
   std::unique_ptr<StartedProgram> server_ = startServer();
 };
 

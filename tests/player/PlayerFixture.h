@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/hosts/TemporaryFolder.h"
+#include "tests/player/Polling.h"
 #include "tests/player/StartedProgram.h"
 
 namespace morv {
@@ -36,6 +37,9 @@ class PlayerFixture : public testing::Test {
         {"NSM_URL", ""}};
     for (auto& [name, value] : more) environment[name] = value;
     return std::make_unique<StartedProgram>(all, environment, folder_.path("messages"));
+  }
+  static bool tells(const StartedProgram& player, const std::string& text) {
+    return holdsWithin(kPatienceSeconds, [&] { return player.messages().find(text) != std::string::npos; });
   }
   // One that waits for its clients in each cycle loses none on a busy machine, with all that was sent in it;
   // but it also waits for those that were killed.
