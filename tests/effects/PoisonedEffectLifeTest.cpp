@@ -248,6 +248,7 @@ TEST(PoisonedEffect, ThatIsResetOrPreparedWhileItForgetsHasForgotten) {
       const auto effect = madeEffect(kind);
       const auto twin = madeEffect(kind);
       for (const auto& each : {effect.get(), twin.get()}) {
+        if (auto* tape = dynamic_cast<ZRVADelay*>(each)) tape->spread = 0.0F;  // half a second
         runInBlocks(*each, stereoNoise(6400, 3), 64);
         poison(*each);
         for (int i = 0; i < 8 && each->recoveryCount() == 0; ++i) runInBlocks(*each, stereoNoise(64, 5), 64);
