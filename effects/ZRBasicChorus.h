@@ -27,8 +27,8 @@ class ZRBasicChorus : public ZRDSPEffect {
   // At most kMaxBlockFrames frames; the outputs may be the inputs. An input that is not a number counts as 0.
   void _runEffect(const float* inL, const float* inR, float* outL, float* outR, int frames,
                   float tempo) noexcept MORV_NONBLOCKING override;
-  // Does nothing.
-  void reset() override {}
+  // Clears nothing.
+  void reset() override { ZRDSPEffect::reset(); }
   void setRandomSeed(std::uint64_t seed) override;
 
   ZRDSPParameter chorusSpread;     // percent

@@ -85,6 +85,7 @@ void ZRBasicDelay::_buildLines() {
 }
 
 void ZRBasicDelay::reset() {
+  ZRDSPEffect::reset();
   resetUniComb(&delayL);
   resetUniComb(&delayR);
   written_ = 0;

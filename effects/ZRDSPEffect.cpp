@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "effects/EffectMemory.h"
 #include "effects/HeldSettings.h"
@@ -21,14 +22,18 @@ constexpr std::size_t kLeastSlice = 32768;
 
 }  // namespace
 
-ZRDSPEffect::ZRDSPEffect(float sampleRateHz) : ZRDSPEntity(sampleRateHz) {}
+ZRDSPEffect::ZRDSPEffect(float sampleRateHz) : ZRDSPEntity(sampleRateHz), hostRate_(sampleRateHz) {}
 
 ZRDSPEffect::~ZRDSPEffect() = default;
 
 void ZRDSPEffect::prepare(float sampleRateHz, int blockSizeFrames) {
+  endForgetting();
   sampleRate = sampleRateHz;
+  hostRate_ = sampleRateHz;
   blockSize = blockSizeFrames;
 }
+
+void ZRDSPEffect::reset() { endForgetting(); }
 
 void ZRDSPEffect::runEffect(const float* /*inL*/, const float* /*inR*/, const float* /*sidechain*/,
                             float* /*outL*/, float* /*outR*/, int /*frames*/, float /*tempo*/) noexcept {}
@@ -71,11 +76,8 @@ void ZRDSPEffect::runEffect(const float* inL, const float* inR, float* outL, flo
     letThrough(inR, outR, frames);
     return;
   }
-  if (isIdle) {
-    _runEffect(inL, inR, outL, outR, frames, tempo);
-    return;
-  }
   _runEffect(inL, inR, outL, outR, frames, tempo);
+  if (isIdle) return;
   // In place what went in is gone.
   const auto kept = [outL, outR](const float* in) { return in != outL && in != outR ? in : nullptr; };
   const float* keptL = kept(inL);
@@ -85,7 +87,7 @@ void ZRDSPEffect::runEffect(const float* inL, const float* inR, float* outL, flo
     isSpoilt = spoiltNumbers(keptL, outL, frames) || spoiltNumbers(keptR, outR, frames);
   }
   framesUnwatched_ += frames;
-  if (static_cast<float>(framesUnwatched_) >= sampleRate / kLooksPerSecond) {
+  if (static_cast<float>(framesUnwatched_) >= hostRate_ / kLooksPerSecond) {
     framesUnwatched_ = 0;
     isSpoilt = isSpoilt || !_holdsNumbers();
     isAiling_ = isAiling_ && isSpoilt;
@@ -112,29 +114,38 @@ void ZRDSPEffect::beginForgetting() noexcept {
   const bool wasAiling = isAiling_;
   isAiling_ = true;
   if (wasAiling) return;
-  if (recoveries_.count(sampleRate)) tell();
+  if (recoveries_.count(hostRate_)) tell();
 }
 
-// An effect's own complaints may have filled the ring in this very block; it is then told later.
+// An effect's own complaints may have filled the ring in this very block; it is then told later. Where nobody
+// drains the ring, it is given up.
 void ZRDSPEffect::tell() noexcept {
-  DiagnosticRing& ring = DiagnosticRing::shared();
-  const std::uint64_t dropped = ring.dropped();
-  ring.postIntegersWord("[RECOVERY] %i: effect at %i Hz held what is no number: %s\n",
-                        static_cast<std::int32_t>(recoveries_.total()), truncatedInt(sampleRate),
-                        _diagnosticName());
-  isUntold_ = ring.dropped() != dropped;
+  const bool isTold = DiagnosticRing::shared().postIntegersWord(
+      "[RECOVERY] %i: effect at %i Hz held what is no number: %s\n",
+      static_cast<std::int32_t>(recoveries_.total()), truncatedInt(hostRate_), _diagnosticName());
+  isUntold_ = !isTold && recoveries_.isNews(hostRate_);
 }
 
 void ZRDSPEffect::forgetSlice(int frames) noexcept {
   EffectMemory all(0, 0);
   _forget(&all);
-  const float share = static_cast<float>(frames) / (kForgettingSeconds * sampleRate);
+  const float share = static_cast<float>(frames) / (kForgettingSeconds * hostRate_);
   const auto floats = static_cast<float>(all.walked());
   const auto slice = std::max(static_cast<std::size_t>(std::clamp(share, 0.0F, 1.0F) * floats), kLeastSlice);
   EffectMemory memory(forgotten_, slice);
   _forget(&memory);
   forgotten_ += slice;
   isForgetting_ = forgotten_ < all.walked();
+}
+
+// All that is left of it at once. What is found next is of its own.
+void ZRDSPEffect::endForgetting() noexcept {
+  if (isForgetting_) {
+    EffectMemory rest(forgotten_, std::numeric_limits<std::size_t>::max() - forgotten_);
+    _forget(&rest);
+  }
+  isForgetting_ = false;
+  isAiling_ = false;
 }
 
 void ZRDSPEffect::letThrough(const float* in, float* out, int frames) const noexcept {

@@ -27,7 +27,7 @@ class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
   explicit ZRDSPEffect(float sampleRateHz);
   ~ZRDSPEffect() override;
 
-  // Stores rate in Hz and block size in frames.
+  // Stores rate in Hz and block size in frames; nothing of a forgetting is left to do behind it.
   virtual void prepare(float sampleRateHz, int blockSizeFrames);
   // Overwrites `frames` samples of the outputs, which may be the inputs. `tempo` in beats per minute. Here it
   // runs `_runEffect` and recovers from state that is no number.
@@ -36,7 +36,7 @@ class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
   // The form with a side chain does nothing here.
   virtual void runEffect(const float* inL, const float* inR, const float* sidechain, float* outL, float* outR,
                          int frames, float tempo) noexcept MORV_NONBLOCKING;
-  // Clears running state.
+  // Clears running state. Here it ends what is under way of forgetting, which each effect leaves to it.
   virtual void reset() = 0;
   virtual void setGateWithNote(int gate, int note, int velocity) noexcept MORV_NONBLOCKING;
   virtual void runSequencer() noexcept MORV_NONBLOCKING;
@@ -78,15 +78,19 @@ class MORV_EXPORT ZRDSPEffect : public ZRDSPEntity {
   virtual void _forget(EffectMemory* memory) noexcept MORV_NONBLOCKING;
   // What of its input comes through while the memory is empty, as a factor.
   virtual float _dryGain() const noexcept MORV_NONBLOCKING;
+  // Frames that it runs in a second, where `sampleRate` is a multiple of it. Behind `prepare`.
+  void setHostRate(float hz) noexcept MORV_NONBLOCKING { hostRate_ = hz; }
 
  private:
   bool spoiltNumbers(const float* in, const float* out, int frames) const noexcept MORV_NONBLOCKING;
   void beginForgetting() noexcept MORV_NONBLOCKING;
   void tell() noexcept MORV_NONBLOCKING;
   void forgetSlice(int frames) noexcept MORV_NONBLOCKING;
+  void endForgetting() noexcept MORV_NONBLOCKING;
   void letThrough(const float* in, float* out, int frames) const noexcept MORV_NONBLOCKING;
 
   RecoveryCounter recoveries_;
+  float hostRate_;  // Hz
   int framesUnwatched_ = 0;
   std::size_t forgotten_ = 0;  // floats of the memory that are emptied
   bool isForgetting_ = false;

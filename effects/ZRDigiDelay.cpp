@@ -67,6 +67,7 @@ void ZRDigiDelay::prepare(float sampleRateHz, int blockSizeFrames) {
 }
 
 void ZRDigiDelay::reset() {
+  ZRDSPEffect::reset();
   for (uniComb* line : {&combLeft, &combRight}) initUniComb(line, truncatedInt(kDelaySeconds * sampleRate));
   for (uniComb* line : {&modLeft, &modRight}) initUniComb(line, truncatedInt(kModSeconds * sampleRate));
   gaveNoNumber_ = false;

@@ -43,6 +43,7 @@ ZRDigiPhaser::ZRDigiPhaser(float sampleRateHz) : ZRDSPEffect(sampleRateHz) {
 ZRDigiPhaser::~ZRDigiPhaser() = default;
 
 void ZRDigiPhaser::reset() {
+  ZRDSPEffect::reset();
   for (Channel& channel : channels) {
     for (uniComb& line : channel.lines) resetUniComb(&line);
   }

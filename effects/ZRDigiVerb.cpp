@@ -60,6 +60,7 @@ void ZRDigiVerb::prepare(float sampleRateHz, int blockSizeFrames) {
 }
 
 void ZRDigiVerb::reset() {
+  ZRDSPEffect::reset();
   freeBuffers();
   initBuffers();
 }

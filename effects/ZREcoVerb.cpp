@@ -111,6 +111,7 @@ ZREcoVerb::ZREcoVerb(float sampleRateHz)
 ZREcoVerb::~ZREcoVerb() = default;
 
 void ZREcoVerb::reset() {
+  ZRDSPEffect::reset();
   for (uniComb* line : {&loopD1, &loopD2, &loopD3, &loopD4}) resetUniComb(line);
   for (ap* line : {&loopAP1, &loopAP2, &loopAP3, &loopAP4}) resetAP(line);
 }

@@ -31,8 +31,8 @@ class ZRSpectrumAnalyzer : public ZRDSPEffect {
   // Makes buffers, window and transform for a length and starts with an empty window. Allocates; throws
   // std::bad_alloc.
   void setupFFT(int fftSizeSamples);
-  // Does nothing: the window goes on filling.
-  void reset() override {}
+  // Clears nothing: the window goes on filling.
+  void reset() override { ZRDSPEffect::reset(); }
   // No callback is legal.
   void setDataCallback(DataCallback callback, void* data) noexcept;
 

@@ -77,6 +77,7 @@ void ZRSpringVerb::prepare(float sampleRateHz, int blockSizeFrames) {
 }
 
 void ZRSpringVerb::reset() {
+  ZRDSPEffect::reset();
   using Type = ZRBiquadType;
   for (Tank& tank : tanks) {
     tank.lowpass = band(Type::lowpass, kLowpassSections, kLowpassHz, sampleRate);

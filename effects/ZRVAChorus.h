@@ -30,8 +30,8 @@ class ZRVAChorus : public ZRDSPEffect {
 
   // Builds everything that runs anew for the rate in Hz. Allocates.
   void prepare(float sampleRateHz, int blockSizeFrames) override;
-  // Does nothing.
-  void reset() override {}
+  // Clears nothing.
+  void reset() override { ZRDSPEffect::reset(); }
   // Restarts the noise of lines and modulation. Not while rendering.
   void setRandomSeed(std::uint64_t seed) override;
 

@@ -93,11 +93,13 @@ ZRVADelay::~ZRVADelay() = default;
 
 void ZRVADelay::prepare(float sampleRateHz, int blockSizeFrames) {
   ZRDSPEffect::prepare(sampleRateHz * static_cast<float>(oversampleFactor), blockSizeFrames);
+  setHostRate(sampleRateHz);
   reset();
 }
 
 // Takes the memory for the greater working rate. That of the parts that nothing runs costs no pages.
 void ZRVADelay::reset() {
+  ZRDSPEffect::reset();
   constexpr float kBandHz = 1000.0F;
   constexpr int kBandSections = 10;
   const float greatestRate = sampleRate * static_cast<float>(kOversampling);

@@ -2,8 +2,10 @@
 
 namespace morv {
 
-void DiagnosticRing::push(const Line& line) noexcept {
-  if (!lines_.push(line)) dropped_.fetch_add(1, std::memory_order_relaxed);
+bool DiagnosticRing::push(const Line& line) noexcept {
+  if (lines_.push(line)) return true;
+  dropped_.fetch_add(1, std::memory_order_relaxed);
+  return false;
 }
 
 void DiagnosticRing::post(const char* format) noexcept {
@@ -28,9 +30,9 @@ void DiagnosticRing::postReals(const char* format, double a, double b) noexcept 
 void DiagnosticRing::postIntegerReal(const char* format, std::int32_t a, double b) noexcept {
   push({format, {a}, b, 0, Line::Arguments::integerThenReal, nullptr});
 }
-void DiagnosticRing::postIntegersWord(const char* format, std::int32_t a, std::int32_t b,
+bool DiagnosticRing::postIntegersWord(const char* format, std::int32_t a, std::int32_t b,
                                       const char* word) noexcept {
-  push({format, {a, b}, 0, 0, Line::Arguments::twoIntegersThenWord, word});
+  return push({format, {a, b}, 0, 0, Line::Arguments::twoIntegersThenWord, word});
 }
 
 std::string DiagnosticRing::text(const Line& line) {

@@ -46,8 +46,8 @@ class MORV_EXPORT DiagnosticRing {
   void postReal(const char* format, double a) noexcept MORV_NONBLOCKING;
   void postReals(const char* format, double a, double b) noexcept MORV_NONBLOCKING;
   void postIntegerReal(const char* format, std::int32_t a, double b) noexcept MORV_NONBLOCKING;
-  // `word` must outlive the ring too.
-  void postIntegersWord(const char* format, std::int32_t a, std::int32_t b,
+  // `word` must outlive the ring too. Whether there was room for the line.
+  bool postIntegersWord(const char* format, std::int32_t a, std::int32_t b,
                         const char* word) noexcept MORV_NONBLOCKING;
 
   // Takes the oldest line. False when there is none. One thread (the main queue's).
@@ -59,11 +59,14 @@ class MORV_EXPORT DiagnosticRing {
   // Lines lost because nobody drained in time.
   std::uint64_t dropped() const noexcept { return dropped_.load(std::memory_order_relaxed); }
 
+  // Whether half of its room or more is taken, so that it is time to drain it. Any thread.
+  bool isHalfFull() const noexcept MORV_NONBLOCKING { return lines_.isHalfFull(); }
+
   // The process's ring, the engine's stand-in for its standard output.
   static DiagnosticRing& shared() noexcept MORV_NONBLOCKING;
 
  private:
-  void push(const Line& line) noexcept MORV_NONBLOCKING;
+  bool push(const Line& line) noexcept MORV_NONBLOCKING;
 
   LockFreeRing<Line, kCapacity> lines_;
   std::atomic<std::uint64_t> dropped_{0};

@@ -53,6 +53,13 @@ class LockFreeRing {
     return true;
   }
 
+  // Whether half of the cells or more hold records that nobody has taken, as far as others have come
+  // meanwhile. Any thread.
+  bool isHalfFull() const noexcept MORV_NONBLOCKING {
+    const std::uint64_t ahead = head_.load(std::memory_order_relaxed) + Capacity / 2;
+    return cells_[ahead % Capacity].sequence.load(std::memory_order_relaxed) < ahead;
+  }
+
  private:
   struct Cell {
     std::atomic<std::uint64_t> sequence{0};

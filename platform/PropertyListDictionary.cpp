@@ -64,10 +64,15 @@ PropertyListDictionary::PropertyListDictionary(std::initializer_list<Entry> entr
 void PropertyListDictionary::set(std::string_view key, PropertyListValue value) {
   Storage& storage = own();
   const auto [place, isNew] = storage.places.try_emplace(std::string(key), storage.entries.size());
-  if (isNew) {
-    storage.entries.emplace_back(place->first, std::move(value));
-  } else {
+  if (!isNew) {
     storage.entries[place->second].second = std::move(value);
+    return;
+  }
+  try {
+    storage.entries.emplace_back(place->first, std::move(value));
+  } catch (...) {
+    storage.places.erase(place);
+    throw;
   }
 }
 

@@ -30,7 +30,8 @@ class MORV_EXPORT PropertyListDictionary {
   PropertyListDictionary& operator=(const PropertyListDictionary& other);
   PropertyListDictionary& operator=(PropertyListDictionary&& other) noexcept;
 
-  // `key` lies outside this dictionary: its entries may move.
+  // `key` lies outside this dictionary: its entries may move. Throws std::bad_alloc for want of memory; the
+  // entries are then as they were.
   void set(std::string_view key, PropertyListValue value);
   // False when there was no such key.
   bool remove(std::string_view key);

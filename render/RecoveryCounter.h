@@ -24,6 +24,10 @@ class RecoveryCounter {
     framesSincePrinted_ = 0;
     return true;
   }
+  // Whether less than a second has gone by since the last one that might be printed.
+  bool isNews(float sampleRateHz) const noexcept MORV_NONBLOCKING {
+    return static_cast<float>(framesSincePrinted_) < sampleRateHz;
+  }
   std::uint32_t total() const noexcept MORV_NONBLOCKING { return total_.load(std::memory_order_relaxed); }
 
  private:

@@ -186,13 +186,13 @@ float ZRTurboVoice::firstDestinationSample(const ZRDSPParameter& parameter) cons
   return modMatrix->readDestination(parameter.address)[0];
 }
 
-// Control work, once per block, also while the voice is silent. The pan's coefficient is meant per sample and
-// applied per block, so the pan settles slowly. Squares give the times their fine control near zero: up to 4
-// s of attack, 6.25 s of decay, 12.25 s and 20.25 s of release.
+// The coefficient is meant per sample and applied per block, so the pan settles slowly.
 void ZRTurboVoice::followPan() noexcept {
   smoothedPan = panSmoothing * (smoothedPan - panTarget) + panTarget;
 }
 
+// Control work, once per block, also while the voice is silent. Squares give the times their fine control
+// near zero: up to 4 s of attack, 6.25 s of decay, 12.25 s and 20.25 s of release.
 void ZRTurboVoice::followControls(int frames) noexcept {
   if (blockSize != frames) blockSize = frames;
   followPan();

@@ -1,10 +1,24 @@
 // How a voice gets rid of state that is no number.
 
+#include <cstdint>
+
 #include "render/FiniteCheck.h"
 #include "voice/TurboVoiceParameterTable.h"
 #include "voice/ZRTurboVoice.h"
 
 namespace morv {
+namespace {
+
+// The sound may show nothing of a setting that is no number: it is limited on its way or taken for off.
+bool holdsSettings(const ZRTurboVoice& voice) noexcept MORV_NONBLOCKING {
+  std::uint32_t all = 0;
+  for (const TurboVoiceParameterRow& parameter : kTurboVoiceParameters) {
+    all |= exponentOverflow((voice.*parameter.member).value.load());
+  }
+  return all <= kNoOverflow;
+}
+
+}  // namespace
 
 bool ZRDSPVoice::holdsNumbers(int /*frames*/) const noexcept {
   return areNumbers(noteFrequency, pressure, slide, velocity, pitchbendDelta, modWheelValue, panTarget,
@@ -54,7 +68,7 @@ bool ZRTurboVoice::holdsNumbers(int frames) const noexcept {
       !driveTone->holdsNumbers()) {
     return false;
   }
-  if (!areNumbers(smoothedPan, static_cast<float>(sleptDetune_))) return false;
+  if (!areNumbers(smoothedPan, static_cast<float>(sleptDetune_)) || !holdsSettings(*this)) return false;
   if (!active || asleep_) return true;
   for (const ZRDSPParameter* pitch : {&waveOscillator->oscFreq, &waveOscillator->oscCents,
                                       &waveOscillator->oscPulsewidth, &lfo->oscFreq, &lfo->oscCents}) {
@@ -91,7 +105,8 @@ void ZRTurboVoice::mendState(int frames) noexcept {
                         {"oscillator", waveOscillator->holdsNumbers()},
                         {"filter", filter->holdsNumbers()},
                         {"drive", driveTone->holdsNumbers()},
-                        {"amplifier", outputAmp->holdsNumbers() && lfoAmp->holdsNumbers()}};
+                        {"amplifier", outputAmp->holdsNumbers() && lfoAmp->holdsNumbers()},
+                        {"settings", holdsSettings(*this)}};
   recovered = "modulation";
   for (const Part& part : parts) {
     if (part.isSound) continue;

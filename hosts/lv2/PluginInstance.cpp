@@ -198,7 +198,7 @@ void PluginInstance::run(std::uint32_t frames) noexcept {
   const std::uint64_t played = playedFrames_.load() + frames;
   playedFrames_.store(played);
   if (presetRequestsWaiting_.load() > 0 || hasUnsentName_ || sounding_->faults() != toldFaults_ ||
-      queue_.hasDue(static_cast<double>(played) / sampleRateHz_)) {
+      recoveryReportsNeedRoom() || queue_.hasDue(static_cast<double>(played) / sampleRateHz_)) {
     const bool isOffline = freewheel_ != nullptr && *freewheel_ > 0;
     isOffline ? turner_.requestOffline() : turner_.request();
   }

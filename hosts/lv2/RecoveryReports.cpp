@@ -26,4 +26,6 @@ std::vector<std::string> takeRecoveryReports() {
   return reports;
 }
 
+bool recoveryReportsNeedRoom() noexcept { return DiagnosticRing::shared().isHalfFull(); }
+
 }  // namespace morv::lv2

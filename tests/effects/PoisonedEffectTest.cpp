@@ -1,47 +1,21 @@
+// What is heard of an effect whose state is no number.
+
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <memory>
 #include <string>
 #include <tuple>
 
-#include "effects/EffectCatalogue.h"
-#include "effects/ZRBasicChorus.h"
-#include "effects/ZRBasicDelay.h"
-#include "effects/ZRDigiDelay.h"
-#include "effects/ZRDigiPhaser.h"
-#include "effects/ZRDigiVerb.h"
-#include "effects/ZREcoVerb.h"
-#include "effects/ZRSpringVerb.h"
-#include "effects/ZRVAChorus.h"
-#include "effects/ZRVADelay.h"
-#include "platform/DiagnosticRing.h"
 #include "render/BlockLimits.h"
-#include "tests/effects/EffectTesting.h"
+#include "tests/effects/PoisonedEffects.h"
 
 namespace morv {
 namespace {
 
-constexpr float kRate = 48000;
 constexpr int kRecoveryFrames = 4800;  // 100 ms
 constexpr int kHeardFrames = 24000;
 // Noise through swings that stand elsewhere, and a memory that fills 40 ms later.
 constexpr double kSameLevelDb = 1.5;
-constexpr float kPoisons[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
-                              -std::numeric_limits<float>::infinity()};
-
-template <typename Line>
-void fill(Line& line, float value) {
-  std::fill_n(line.buffer.data(), line.buffer.size(), value);
-}
-
-template <typename Effect>
-Effect& as(ZRDSPEffect& effect) {
-  return dynamic_cast<Effect&>(effect);
-}
-
 // A place in an effect, by the effect's kind.
 struct Place {
   const char* kind;
@@ -116,50 +90,8 @@ const Place kPlaces[] = {
      }},
 };
 
-// Of a kind, with its continuous controls in the middle but for a moderate feedback.
-std::unique_ptr<ZRDSPEffect> madeEffect(const char* kind) {
-  std::unique_ptr<ZRDSPEffect> effect = makeEffect(kind, static_cast<double>(kRate));
-  effect->prepare(kRate, 64);
-  effect->bypass = 0.0F;
-  for (EffectControl& control : controlsOf(kind, *effect)) {
-    const auto range = control.range();
-    if (!range.has_value() || control.isWhole()) continue;
-    if (control.identifier().find("igh") != std::string::npos) continue;
-    control.set(0.5F * (range->least + range->greatest));
-  }
-  return effect;
-}
-
-std::string takeDiagnostics() {
-  char* memory = nullptr;
-  std::size_t length = 0;
-  std::FILE* sink = open_memstream(&memory, &length);
-  DiagnosticRing::shared().drain(sink);
-  std::fclose(sink);
-  std::string lines(memory, length);
-  std::free(memory);
-  return lines;
-}
-
-long recoveriesTold() {
-  const std::string told = takeDiagnostics();
-  long count = 0;
-  for (std::size_t at = told.find("[RECOVERY]"); at != std::string::npos;
-       at = told.find("[RECOVERY]", at + 1)) {
-    ++count;
-  }
-  return count;
-}
-
 double levelDb(const Stereo& s) {
   return 10.0 * std::log10((energy(s.left) + energy(s.right)) / (2.0 * s.frames()));
-}
-
-Stereo cut(const Stereo& s, int from, int to) {
-  Stereo part;
-  part.left.assign(s.left.begin() + from, s.left.begin() + to);
-  part.right.assign(s.right.begin() + from, s.right.begin() + to);
-  return part;
 }
 
 using Case = std::tuple<Place, float, int>;  // place, poison, block
@@ -215,189 +147,6 @@ INSTANTIATE_TEST_SUITE_P(Places, PoisonedEffect,
                          ::testing::Combine(::testing::ValuesIn(kPlaces), ::testing::ValuesIn(kPoisons),
                                             ::testing::Values(64, 4096)),
                          caseName);
-
-TEST(PoisonedEffect, LetsItsInputThroughFromTheBlockOnInWhichItIsFound) {
-  const auto effect = makeEffect("ecoverb", static_cast<double>(kRate));
-  effect->mix = 25.0F;
-  const std::vector<float> inLeft(64, 0.5F);
-  const std::vector<float> inRight(64, -0.5F);
-  std::vector<float> left(64);
-  std::vector<float> right(64);
-  effect->runEffect(inLeft.data(), inRight.data(), left.data(), right.data(), 64, 120.0F);
-  fill(as<ZREcoVerb>(*effect).loopAP3, kPoisons[0]);
-
-  effect->runEffect(inLeft.data(), inRight.data(), left.data(), right.data(), 64, 120.0F);
-
-  EXPECT_EQ(left, std::vector<float>(64, 0.375F));
-  EXPECT_EQ(right, std::vector<float>(64, -0.375F));
-}
-
-// The input is gone when the output is looked at.
-TEST(PoisonedEffect, IsSilentInPlaceInTheBlockInWhichItIsFoundAndLetsItsInputThroughBehindIt) {
-  const auto effect = makeEffect("ecoverb", static_cast<double>(kRate));
-  effect->mix = 25.0F;
-  std::vector<float> left(64, 0.5F);
-  std::vector<float> right(64, -0.5F);
-  const auto run = [&] {
-    std::fill(left.begin(), left.end(), 0.5F);
-    std::fill(right.begin(), right.end(), -0.5F);
-    effect->runEffect(left.data(), right.data(), left.data(), right.data(), 64, 120.0F);
-  };
-  run();
-  fill(as<ZREcoVerb>(*effect).loopAP3, kPoisons[0]);
-
-  run();
-  EXPECT_EQ(left, std::vector<float>(64));
-  EXPECT_EQ(right, std::vector<float>(64));
-
-  run();
-  EXPECT_EQ(left, std::vector<float>(64, 0.375F));
-  EXPECT_EQ(right, std::vector<float>(64, -0.375F));
-}
-
-// The bare form has no guard around it.
-TEST(PoisonedEffect, ThatIsHealthyGivesTheBitsOfItsBareForm) {
-  const auto expectSameBits = [](auto& guarded, auto& bare) {
-    const Stereo in = stereoNoise(480000, 12);
-    Stereo expected = in;
-    Stereo actual = in;
-    for (int start = 0; start < in.frames(); start += 64) {
-      const ScopedFlushDenormals flush;
-      float* left = actual.left.data() + start;
-      float* right = actual.right.data() + start;
-      guarded.runEffect(left, right, left, right, 64, 120.0F);
-      left = expected.left.data() + start;
-      right = expected.right.data() + start;
-      bare._runEffect(left, right, left, right, 64, 120.0F);
-    }
-    EXPECT_EQ(actual.left, expected.left);
-    EXPECT_EQ(actual.right, expected.right);
-    EXPECT_EQ(guarded.recoveryCount(), 0U);
-  };
-  const auto chorus = madeEffect("basicchorus");
-  const auto bareChorus = madeEffect("basicchorus");
-  expectSameBits(*chorus, as<ZRBasicChorus>(*bareChorus));
-  const auto verb = madeEffect("ecoverb");
-  const auto bareVerb = madeEffect("ecoverb");
-  expectSameBits(*verb, as<ZREcoVerb>(*bareVerb));
-  const auto echo = madeEffect("basicdelay");
-  const auto bareEcho = madeEffect("basicdelay");
-  expectSameBits(*echo, as<ZRBasicDelay>(*bareEcho));
-}
-
-TEST(PoisonedEffect, IsNotBlamedForAnInputThatIsNoNumber) {
-  const auto effect = makeEffect("spectrum", static_cast<double>(kRate));
-  std::vector<float> in(64, 0.5F);
-  in[7] = kPoisons[0];
-  std::vector<float> left(64);
-  std::vector<float> right(64);
-
-  effect->runEffect(in.data(), in.data(), left.data(), right.data(), 64, 120.0F);
-
-  EXPECT_TRUE(std::isnan(left[7]));
-  EXPECT_EQ(effect->recoveryCount(), 0U);
-}
-
-TEST(PoisonedEffect, ThatIsBypassedLeavesItsOutputsAloneWhileItForgets) {
-  const auto effect = makeEffect("ecoverb", static_cast<double>(kRate));
-  const std::vector<float> in(64, 0.5F);
-  std::vector<float> left(64);
-  std::vector<float> right(64);
-  fill(as<ZREcoVerb>(*effect).loopAP3, kPoisons[0]);
-  effect->runEffect(in.data(), in.data(), left.data(), right.data(), 64, 120.0F);
-  ASSERT_EQ(effect->recoveryCount(), 1U);
-
-  effect->bypass = 1.0F;
-  std::fill(left.begin(), left.end(), 0.125F);
-  effect->runEffect(in.data(), in.data(), left.data(), right.data(), 64, 120.0F);
-
-  EXPECT_EQ(left, std::vector<float>(64, 0.125F));
-}
-
-// What lies in a line is found when it is heard, a fifth of a second later.
-TEST(PoisonedEffect, MendsWhatIsHeardOnlyLaterWhenItIsHeard) {
-  constexpr int kLate = 9600;
-  const auto effect = makeEffect("basicdelay", static_cast<double>(kRate));
-  effect->bypass = 0.0F;
-  auto& echo = as<ZRBasicDelay>(*effect);
-  echo.timeL = echo.timeR = 0.25F;
-  const Stereo in = stereoNoise(24000, 9);
-  runInBlocks(*effect, in, 64);
-  const int read = echo.delayL.writeIndex - 12000 + kLate;
-  echo.delayL.buffer[static_cast<std::size_t>((read + echo.delayL.size) % echo.delayL.size)] = kPoisons[0];
-
-  const Stereo ahead = runInBlocks(*effect, cut(in, 0, kLate - 128), 64);
-  EXPECT_EQ(effect->recoveryCount(), 0U);
-  const Stereo behind = runInBlocks(*effect, in, 64);
-
-  EXPECT_TRUE(isFinite(ahead));
-  EXPECT_TRUE(isFinite(behind));
-  EXPECT_EQ(effect->recoveryCount(), 1U);
-}
-
-// It forgets for 40 ms, and is looked at again 10 ms later.
-TEST(PoisonedEffect, IsToldAFewTimesASecondAtMostAndCountedEachTime) {
-  const auto effect = makeEffect("digiphaser", static_cast<double>(kRate));
-  const Stereo between = stereoNoise(2624, 2);
-  takeDiagnostics();
-  for (int i = 0; i < 18; ++i) {  // a second
-    as<ZRDigiPhaser>(*effect).lastLeft = kPoisons[0];
-    EXPECT_TRUE(isFinite(runInBlocks(*effect, between, 64)));
-  }
-
-  EXPECT_EQ(effect->recoveryCount(), 18U);
-  const long told = recoveriesTold();
-  EXPECT_GE(told, 4);
-  EXPECT_LE(told, 5);
-}
-
-TEST(PoisonedEffect, IsToldLaterWhereTheRingIsFull) {
-  const auto effect = makeEffect("digiphaser", static_cast<double>(kRate));
-  takeDiagnostics();
-  DiagnosticRing& ring = DiagnosticRing::shared();
-  const std::uint64_t dropped = ring.dropped();
-  while (ring.dropped() == dropped) ring.post("full\n");
-  as<ZRDigiPhaser>(*effect).lastLeft = kPoisons[0];
-  runInBlocks(*effect, stereoNoise(64, 2), 64);
-  ASSERT_EQ(effect->recoveryCount(), 1U);
-  EXPECT_EQ(recoveriesTold(), 0);
-
-  runInBlocks(*effect, stereoNoise(64, 2), 64);
-  EXPECT_EQ(recoveriesTold(), 1);
-  runInBlocks(*effect, stereoNoise(64, 2), 64);
-  EXPECT_EQ(recoveriesTold(), 0);
-}
-
-// Nothing listens to the digital reverb's slow noise.
-TEST(PoisonedEffect, IsLookedAtEvery512FramesAt48kHz) {
-  const auto effect = madeEffect("digiverb");
-  runInBlocks(*effect, stereoNoise(512, 2), 64);
-  as<ZRDigiVerb>(*effect).noiseFilter.z1 = kPoisons[0];
-
-  runInBlocks(*effect, stereoNoise(448, 3), 64);
-  EXPECT_EQ(effect->recoveryCount(), 0U);
-  runInBlocks(*effect, stereoNoise(64, 4), 64);
-
-  EXPECT_EQ(effect->recoveryCount(), 1U);
-}
-
-TEST(PoisonedEffect, ThatIsNeverFoundHealthyIsCountedAndToldOnce) {
-  const auto effect = makeEffect("digiphaser", static_cast<double>(kRate));
-  const Stereo block = stereoNoise(64, 2);
-  takeDiagnostics();
-
-  for (int i = 0; i < 750; ++i) {
-    as<ZRDigiPhaser>(*effect).lastLeft = kPoisons[0];
-    EXPECT_TRUE(isFinite(runInBlocks(*effect, block, 64)));
-  }
-  EXPECT_EQ(effect->recoveryCount(), 1U);
-  EXPECT_EQ(recoveriesTold(), 1);
-  runInBlocks(*effect, stereoNoise(kRecoveryFrames, 3), 64);
-  as<ZRDigiPhaser>(*effect).lastLeft = kPoisons[0];
-  runInBlocks(*effect, block, 64);
-
-  EXPECT_EQ(effect->recoveryCount(), 2U);
-}
 
 }  // namespace
 }  // namespace morv

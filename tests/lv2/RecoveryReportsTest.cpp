@@ -63,6 +63,24 @@ TEST_F(RecoveryReports, ReachTheHostsLogSoonAndOnce) {
   EXPECT_THAT(host.logged, Not(Contains(HasSubstr("no number"))));
 }
 
+// Each note leaves a line in the ring, and nothing else may ask for it to be emptied.
+TEST_F(RecoveryReports, FindRoomHoweverManyNotesCome) {
+  Lv2Host host(world_);
+  host.activate();
+  for (std::size_t i = 0; i < 2 * DiagnosticRing::kCapacity; ++i) {
+    DiagnosticRing::shared().post("voice# %i\n", 1);
+    if (i % 64 == 63) host.run(64);
+  }
+  host.noteOn(0, 60);
+  host.run(640);
+
+  firstVoice(host).filter->z1 = std::numeric_limits<float>::quiet_NaN();
+  host.run(640);
+  host.run(640);
+
+  EXPECT_THAT(host.logged, Contains(HasSubstr("voice 0 held what is no number: filter")).Times(1));
+}
+
 // The ring may be full of other lines, which nobody takes meanwhile.
 TEST_F(RecoveryReports, AreToldInShortIfTheRingHadNoRoomForThem) {
   Lv2Host host(world_);

@@ -47,6 +47,37 @@ TEST(DiagnosticRing, DropsAndCountsLinesThatFindItFull) {
   EXPECT_EQ(drained(*ring).size(), DiagnosticRing::kCapacity);
 }
 
+TEST(DiagnosticRing, SaysOfALineWithAWordWhetherItFoundRoom) {
+  auto ring = std::make_unique<DiagnosticRing>();
+  for (std::size_t i = 0; i < DiagnosticRing::kCapacity - 1; ++i) ring->post("x");
+
+  EXPECT_TRUE(ring->postIntegersWord("%i %i %s", 1, 2, "three"));
+  EXPECT_FALSE(ring->postIntegersWord("%i %i %s", 1, 2, "three"));
+}
+
+TEST(DiagnosticRing, IsHalfFullFromHalfOfItsLinesOnWhereverTheyLie) {
+  auto ring = std::make_unique<DiagnosticRing>();
+  for (std::size_t lap = 0; lap < 5; ++lap) {  // from a start elsewhere each time
+    EXPECT_FALSE(ring->isHalfFull());
+    for (std::size_t i = 1; i < DiagnosticRing::kCapacity / 2; ++i) ring->post("x");
+    EXPECT_FALSE(ring->isHalfFull());
+    ring->post("x");
+    EXPECT_TRUE(ring->isHalfFull());
+    for (std::size_t i = 0; i < DiagnosticRing::kCapacity / 2 + 1; ++i) ring->post("x");
+    EXPECT_TRUE(ring->isHalfFull());
+    DiagnosticRing::Line line;
+    for (std::size_t i = 0; i < DiagnosticRing::kCapacity / 2; ++i) ring->take(&line);
+    EXPECT_TRUE(ring->isHalfFull());
+    ring->take(&line);
+    EXPECT_FALSE(ring->isHalfFull());
+    for (std::size_t i = 0; i < 300; ++i) ring->take(&line);
+    EXPECT_FALSE(ring->isHalfFull());
+    ring->drain(nullptr);
+    for (std::size_t i = 0; i < 77; ++i) ring->post("x");
+    ring->drain(nullptr);
+  }
+}
+
 TEST(DiagnosticRing, TakesLinesFromSeveralThreadsWithoutLoss) {
   auto ring = std::make_unique<DiagnosticRing>();
   constexpr int kLinesPerThread = 200;

@@ -3,12 +3,14 @@
 
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "platform/PropertyListValue.h"
+#include "tests/unit/FailingAllocation.h"
 
 namespace morv {
 namespace {
@@ -105,6 +107,35 @@ TEST(PropertyListDictionary, EqualsAnotherOfTheSameEntriesInAnotherOrder) {
   EXPECT_FALSE(dictionary == (PropertyListDictionary{{"a", 1}}));
   EXPECT_FALSE(dictionary == (PropertyListDictionary{{"a", 1}, {"b", 2}}));
   EXPECT_FALSE(dictionary == (PropertyListDictionary{{"a", 1}, {"d", 2}}));
+}
+
+// At whichever of its allocations memory runs out.
+TEST(PropertyListDictionary, StaysAsItWasWhereThereIsNoMemoryForAKey) {
+  const std::string key = "a key too long to lie inside a string";
+  const PropertyListDictionary before{{"z", 1}};
+  bool hasFailed = true;
+  int failures = 0;
+  for (long allowed = 0; hasFailed; ++allowed) {
+    PropertyListDictionary dictionary{{"z", 1}};
+    {
+      const FailingAllocation failing(allowed);
+      try {
+        dictionary.set(key, 2);
+      } catch (const std::bad_alloc&) {
+        ++failures;
+      }
+      hasFailed = failing.hasFailed();
+    }
+    if (!hasFailed) break;
+    EXPECT_EQ(dictionary.find(key), nullptr);
+    EXPECT_EQ(dictionary, before);
+    dictionary.set("m", 3);
+    dictionary.set(key, 4);
+    EXPECT_THAT(keysOf(dictionary), testing::ElementsAre("z", "m", key));
+    EXPECT_EQ(dictionary.find(key)->integer(), 4);
+    EXPECT_EQ(dictionary.find("m")->integer(), 3);
+  }
+  EXPECT_GE(failures, 3);  // the key, its place, its entry
 }
 
 TEST(PropertyListDictionary, CopiesAreIndependent) {

@@ -245,6 +245,42 @@ TEST(PoisonedVoicePlaces, OfEachSettingGoBackToItsDefault) {
   }
 }
 
+TEST(PoisonedVoicePlaces, OfEachSettingAreSeenWhileNothingIsHeardOfThem) {
+  PoisonedEngine engine(kBlock);
+  ZRTurboVoice& voice = engine.voice(0);
+  voice.active = false;
+  for (const TurboVoiceParameterRow& parameter : kTurboVoiceParameters) {
+    for (const float poison : kPoisons) {
+      ASSERT_TRUE(voice.holdsNumbers(kBlock)) << parameter.row.identifier;
+      (voice.*parameter.member) = poison;
+      EXPECT_FALSE(voice.holdsNumbers(kBlock)) << parameter.row.identifier;
+
+      voice.mendState(kBlock);
+
+      EXPECT_STREQ(voice.recovered, "settings") << parameter.row.identifier;
+    }
+  }
+}
+
+// A depth stands in a row that all voices share, so that it may count once for each of the chord's three.
+TEST(PoisonedVoicePlaces, OfEachSettingOfAVoiceThatSoundsGoBackToItsDefault) {
+  for (const TurboVoiceParameterRow& parameter : kTurboVoiceParameters) {
+    SCOPED_TRACE(parameter.row.identifier);
+    PoisonedEngine engine(kBlock);
+    engine.holdChord();
+    engine.render(6000);
+    ZRDSPParameter& setting = engine.sounding().*parameter.member;
+    setting = kNoNumber;
+
+    EXPECT_TRUE(allFinite(engine.render(24000)));
+
+    EXPECT_EQ(setting.value.load(), parameter.row.defaultValue);
+    const bool isDepth = std::string(parameter.row.identifier).ends_with("Amount");
+    EXPECT_GE(engine.recoveries(), 1U);
+    EXPECT_LE(engine.recoveries(), isDepth ? 3U : 1U);
+  }
+}
+
 // What a voice sets in its modules when it makes them differs from the defaults of the modules.
 TEST(PoisonedVoicePlaces, OfEachModulesSettingsGoBackToWhatTheVoiceWasMadeWith) {
   PoisonedEngine engine(kBlock);  // gives the voice a row array
