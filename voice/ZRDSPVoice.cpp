@@ -207,9 +207,11 @@ void ZRDSPVoice::setMIDICC(int controller, int value) noexcept {
 }
 
 // The portamento is linear in pitch and takes `portamentoTime` seconds whatever the interval:
-// f = start 2^(phase s / 12), with s the interval in semitones.
+// f = start 2^(phase s / 12), with s the interval in semitones. Its last step lies beyond the note by what is
+// left of it, without bound if the time is shorter than a sample.
 void ZRDSPVoice::fillNoteSource(int frames) noexcept {
   const float time = portamentoTime.value;
+  glideOvershoots = false;
   if (!(time > 0.0F) || glideStartFrequency == noteFrequency) {
     glidePhase = 0;
     modMatrix->holdSource(kSourceNote, noteFrequency, frames);
@@ -230,6 +232,7 @@ void ZRDSPVoice::fillNoteSource(int frames) noexcept {
     phase += step;
     out[i] = frequencyAt(phase);
   }
+  glideOvershoots = i > 0 && phase > 1.0F;
   if (i < frames) {
     phase = 1.0F;
     std::fill(out + i, out + frames, frequencyAt(phase));

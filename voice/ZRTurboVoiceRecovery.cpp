@@ -20,11 +20,11 @@ bool holdsSettings(const ZRTurboVoice& voice) noexcept MORV_NONBLOCKING {
 
 }  // namespace
 
+// The phase of a glide ends by itself if it is no number.
 bool ZRDSPVoice::holdsNumbers(int /*frames*/) const noexcept {
   return areNumbers(noteFrequency, pressure, slide, velocity, pitchbendDelta, modWheelValue, panTarget,
                     smoothedPitchbend, smoothedPressure, smoothedSlide, smoothedGate, smoothedVelocity,
-                    glidePhase, glideStartFrequency, addedPitchbend, detuneOffset,
-                    portamentoTime.value.load());
+                    glideStartFrequency, addedPitchbend, detuneOffset, portamentoTime.value.load());
 }
 
 bool ZRDSPVoice::playedNumbers(int /*frames*/) const noexcept { return true; }
@@ -47,7 +47,6 @@ void ZRDSPVoice::mendState(int /*frames*/) noexcept {
   mendNumber(smoothedSlide, slide);
   mendNumber(smoothedGate, static_cast<float>(gate));
   mendNumber(smoothedVelocity, velocity);
-  mendNumber(glidePhase, 0.0F);
   mendNumber(glideStartFrequency, noteFrequency);
 }
 
@@ -59,7 +58,7 @@ const float* ZRTurboVoice::lastBlock() const noexcept {
 }
 
 // Pitch and width of a voice that plays are looked at in their buffers: what is no number there is replaced
-// on its way, and nobody hears that it was.
+// on its way, and nobody hears that it was. The last step of a short portamento may lie at an infinite pitch.
 bool ZRTurboVoice::holdsNumbers(int frames) const noexcept {
   const auto first = [this](const ZRDSPParameter& parameter) { return firstDestinationSample(parameter); };
   if (!ZRDSPVoice::holdsNumbers(frames) || !waveOscillator->holdsNumbers() || !filter->holdsNumbers() ||
@@ -72,7 +71,8 @@ bool ZRTurboVoice::holdsNumbers(int frames) const noexcept {
   if (!active || asleep_) return true;
   for (const ZRDSPParameter* pitch : {&waveOscillator->oscFreq, &waveOscillator->oscCents,
                                       &waveOscillator->oscPulsewidth, &lfo->oscFreq, &lfo->oscCents}) {
-    if (!areFinite(modMatrix->readDestination(pitch->address), frames)) return false;
+    const bool mayBeInfinite = glideOvershoots && pitch == &waveOscillator->oscFreq;
+    if (!mayBeInfinite && !areFinite(modMatrix->readDestination(pitch->address), frames)) return false;
   }
   return areNumbers(first(waveOscillator->oscOctave), first(waveOscillator->oscSemitones),
                     first(lfo->oscOctave), first(lfo->oscSemitones), first(lfo->oscWave));

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/DiagnosticRing.h"
 #include "platform/MainQueue.h"
 #include "platform/NotificationCenter.h"
 #include "platform/SettingsStore.h"
@@ -54,6 +55,7 @@ class FuzzedUnit {
       list.mBuffers[side] = {1, static_cast<std::uint32_t>(frames * sizeof(float)), out_[side].data()};
     }
     AudioUnitRenderActionFlags flags = 0;
+    DiagnosticRing::shared().drain(nullptr);  // so that there is room for what this block has to report
     block_(&flags, &time_, frames, 0, &list, events, nullptr);
     time_.mSampleTime += frames;
     queue_.runDue(time_.mSampleTime / kRateHz);
@@ -62,7 +64,11 @@ class FuzzedUnit {
         if (!std::isfinite(side[i])) failFuzzing("a sample is no number");
       }
     }
-    if (unit_.recoveryCount() > 0) failFuzzing("state was no number");
+    if (unit_.recoveryCount() > 0) {
+      DiagnosticRing::Line line;
+      while (DiagnosticRing::shared().take(&line)) std::fputs(DiagnosticRing::text(line).c_str(), stderr);
+      failFuzzing("state was no number");
+    }
   }
 
   void expectValuesInRange() {

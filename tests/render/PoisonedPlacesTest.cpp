@@ -333,6 +333,31 @@ TEST(HealthySpike, OfAnEnvelopesKnobKeepsItsHeight) {
   EXPECT_EQ(takeDiagnostics(), "");
 }
 
+// The last step of a glide that takes less than a sample lies at an infinite pitch, which the oscillator
+// bounds.
+TEST(HealthySpike, OfAShortPortamentoMayBeInfinite) {
+  for (const int block : {1, 7, kBlock}) {
+    PoisonedEngine engine(block);
+    engine.holdChord();
+    bool wasInfinite = false;
+    for (const float seconds : {1.0e-8F, 1.0e-20F, 2.0e-38F}) {
+      engine.set("portamentoTime", seconds);
+      for (int i = 0; i < 60; ++i) {
+        engine.play(0x90, {40 + i});
+        for (std::size_t v = 0; v < 8; ++v) {
+          wasInfinite |= std::isinf(engine.voice(v).modMatrix->readSource(1)[0]);
+          ASSERT_TRUE(engine.voice(v).holdsNumbers(block)) << block << " " << seconds << " " << i;
+        }
+        ASSERT_TRUE(allFinite(engine.render(64)));
+        engine.play(0x80, {40 + i});
+        ASSERT_TRUE(allFinite(engine.render(64)));
+      }
+    }
+    EXPECT_TRUE(wasInfinite) << block;
+    EXPECT_EQ(engine.recoveries(), 0U) << block;
+  }
+}
+
 // Eight voices take 43 ms, whatever the rate.
 TEST(PoisonedPlaces, AreFoundWithinATenthOfASecondAtEachRate) {
   for (const double rateHz : {8000.0, 22050.0, 48000.0, 192000.0}) {

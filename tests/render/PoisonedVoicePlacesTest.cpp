@@ -62,7 +62,6 @@ constexpr VoicePlace kVoicePlaces[] = {
     {"smoothed slide", "smoothing", own<&ZRTurboVoice::smoothedSlide>, 9.0F},
     {"smoothed gate", "smoothing", own<&ZRTurboVoice::smoothedGate>, 1.0F},
     {"smoothed velocity", "smoothing", own<&ZRTurboVoice::smoothedVelocity>, 100.0F},
-    {"glide", "smoothing", own<&ZRTurboVoice::glidePhase>, 0.0F},
     {"glide's start", "smoothing", own<&ZRTurboVoice::glideStartFrequency>, 330.0F},
     {"smoothed pan", "smoothing", own<&ZRTurboVoice::smoothedPan>, 0.25F},
     {"phase of the LFO", "LFO", ofLfo<&ZRVAOscillator::phase>, -1.0F},
