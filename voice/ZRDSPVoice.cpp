@@ -211,6 +211,7 @@ void ZRDSPVoice::setMIDICC(int controller, int value) noexcept {
 // left of it, without bound if the time is shorter than a sample.
 void ZRDSPVoice::fillNoteSource(int frames) noexcept {
   const float time = portamentoTime.value;
+  glideOvershot = glideOvershoots;
   glideOvershoots = false;
   if (!(time > 0.0F) || glideStartFrequency == noteFrequency) {
     glidePhase = 0;

@@ -58,8 +58,10 @@ const float* ZRTurboVoice::lastBlock() const noexcept {
 }
 
 // Pitch and width of a voice that plays are looked at in their buffers: what is no number there is replaced
-// on its way, and nobody hears that it was. The last step of a short portamento may lie at an infinite pitch.
+// on its way, and nobody hears that it was. The last step of a portamento shorter than a sample may lie at an
+// infinite pitch, which an LFO that follows the pitch takes over a block later; both are bounded there.
 bool ZRTurboVoice::holdsNumbers(int frames) const noexcept {
+  if (glideOvershoots || glideOvershot) return true;
   const auto first = [this](const ZRDSPParameter& parameter) { return firstDestinationSample(parameter); };
   if (!ZRDSPVoice::holdsNumbers(frames) || !waveOscillator->holdsNumbers() || !filter->holdsNumbers() ||
       !lfo->holdsNumbers() || !ampEnvelope->holdsNumbers() || !modEnvelope->holdsNumbers() ||
@@ -71,8 +73,7 @@ bool ZRTurboVoice::holdsNumbers(int frames) const noexcept {
   if (!active || asleep_) return true;
   for (const ZRDSPParameter* pitch : {&waveOscillator->oscFreq, &waveOscillator->oscCents,
                                       &waveOscillator->oscPulsewidth, &lfo->oscFreq, &lfo->oscCents}) {
-    const bool mayBeInfinite = glideOvershoots && pitch == &waveOscillator->oscFreq;
-    if (!mayBeInfinite && !areFinite(modMatrix->readDestination(pitch->address), frames)) return false;
+    if (!areFinite(modMatrix->readDestination(pitch->address), frames)) return false;
   }
   return areNumbers(first(waveOscillator->oscOctave), first(waveOscillator->oscSemitones),
                     first(lfo->oscOctave), first(lfo->oscSemitones), first(lfo->oscWave));
