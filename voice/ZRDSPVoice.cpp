@@ -18,6 +18,7 @@ constexpr double kFastMs = 25.5;    // pressure, slide
 constexpr double kMediumMs = 35.0;  // bend, gate
 constexpr double kSlowMs = 65.0;    // velocity
 constexpr int kFirstRoutingAddress = 512;
+constexpr float kGreatestGlideHz = 1.0e30F;  // times all factors of pitch still a float
 
 const double kSemitone = std::pow(2.0, 1.0 / 12.0);
 
@@ -208,11 +209,10 @@ void ZRDSPVoice::setMIDICC(int controller, int value) noexcept {
 
 // The portamento is linear in pitch and takes `portamentoTime` seconds whatever the interval:
 // f = start 2^(phase s / 12), with s the interval in semitones. Its last step lies beyond the note by what is
-// left of it, without bound if the time is shorter than a sample.
+// left of it; if the time is shorter than a sample, up to a pitch that is only just a number, so that all
+// that follows the pitch stays one.
 void ZRDSPVoice::fillNoteSource(int frames) noexcept {
   const float time = portamentoTime.value;
-  glideOvershot = glideOvershoots;
-  glideOvershoots = false;
   if (!(time > 0.0F) || glideStartFrequency == noteFrequency) {
     glidePhase = 0;
     modMatrix->holdSource(kSourceNote, noteFrequency, frames);
@@ -224,7 +224,7 @@ void ZRDSPVoice::fillNoteSource(int frames) noexcept {
       12.0 * std::log2(static_cast<double>(noteFrequency) / static_cast<double>(glideStartFrequency)));
   const auto frequencyAt = [&](float phase) {
     const auto f = static_cast<float>(start * std::exp2(static_cast<double>(phase) * interval / 12.0));
-    return std::isnan(f) ? 220.0F : f;
+    return std::isnan(f) ? 220.0F : std::min(f, kGreatestGlideHz);
   };
   const float step = (1000.0F * inverseSampleRate) / (1000.0F * time);
   float phase = glidePhase;
@@ -233,7 +233,6 @@ void ZRDSPVoice::fillNoteSource(int frames) noexcept {
     phase += step;
     out[i] = frequencyAt(phase);
   }
-  glideOvershoots = i > 0 && phase > 1.0F;
   if (i < frames) {
     phase = 1.0F;
     std::fill(out + i, out + frames, frequencyAt(phase));

@@ -121,8 +121,6 @@ class ZRDSPVoice : public ZRDSPEntity {
   float smoothedGate = 0;
   float smoothedVelocity = 0;
   float glidePhase = 0;             // progress of the portamento, 0 to 1; beyond in its last step
-  bool glideOvershoots = false;     // in this block: its last step goes beyond 1, by any height
-  bool glideOvershot = false;       // in the one before
   float glideStartFrequency = 220;  // Hz
   float addedPitchbend = 0;         // Hz
   int recoveries = 0;               // mended since the instrument last looked

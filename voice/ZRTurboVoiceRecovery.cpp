@@ -58,10 +58,8 @@ const float* ZRTurboVoice::lastBlock() const noexcept {
 }
 
 // Pitch and width of a voice that plays are looked at in their buffers: what is no number there is replaced
-// on its way, and nobody hears that it was. The last step of a portamento shorter than a sample may lie at an
-// infinite pitch, which an LFO that follows the pitch takes over a block later; both are bounded there.
+// on its way, and nobody hears that it was.
 bool ZRTurboVoice::holdsNumbers(int frames) const noexcept {
-  if (glideOvershoots || glideOvershot) return true;
   const auto first = [this](const ZRDSPParameter& parameter) { return firstDestinationSample(parameter); };
   if (!ZRDSPVoice::holdsNumbers(frames) || !waveOscillator->holdsNumbers() || !filter->holdsNumbers() ||
       !lfo->holdsNumbers() || !ampEnvelope->holdsNumbers() || !modEnvelope->holdsNumbers() ||

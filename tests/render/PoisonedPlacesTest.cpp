@@ -340,11 +340,11 @@ TEST(HealthySpike, OfAShortPortamentoMayBeInfinite) {
     PoisonedEngine engine(block);
     engine.set("lfoRange", 2.0F);  // follows the pitch
     engine.holdChord();
-    bool wasInfinite = false;
+    bool wasFar = false;
     const auto expectHealthy = [&] {
       for (std::size_t v = 0; v < 8; ++v) {
         ZRTurboVoice& voice = engine.voice(v);
-        wasInfinite |= std::isinf(voice.modMatrix->readSource(1)[0]);
+        wasFar |= voice.modMatrix->readSource(1)[0] == 1.0e30F;
         ASSERT_TRUE(voice.holdsNumbers(block)) << "voice " << v << ", blocks of " << block;
       }
     };
@@ -361,7 +361,7 @@ TEST(HealthySpike, OfAShortPortamentoMayBeInfinite) {
         ASSERT_TRUE(allFinite(engine.render(64)));
       }
     }
-    EXPECT_TRUE(wasInfinite) << block;
+    EXPECT_TRUE(wasFar) << block;
     EXPECT_EQ(engine.recoveries(), 0U) << block;
   }
 }

@@ -210,6 +210,36 @@ TEST_F(ZRDSPVoicePortamentoTest, TheGlideIsLinearInPitchAndTakesItsTime) {
   }
 }
 
+TEST_F(ZRDSPVoicePortamentoTest, AGlideShorterThanASampleOverstepsOnceByWhatIsLeftOfItsStep) {
+  constexpr double kRounding = 1e-4;  // of a semitone, in phases of some tens
+  voice.portamentoTime = 1.0F / (44100.0F * 30.0F);
+  voice.setGateWithNote(1, 60, 100);  // from 220 Hz, three semitones below
+
+  const Signal x = voice.source(kSourceNote, 3);
+
+  EXPECT_NEAR(semitonesFrom(x[0], 220.0), 90.0, kRounding);
+  EXPECT_NEAR(semitonesFrom(x[1], 220.0), 3.0, kRounding);
+  EXPECT_EQ(x[2], x[1]);
+}
+
+TEST_F(ZRDSPVoicePortamentoTest, AGlideThatOverstepsAllFloatsStaysANumber) {
+  for (const float seconds : {1.0e-12F, 1.0e-30F, 1.2e-38F}) {
+    voice.portamentoTime = seconds;
+    voice.glideStartFrequency = 220.0F;
+    voice.glidePhase = 0;
+    voice.setGateWithNote(1, 60, 100);
+
+    const Signal up = voice.source(kSourceNote, 2);
+    voice.setNote(48);
+    const Signal down = voice.source(kSourceNote, 2);
+
+    EXPECT_EQ(up[0], 1.0e30F) << seconds;
+    EXPECT_NEAR(semitonesFrom(up[1], 220.0), 3.0, 1e-5) << seconds;
+    EXPECT_EQ(down[0], 0.0F) << seconds;
+    EXPECT_NEAR(semitonesFrom(down[1], 110.0), 3.0, 1e-5) << seconds;
+  }
+}
+
 TEST_F(ZRDSPVoicePortamentoTest, ALegatoNoteRestartsAGlideThatHasEnded) {
   voice.portamentoTime = 0.01F;
   voice.setGateWithNote(1, 60, 100);
