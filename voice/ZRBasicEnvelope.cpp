@@ -13,6 +13,7 @@ namespace {
 constexpr double kLeastAttackSeconds = 0.001;
 constexpr double kLeastDecaySeconds = 0.0001;
 constexpr double kVelocityExponent = 1.5;
+constexpr double kGreatestLevel = 1.0e12;
 
 constexpr std::array<ParameterRow, 3> kRows = {{
     {"envVelocity", "Env Velocity", 0, 1, 1},
@@ -131,9 +132,12 @@ void ZRBasicEnvelope::shapeAttackDecay(float* out, int frames) const noexcept {
   }
 }
 
+// A knob that is turned within a stage moves the line that the stage runs on, and with it the present sample
+// by up to some 10^5 times; the next stage goes on from there. The bound keeps such steps upon steps numbers.
 void ZRBasicEnvelope::storeLevel(float output) noexcept {
   const auto scale = static_cast<double>(velocityScale);
-  level = scale != 0.0 ? static_cast<float>(static_cast<double>(output) * (1.0 / scale)) : 0.0F;
+  const double reached = scale != 0.0 ? static_cast<double>(output) * (1.0 / scale) : 0.0;
+  level = static_cast<float>(std::clamp(reached, -kGreatestLevel, kGreatestLevel));
 }
 
 void ZRBasicEnvelope::runAndApplyEnvelope(float* buffer, int frames, float tempo) noexcept {

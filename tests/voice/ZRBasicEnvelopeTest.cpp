@@ -551,6 +551,28 @@ struct PlainEnvelope {
 };
 
 // By turns into a buffer of the caller's and into its source, which it may hold.
+// Each attack starts where the one before has stepped to.
+TEST_F(ZRBasicEnvelopeTest, AKnobTurnedInManyAttacksStepsUponStepsWithoutLeavingTheNumbers) {
+  constexpr double kRounding = 1e-5;
+  constexpr int kClimb = 40000;
+  const double shortest = static_cast<double>(0.001F) * static_cast<double>(kRate);
+  e.sustain = 0.5F;
+  e.release = 100.0F;
+  double from = 0.0;
+  for (int turn = 0; turn < 20; ++turn) {
+    e.attack = 4.0F;
+    e.setGate(1, 1.0F);
+    run(e, kClimb);
+    e.attack = 0.0F;
+    const double climbed = static_cast<double>(run(e, 1)[0]);
+    EXPECT_NEAR(climbed / (from + kClimb * (1.0 - from) / shortest), 1.0, kRounding) << turn;
+    from = std::clamp(climbed, -1.0e12, 1.0e12);
+    EXPECT_EQ(e.level, static_cast<float>(from)) << turn;
+    e.setGate(0, 0.0F);
+  }
+  EXPECT_EQ(std::abs(e.level), 1.0e12F);
+}
+
 TEST_F(ZRBasicEnvelopeTest, RunsBitForBitAsItsStageFunctionsOverRandomGatesTimesAndLoops) {
   const auto rows = ZRDSPModMatrix::initSingleton();
   for (std::uint64_t seed = 1; seed <= 60; ++seed) {
