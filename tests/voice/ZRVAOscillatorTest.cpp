@@ -681,13 +681,16 @@ class ZRVAOscillatorUnreadTest : public ZRVAOscillatorTest {
   bool givesTheSame(int frames, int source) {
     const float* output = matrix.sourceBuffer(source);
     whole.runGenerator(frames, kTempo);
-    const std::vector<float> want(output, output + frames);
+    std::copy_n(output, frames, want_.begin());
     part.runGenerator(frames, kTempo);
-    return std::equal(want.begin(), want.end(), output);
+    return std::equal(output, output + frames, want_.begin());
   }
 
   ZRVAOscillator whole{kRate, 64, &counter, true};
   ZRVAOscillator part{kRate, 64, &counter, true};
+
+ private:
+  std::vector<float> want_ = std::vector<float>(kMaxFrames);
 };
 
 TEST_F(ZRVAOscillatorUnreadTest, ASecondOutputThatNobodyReadsChangesNothingElse) {
