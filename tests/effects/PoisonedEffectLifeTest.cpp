@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/DiagnosticRing.h"
 #include "tests/effects/PoisonedEffects.h"
 
 namespace morv {

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <limits>
 #include <map>
 #include <memory>
@@ -22,8 +21,8 @@
 #include "effects/ZRSpringVerb.h"
 #include "effects/ZRVAChorus.h"
 #include "effects/ZRVADelay.h"
-#include "platform/DiagnosticRing.h"
 #include "tests/effects/EffectTesting.h"
+#include "tests/platform/TakenDiagnostics.h"
 
 namespace morv {
 
@@ -99,17 +98,6 @@ inline std::unique_ptr<ZRDSPEffect> madeEffect(const char* kind) {
     control.set(0.5F * (range->least + range->greatest));
   }
   return effect;
-}
-
-inline std::string takeDiagnostics() {
-  char* memory = nullptr;
-  std::size_t length = 0;
-  std::FILE* sink = open_memstream(&memory, &length);
-  DiagnosticRing::shared().drain(sink);
-  std::fclose(sink);
-  std::string lines(memory, length);
-  std::free(memory);
-  return lines;
 }
 
 inline long recoveriesTold() {

@@ -5,13 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "platform/DiagnosticRing.h"
 #include "render/ZRDSPInstrument.h"
+#include "tests/platform/TakenDiagnostics.h"
 
 namespace morv {
 
@@ -27,18 +26,6 @@ std::string text(const char* format, Arguments... arguments) {
   std::snprintf(line, sizeof line, format, arguments...);
 #pragma GCC diagnostic pop
   return line;
-}
-
-// Everything that waits in the diagnostic ring, as it would be printed.
-inline std::string takeDiagnostics() {
-  char* memory = nullptr;
-  std::size_t length = 0;
-  std::FILE* sink = open_memstream(&memory, &length);
-  DiagnosticRing::shared().drain(sink);
-  std::fclose(sink);
-  std::string lines(memory, length);
-  std::free(memory);
-  return lines;
 }
 
 // What one bank of voices saw, in order: "voice: call".

@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "platform/DiagnosticRing.h"
 #include "render/ZQ3DSPKernel.h"
 #include "tests/render/InstrumentTesting.h"
 

@@ -1,27 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "platform/DiagnosticRing.h"
+#include "tests/platform/TakenDiagnostics.h"
 #include "tests/voice/VoiceTesting.h"
 #include "voice/ZRSequencer.h"
 
 namespace morv {
 namespace {
-
-std::string takeDiagnostics() {
-  char* memory = nullptr;
-  std::size_t length = 0;
-  std::FILE* sink = open_memstream(&memory, &length);
-  DiagnosticRing::shared().drain(sink);
-  std::fclose(sink);
-  std::string lines(memory, length);
-  std::free(memory);
-  return lines;
-}
 
 TEST(ZRSequencer, StartsAtItsFirstStepWithAPatternOfClosedAndOpen) {
   const ZRSequencer sequencer(48000.0F, 256);
