@@ -4,6 +4,7 @@
 #include <csignal>
 #include <filesystem>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@
 namespace morv {
 namespace {
 
+using testing::ElementsAre;
 using testing::Eq;
 using testing::HasSubstr;
 using testing::Not;
@@ -30,10 +32,15 @@ TEST_F(AlsaLife, TellsItsDeviceAndThatNoSequencerIsThereAndNothingElse) {
   const auto player = start({"play", "--audio", "alsa", "--seconds", "0.5", "--verbose"}, device_);
 
   EXPECT_THAT(player->status(kPatienceSeconds), Eq(0));
-  EXPECT_EQ(player->messages(),
-            "morv: ALSA device 'default', 48000 Hz, 256 frames in a cycle\n"
-            "morv: no ALSA sequencer: nothing can be played over MIDI\n"
-            "morv: the notes have ended\n");
+  std::istringstream messages(player->messages());
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(messages, line);) {
+    const bool isOfABusyMachine = line.find("cycles came too late") != std::string::npos;
+    if (!isOfABusyMachine) lines.push_back(line);
+  }
+  EXPECT_THAT(lines, ElementsAre("morv: ALSA device 'default', 48000 Hz, 256 frames in a cycle",
+                                 "morv: no ALSA sequencer: nothing can be played over MIDI",
+                                 "morv: the notes have ended"));
 }
 
 TEST_F(AlsaLife, TakesRateAndLatencyThatItIsGiven) {
