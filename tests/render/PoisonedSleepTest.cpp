@@ -15,22 +15,26 @@ const float kNoNumber = kPoisons[0];
 // table: 64 frames at 131 Hz go through less than a fifth of 1024.
 constexpr float kBlockOfPhase = 205.0F;
 
-// With no release and no sound left, and the LFO on the pitch.
-void putToSleep(PoisonedEngine& engine) {
-  engine.set("env1Release", 0.0F);
-  engine.set("env2Release", 0.0F);
-  engine.holdChord();
-  engine.render(2400);
-  engine.releaseChord();
-  engine.render(480000);
-}
+class PoisonedSleep : public testing::Test {
+ protected:
+  // With no release and no sound left, and the LFO on the pitch.
+  void putToSleep() {
+    engine.set("env1Release", 0.0F);
+    engine.set("env2Release", 0.0F);
+    engine.holdChord();
+    engine.render(2400);
+    engine.releaseChord();
+    engine.render(480000);
+    ASSERT_TRUE(voice.isAsleep());
+  }
+
+  PoisonedEngine engine{kBlock};
+  ZRTurboVoice& voice = engine.voice(0);
+};
 
 // Carried over the sleep with an LFO whose pitch is no number, the oscillator would lose its phase.
-TEST(PoisonedPlaces, OfASleepingVoiceAreMendedBeforeItIsCarriedOverTheSleep) {
-  PoisonedEngine engine(kBlock);
-  putToSleep(engine);
-  ZRTurboVoice& voice = engine.voice(0);
-  ASSERT_TRUE(voice.isAsleep());
+TEST_F(PoisonedSleep, StateIsMendedBeforeTheVoiceIsCarriedOverTheSleep) {
+  ASSERT_NO_FATAL_FAILURE(putToSleep());
   voice.waveOscillator->phaseOne = 500.0F;
   voice.lfo->frequency = kNoNumber;
 
@@ -42,11 +46,8 @@ TEST(PoisonedPlaces, OfASleepingVoiceAreMendedBeforeItIsCarriedOverTheSleep) {
   EXPECT_EQ(engine.recoveries(), 1U);
 }
 
-TEST(PoisonedPlaces, OfASleepingVoiceAreMendedBeforeItIsPrepared) {
-  PoisonedEngine engine(kBlock);
-  putToSleep(engine);
-  ZRTurboVoice& voice = engine.voice(0);
-  ASSERT_TRUE(voice.isAsleep());
+TEST_F(PoisonedSleep, StateIsMendedBeforeTheVoiceIsPrepared) {
+  ASSERT_NO_FATAL_FAILURE(putToSleep());
   voice.waveOscillator->phaseOne = 500.0F;
   voice.lfo->frequency = kNoNumber;
 
@@ -57,11 +58,8 @@ TEST(PoisonedPlaces, OfASleepingVoiceAreMendedBeforeItIsPrepared) {
   EXPECT_EQ(voice.waveOscillator->phaseOne, 500.0F);
 }
 
-TEST(PoisonedPlaces, OfASleepingVoiceKeepItAwakeForASecond) {
-  PoisonedEngine engine(kBlock);
-  putToSleep(engine);
-  ZRTurboVoice& voice = engine.voice(0);
-  ASSERT_TRUE(voice.isAsleep());
+TEST_F(PoisonedSleep, MendedStateKeepsTheVoiceAwakeForASecond) {
+  ASSERT_NO_FATAL_FAILURE(putToSleep());
   voice.filter->z3 = kNoNumber;
 
   engine.render(24000);
@@ -72,11 +70,8 @@ TEST(PoisonedPlaces, OfASleepingVoiceKeepItAwakeForASecond) {
   EXPECT_EQ(engine.recoveries(), 1U);
 }
 
-TEST(PoisonedPlaces, OfASleepingVoicesPitchAreFoundInItsAccount) {
-  PoisonedEngine engine(kBlock);
-  putToSleep(engine);
-  ZRTurboVoice& voice = engine.voice(0);
-  ASSERT_TRUE(voice.isAsleep());
+TEST_F(PoisonedSleep, PitchIsFoundInTheVoicesAccount) {
+  ASSERT_NO_FATAL_FAILURE(putToSleep());
   voice.detuneOffset = kNoNumber;
 
   engine.render(kRecoveryFrames);
@@ -85,12 +80,9 @@ TEST(PoisonedPlaces, OfASleepingVoicesPitchAreFoundInItsAccount) {
   EXPECT_TRUE(voice.holdsNumbers(kBlock));
 }
 
-TEST(PoisonedPlaces, OfASleepingVoiceLetItsNoteStartTheLfo) {
-  PoisonedEngine engine(kBlock);
+TEST_F(PoisonedSleep, MendedStateLetsTheNextNoteStartTheLfo) {
   engine.set("lfoKeySync", 1.0F);
-  putToSleep(engine);
-  ZRTurboVoice& voice = engine.voice(0);
-  ASSERT_TRUE(voice.isAsleep());
+  ASSERT_NO_FATAL_FAILURE(putToSleep());
   voice.lfo->phase = 0.5F;
   voice.filter->z3 = kNoNumber;
 
